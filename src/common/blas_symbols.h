@@ -1,0 +1,51 @@
+// SPDX-License-Identifier: BSD-3-Clause
+//
+// The only header that includes CBLAS and LAPACKE. The bundled OpenBLAS gives its symbols the
+// prefix BLAS_SYMBOL_PREFIX; its cblas.h declares them so, its lapacke.h does not. The names
+// are pasted here, so that the callers write the plain ones with either library.
+#pragma once
+
+#include <cblas.h>
+
+#ifdef BLAS_SYMBOL_PREFIX
+#define CORVANE_PASTE_NAMES(prefix, name) prefix##name
+#define CORVANE_PASTE(prefix, name) CORVANE_PASTE_NAMES(prefix, name)
+#define CORVANE_BLAS_NAME(name) CORVANE_PASTE(BLAS_SYMBOL_PREFIX, name)
+#define cblas_dgemv CORVANE_BLAS_NAME(cblas_dgemv)
+#define cblas_sgemv CORVANE_BLAS_NAME(cblas_sgemv)
+#define cblas_dgemm CORVANE_BLAS_NAME(cblas_dgemm)
+#define cblas_sgemm CORVANE_BLAS_NAME(cblas_sgemm)
+#define cblas_dsymv CORVANE_BLAS_NAME(cblas_dsymv)
+#define cblas_ssymv CORVANE_BLAS_NAME(cblas_ssymv)
+#define cblas_dsymm CORVANE_BLAS_NAME(cblas_dsymm)
+#define cblas_ssymm CORVANE_BLAS_NAME(cblas_ssymm)
+#define cblas_dtrsv CORVANE_BLAS_NAME(cblas_dtrsv)
+#define cblas_strsv CORVANE_BLAS_NAME(cblas_strsv)
+#define cblas_dtrsm CORVANE_BLAS_NAME(cblas_dtrsm)
+#define cblas_strsm CORVANE_BLAS_NAME(cblas_strsm)
+#define cblas_dtrmv CORVANE_BLAS_NAME(cblas_dtrmv)
+#define cblas_strmv CORVANE_BLAS_NAME(cblas_strmv)
+#define cblas_dtrmm CORVANE_BLAS_NAME(cblas_dtrmm)
+#define cblas_strmm CORVANE_BLAS_NAME(cblas_strmm)
+#define cblas_dsyr CORVANE_BLAS_NAME(cblas_dsyr)
+#define cblas_ssyr CORVANE_BLAS_NAME(cblas_ssyr)
+#define cblas_dsyrk CORVANE_BLAS_NAME(cblas_dsyrk)
+#define cblas_ssyrk CORVANE_BLAS_NAME(cblas_ssyrk)
+#define cblas_dsyr2k CORVANE_BLAS_NAME(cblas_dsyr2k)
+#define cblas_ssyr2k CORVANE_BLAS_NAME(cblas_ssyr2k)
+#define LAPACKE_set_nancheck CORVANE_BLAS_NAME(LAPACKE_set_nancheck)
+#define LAPACKE_dtrtri CORVANE_BLAS_NAME(LAPACKE_dtrtri)
+#define LAPACKE_strtri CORVANE_BLAS_NAME(LAPACKE_strtri)
+#define LAPACKE_dpotrf CORVANE_BLAS_NAME(LAPACKE_dpotrf)
+#define LAPACKE_spotrf CORVANE_BLAS_NAME(LAPACKE_spotrf)
+#define LAPACKE_dpotri CORVANE_BLAS_NAME(LAPACKE_dpotri)
+#define LAPACKE_spotri CORVANE_BLAS_NAME(LAPACKE_spotri)
+#define LAPACKE_dgeqrf CORVANE_BLAS_NAME(LAPACKE_dgeqrf)
+#define LAPACKE_sgeqrf CORVANE_BLAS_NAME(LAPACKE_sgeqrf)
+#define LAPACKE_dormqr CORVANE_BLAS_NAME(LAPACKE_dormqr)
+#define LAPACKE_sormqr CORVANE_BLAS_NAME(LAPACKE_sormqr)
+#define LAPACKE_dgesdd CORVANE_BLAS_NAME(LAPACKE_dgesdd)
+#define LAPACKE_sgesdd CORVANE_BLAS_NAME(LAPACKE_sgesdd)
+#endif
+
+#include <lapacke.h>

@@ -1,0 +1,120 @@
+// SPDX-License-Identifier: BSD-3-Clause
+#include "common/linear_algebra.h"
+
+#include <algorithm>
+#include <cmath>
+
+#include "common/blas.h"
+#include "common/lapack.h"
+
+namespace corvane {
+
+namespace {
+
+int rows(const_matrix_block a) { return blas_size(a.rows()); }
+int cols(const_matrix_block a) { return blas_size(a.cols()); }
+
+// BLAS wants a leading dimension of at least 1, also of an empty matrix.
+int stride(const_matrix_block a) { return std::max(1, blas_size(a.stride())); }
+
+int rows_of(transposition op, const_matrix_block a) { return op == plain ? rows(a) : cols(a); }
+int cols_of(transposition op, const_matrix_block a) { return op == plain ? cols(a) : rows(a); }
+
+}  // namespace
+
+void gemv(double alpha, transposition op, const_matrix_block a, const_vector_view x,
+          double beta, vector_view y) {
+  // BLAS returns early on an empty product and would leave y unscaled.
+  if (a.rows() == 0 || a.cols() == 0) {
+    for (double& entry : y) entry = beta == 0.0 ? 0.0 : beta * entry;
+    return;
+  }
+  blas::gemv(op, rows(a), cols(a), a.data(), stride(a), x.data(), 1, y.data(), 1, alpha,
+             beta);
+}
+
+void gemm(double alpha, transposition op_a, const_matrix_block a, transposition op_b,
+          const_matrix_block b, double beta, matrix_block c) {
+  blas::gemm(op_a, op_b, rows(c), cols(c), cols_of(op_a, a), a.data(), stride(a), b.data(),
+             stride(b), c.data(), stride(c), alpha, beta);
+}
+
+void gemmt(double alpha, transposition op_a, const_matrix_block a, transposition op_b,
+           const_matrix_block b, double beta, matrix_block c) {
+  blas::gemmt(triangle::lower, op_a, op_b, rows(c), cols_of(op_a, a), a.data(), stride(a),
+              b.data(), stride(b), c.data(), stride(c), alpha, beta);
+}
+
+void syrk(double alpha, transposition op, const_matrix_block a, double beta, matrix_block c) {
+  blas::syrk(triangle::lower, op, rows_of(op, a), cols_of(op, a), a.data(), stride(a),
+             c.data(), stride(c), alpha, beta);
+}
+
+void syr2k(double alpha, transposition op, const_matrix_block a, const_matrix_block b,
+           double beta, matrix_block c) {
+  blas::syr2k(triangle::lower, op, rows_of(op, a), cols_of(op, a), a.data(), stride(a),
+              b.data(), stride(b), c.data(), stride(c), alpha, beta);
+}
+
+void syr(double alpha, const_vector_view x, matrix_block a) {
+  blas::syr(triangle::lower, blas_size(x.size()), x.data(), 1, a.data(), stride(a), alpha);
+}
+
+void symv(double alpha, const_matrix_block a, const_vector_view x, double beta,
+          vector_view y) {
+  blas::symv(triangle::lower, rows(a), a.data(), stride(a), x.data(), 1, y.data(), 1, alpha,
+             beta);
+}
+
+void symm(double alpha, const_matrix_block a, const_matrix_block b, double beta,
+          matrix_block c) {
+  blas::symm(side::left, triangle::lower, rows(c), cols(c), a.data(), stride(a), b.data(),
+             stride(b), c.data(), stride(c), alpha, beta);
+}
+
+void trsv(triangle which, transposition op, const_matrix_block a, vector_view x) {
+  blas::trsv(which, op, diagonal_kind::general, rows(a), a.data(), stride(a), x.data(), 1);
+}
+
+void trsm(side where, triangle which, transposition op, const_matrix_block a,
+          matrix_block b) {
+  blas::trsm(where, which, op, diagonal_kind::general, rows(b), cols(b), a.data(), stride(a),
+             b.data(), stride(b), 1.0);
+}
+
+void trmv(triangle which, transposition op, const_matrix_block a, vector_view x) {
+  blas::trmv(which, op, diagonal_kind::general, rows(a), a.data(), stride(a), x.data(), 1);
+}
+
+int potrf(matrix_block a) {
+  return lapack::potrf(triangle::lower, rows(a), a.data(), stride(a));
+}
+
+int potri(matrix_block l) {
+  return lapack::potri(triangle::lower, rows(l), l.data(), stride(l));
+}
+
+int geqrf(matrix_block a, vector_view tau) {
+  return lapack::geqrf(rows(a), cols(a), a.data(), stride(a), tau.data());
+}
+
+int ormqr(transposition op, const_matrix_block factor, const_vector_view tau,
+          matrix_block c) {
+  return lapack::ormqr(side::left, op, rows(c), cols(c), blas_size(tau.size()), factor.data(),
+                       stride(factor), tau.data(), c.data(), stride(c));
+}
+
+int gesdd(svd_job job, matrix_block a, vector_view s, matrix_block u, matrix_block vt) {
+  return lapack::gesdd(job, rows(a), cols(a), a.data(), stride(a), s.data(), u.data(),
+                       stride(u), vt.data(), stride(vt));
+}
+
+double dot(const_vector_view x, const_vector_view y) {
+  double sum = 0.0;
+  for (index_t i = 0; i < x.size(); ++i) sum += x[i] * y[i];
+  return sum;
+}
+
+double norm(const_vector_view x) { return std::sqrt(dot(x, x)); }
+
+}  // namespace corvane

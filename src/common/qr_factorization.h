@@ -1,0 +1,32 @@
+// SPDX-License-Identifier: BSD-3-Clause
+//
+// qr_factorization: the record by which a QR factorization from geqrf is carried and applied.
+// It owns nothing: the factor and the scalars stay with whoever made them.
+#pragma once
+
+#include <cstdint>
+
+#include "common/blas_arguments.h"
+#include "common/matrix_block.h"
+
+namespace corvane {
+
+struct qr_factorization {
+  std::int32_t kind = 0;           // 0 is the one that is served
+  std::int32_t transposition = 0;  // 0 stands for Q, 1 for Q'
+  const_matrix_block factor;       // m by n as geqrf packed it
+  const double* tau = nullptr;     // min(m, n) scalars
+};
+
+// The record that stands for the other one of Q and Q'.
+qr_factorization transpose(const qr_factorization& qr) noexcept;
+
+// C = op(Q) C, or with a record of Q', C = op(Q') C. Returns the status of ormqr.
+int apply(const qr_factorization& qr, transposition op, matrix_block c);
+int apply(const qr_factorization& qr, transposition op, vector_view c);
+
+// x = R^-1 x and B = R^-1 B, R the upper triangle of the factor
+void solve_r(const qr_factorization& qr, vector_view x);
+void solve_r(const qr_factorization& qr, matrix_block b);
+
+}  // namespace corvane

@@ -1,0 +1,68 @@
+// SPDX-License-Identifier: BSD-3-Clause
+//
+// ridge_regression_model_descriptor: turns options and raw data into a fitted ridge model. It
+// normalizes the data, builds the chosen score, groups the hyperparameters, runs the
+// optimizer, solves for the weights and undoes the normalization.
+#pragma once
+
+#include <cstdint>
+#include <functional>
+#include <memory>
+
+#include "model/ridge_regression/data_normalizer.h"
+#include "model/ridge_regression/ridge_regression_model.h"
+#include "model/ridge_regression/ridge_regression_objective.h"
+#include "n_array/n_array.h"
+#include "optimization/trust_region_optimizer.h"
+
+namespace corvane::model {
+
+enum class ridge_objective_mode : std::int32_t { loocv = 0, gcv = 1, range_risk = 2 };
+enum class ridge_grouping_mode : std::int32_t { none = 0, all = 1, feature_bias = 2 };
+
+struct ridge_regression_model_options {
+  ridge_objective_mode objective_mode = ridge_objective_mode::loocv;
+  ridge_grouping_mode grouping_mode = ridge_grouping_mode::none;
+  bool center_target = true;
+  bool center_features = true;
+  bool with_bias = false;
+  bool rescale_target = true;
+  bool rescale_features = true;
+  bool regularize_bias = false;
+  std::unique_ptr<trust_region_optimizer> optimizer;  // null means one with 1e-4 and 1e-3
+  std::function<void(vector_view)> initializer;       // empty means 0.1 everywhere
+};
+
+// The group of each of `count` hyperparameters, and of one more with the flag; empty where
+// every hyperparameter stands alone.
+index_vector make_variable_groups(ridge_grouping_mode mode, index_t count, bool with_flag);
+
+class ridge_regression_model_descriptor {
+ public:
+  struct inspected_objective {
+    std::unique_ptr<second_order_objective> objective;
+    index_t num_hyperparameters;
+  };
+
+  explicit ridge_regression_model_descriptor(ridge_regression_model_options&& options);
+
+  const ridge_regression_model_options& options() const { return options_; }
+
+  // `groups` holds one group number per hyperparameter, or is empty for those of the grouping
+  // mode. Throws std::invalid_argument on data that are empty or not finite,
+  // std::runtime_error on dependent columns in the range-risk score, and what the initializer
+  // throws.
+  ridge_regression_model fit(const_vector_view y, const_matrix_view X,
+                             index_vector groups) const;
+  // At most `num_groups` groups, found by clustering the squares of first-stage weights.
+  ridge_regression_model fit_with_num_groups(const_vector_view y, const_matrix_view X,
+                                             std::uint64_t num_groups) const;
+  // The objective as `fit` would build it, with the length of its point.
+  inspected_objective make_objective(const_vector_view y, const_matrix_view X,
+                                     index_vector groups) const;
+
+ private:
+  ridge_regression_model_options options_;
+};
+
+}  // namespace corvane::model

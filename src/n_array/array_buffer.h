@@ -1,0 +1,78 @@
+// SPDX-License-Identifier: BSD-3-Clause
+//
+// array_buffer: the one owner of an n_array's memory. It knows a resource, a buffer at
+// alignment 64 (a cache line, and the widest vector register) and how many elements the
+// buffer holds; shape and element order are the business of n_array.
+#pragma once
+
+#include <cstddef>
+#include <memory_resource>
+
+#include "n_array/n_array_view.h"
+
+namespace corvane {
+
+inline constexpr std::size_t array_alignment = 64;
+
+template <class T>
+class array_buffer {
+ public:
+  array_buffer() : resource_{std::pmr::get_default_resource()} {}
+  explicit array_buffer(index_t count) : array_buffer() { acquire(count); }
+  explicit array_buffer(std::pmr::memory_resource* resource) : resource_{resource} {}
+  array_buffer(const array_buffer&) = delete;
+  array_buffer& operator=(const array_buffer&) = delete;
+  array_buffer(array_buffer&&) = delete;
+  array_buffer& operator=(array_buffer&&) = delete;
+  ~array_buffer() {
+    if (data_ != nullptr) release();
+  }
+
+  T* data() const { return data_; }
+  index_t capacity() const { return capacity_; }
+  std::pmr::memory_resource* resource() const { return resource_; }
+
+  // Makes room for `count` elements. A buffer that is large enough is kept; otherwise the
+  // old one goes first and the new one holds exactly `count`. Contents are not kept.
+  void reserve(index_t count) {
+    if (capacity_ >= count) return;
+    if (capacity_ > 0) release();
+    acquire(count);
+  }
+
+  // Gives the buffer back. Also called with nothing held: a resource accepts that.
+  void release() {
+    resource_->deallocate(data_, bytes(capacity_), array_alignment);
+    data_ = nullptr;
+    capacity_ = 0;
+  }
+
+  // Takes over the buffer of `other`; this one must be empty and share its resource.
+  void steal(array_buffer& other) {
+    data_ = other.data_;
+    capacity_ = other.capacity_;
+    other.data_ = nullptr;
+    other.capacity_ = 0;
+  }
+
+  bool shares_resource(const array_buffer& other) const {
+    return resource_ == other.resource_ || resource_->is_equal(*other.resource_);
+  }
+
+ private:
+  static std::size_t bytes(index_t count) {
+    return static_cast<std::size_t>(count) * sizeof(T);
+  }
+
+  void acquire(index_t count) {
+    if (count == 0) return;
+    data_ = static_cast<T*>(resource_->allocate(bytes(count), array_alignment));
+    capacity_ = count;
+  }
+
+  T* data_ = nullptr;
+  index_t capacity_ = 0;
+  std::pmr::memory_resource* resource_;
+};
+
+}  // namespace corvane
