@@ -5,9 +5,9 @@
 #include <cstddef>
 #include <exception>
 #include <type_traits>
-#include <vector>
 
 #include "common/blas_symbols.h"
+#include "common/scoped_allocator.h"
 
 namespace corvane::blas {
 
@@ -20,7 +20,8 @@ CBLAS_UPLO mapped(triangle which) {
 }
 
 CBLAS_TRANSPOSE mapped(transposition op) {
-  return static_cast<CBLAS_TRANSPOSE>(static_cast<int>(CblasNoTrans) + static_cast<int>(op));
+  return static_cast<CBLAS_TRANSPOSE>(static_cast<int>(CblasNoTrans) +
+                                      static_cast<int>(op));
 }
 
 CBLAS_SIDE mapped(side where) { return where == side::left ? CblasLeft : CblasRight; }
@@ -57,8 +58,8 @@ const T* columns_from(const T* a, int lda, transposition op, int first) {
 template <class T>
 void gemv(transposition op, int m, int n, const T* a, int lda, const T* x, int incx, T* y,
           int incy, T alpha, T beta) {
-  twin<T>(cblas_sgemv, cblas_dgemv)(layout, mapped(op), m, n, alpha, a, lda, x, incx, beta, y,
-                                    incy);
+  twin<T>(cblas_sgemv, cblas_dgemv)(layout, mapped(op), m, n, alpha, a, lda, x, incx, beta,
+                                    y, incy);
 }
 
 template <class T>
@@ -71,15 +72,15 @@ void gemm(transposition op_a, transposition op_b, int m, int n, int k, const T* 
 template <class T>
 void symv(triangle which, int n, const T* a, int lda, const T* x, int incx, T* y, int incy,
           T alpha, T beta) {
-  twin<T>(cblas_ssymv, cblas_dsymv)(layout, mapped(which), n, alpha, a, lda, x, incx, beta, y,
-                                    incy);
+  twin<T>(cblas_ssymv, cblas_dsymv)(layout, mapped(which), n, alpha, a, lda, x, incx, beta,
+                                    y, incy);
 }
 
 template <class T>
-void symm(side where, triangle which, int m, int n, const T* a, int lda, const T* b, int ldb,
-          T* c, int ldc, T alpha, T beta) {
-  twin<T>(cblas_ssymm, cblas_dsymm)(layout, mapped(where), mapped(which), m, n, alpha, a, lda,
-                                    b, ldb, beta, c, ldc);
+void symm(side where, triangle which, int m, int n, const T* a, int lda, const T* b,
+          int ldb, T* c, int ldc, T alpha, T beta) {
+  twin<T>(cblas_ssymm, cblas_dsymm)(layout, mapped(where), mapped(which), m, n, alpha, a,
+                                    lda, b, ldb, beta, c, ldc);
 }
 
 template <class T>
@@ -116,8 +117,8 @@ void syr(triangle which, int n, const T* x, int incx, T* a, int lda, T alpha) {
 }
 
 template <class T>
-void syrk(triangle which, transposition op, int n, int k, const T* a, int lda, T* c, int ldc,
-          T alpha, T beta) {
+void syrk(triangle which, transposition op, int n, int k, const T* a, int lda, T* c,
+          int ldc, T alpha, T beta) {
   twin<T>(cblas_ssyrk, cblas_dsyrk)(layout, mapped(which), mapped(op), n, k, alpha, a, lda,
                                     beta, c, ldc);
 }
@@ -125,8 +126,8 @@ void syrk(triangle which, transposition op, int n, int k, const T* a, int lda, T
 template <class T>
 void syr2k(triangle which, transposition op, int n, int k, const T* a, int lda, const T* b,
            int ldb, T* c, int ldc, T alpha, T beta) {
-  twin<T>(cblas_ssyr2k, cblas_dsyr2k)(layout, mapped(which), mapped(op), n, k, alpha, a, lda,
-                                      b, ldb, beta, c, ldc);
+  twin<T>(cblas_ssyr2k, cblas_dsyr2k)(layout, mapped(which), mapped(op), n, k, alpha, a,
+                                      lda, b, ldb, beta, c, ldc);
 }
 
 // Column panels: the square on the diagonal goes through scratch of panel by panel, so that
@@ -135,7 +136,8 @@ template <class T>
 void gemmt(triangle which, transposition op_a, transposition op_b, int n, int k, const T* a,
            int lda, const T* b, int ldb, T* c, int ldc, T alpha, T beta) {
   constexpr int panel = 64;
-  T square[panel * panel];  // NOLINT(modernize-avoid-c-arrays): uninitialised on purpose
+  scoped_allocator scope;
+  T* square = scope.take<T>(panel * panel);
   const bool lower = which != triangle::upper;
   for (int first = 0; first < n; first += panel) {
     const int width = std::min(panel, n - first);
@@ -160,7 +162,8 @@ template <class T>
 void imatcopy(transposition op, int rows, int cols, T* a, int lda, int ldb, T alpha) {
   const auto m = static_cast<std::size_t>(rows);
   const auto n = static_cast<std::size_t>(cols);
-  std::vector<T> copy(m * n);
+  scoped_allocator scope;
+  T* copy = scope.take<T>(element_count(rows, cols));
   for (std::size_t j = 0; j < n; ++j)
     for (std::size_t i = 0; i < m; ++i)
       copy[j * m + i] = alpha * a[j * static_cast<std::size_t>(lda) + i];
@@ -172,25 +175,30 @@ void imatcopy(transposition op, int rows, int cols, T* a, int lda, int ldb, T al
     }
 }
 
-#define CORVANE_INSTANTIATE_BLAS(T)                                                          \
-  template void gemv(transposition, int, int, const T*, int, const T*, int, T*, int, T, T);  \
-  template void gemm(transposition, transposition, int, int, int, const T*, int, const T*,   \
-                     int, T*, int, T, T);                                                    \
-  template void symv(triangle, int, const T*, int, const T*, int, T*, int, T, T);            \
-  template void symm(side, triangle, int, int, const T*, int, const T*, int, T*, int, T, T); \
-  template void trsv(triangle, transposition, diagonal_kind, int, const T*, int, T*, int);   \
-  template void trsm(side, triangle, transposition, diagonal_kind, int, int, const T*, int,  \
-                     T*, int, T);                                                            \
-  template void trmv(triangle, transposition, diagonal_kind, int, const T*, int, T*, int);   \
-  template void trmm(side, triangle, transposition, diagonal_kind, int, int, const T*, int,  \
-                     T*, int, T);                                                            \
-  template void syr(triangle, int, const T*, int, T*, int, T);                               \
-  template void syrk(triangle, transposition, int, int, const T*, int, T*, int, T, T);       \
-  template void syr2k(triangle, transposition, int, int, const T*, int, const T*, int, T*,   \
-                      int, T, T);                                                            \
-  template void gemmt(triangle, transposition, transposition, int, int, const T*, int,       \
-                      const T*, int, T*, int, T, T);                                         \
+// A type cannot stand in parentheses.
+// NOLINTBEGIN(bugprone-macro-parentheses)
+#define CORVANE_INSTANTIATE_BLAS(T)                                                        \
+  template void gemv(transposition, int, int, const T*, int, const T*, int, T*, int, T,    \
+                     T);                                                                   \
+  template void gemm(transposition, transposition, int, int, int, const T*, int, const T*, \
+                     int, T*, int, T, T);                                                  \
+  template void symv(triangle, int, const T*, int, const T*, int, T*, int, T, T);          \
+  template void symm(side, triangle, int, int, const T*, int, const T*, int, T*, int, T,   \
+                     T);                                                                   \
+  template void trsv(triangle, transposition, diagonal_kind, int, const T*, int, T*, int); \
+  template void trsm(side, triangle, transposition, diagonal_kind, int, int, const T*,     \
+                     int, T*, int, T);                                                     \
+  template void trmv(triangle, transposition, diagonal_kind, int, const T*, int, T*, int); \
+  template void trmm(side, triangle, transposition, diagonal_kind, int, int, const T*,     \
+                     int, T*, int, T);                                                     \
+  template void syr(triangle, int, const T*, int, T*, int, T);                             \
+  template void syrk(triangle, transposition, int, int, const T*, int, T*, int, T, T);     \
+  template void syr2k(triangle, transposition, int, int, const T*, int, const T*, int, T*, \
+                      int, T, T);                                                          \
+  template void gemmt(triangle, transposition, transposition, int, int, const T*, int,     \
+                      const T*, int, T*, int, T, T);                                       \
   template void imatcopy(transposition, int, int, T*, int, int, T);
+// NOLINTEND(bugprone-macro-parentheses)
 
 CORVANE_INSTANTIATE_BLAS(double)
 CORVANE_INSTANTIATE_BLAS(float)

@@ -1,8 +1,8 @@
 // SPDX-License-Identifier: BSD-3-Clause
 //
-// One thin forwarder per BLAS routine, in double and in single precision: they fix the layout
-// and map the system's words, and do nothing else. The models call the forms over views in
-// common/linear_algebra.h.
+// One thin forwarder per BLAS routine, in double and in single precision: they fix the
+// layout and map the system's words, and do nothing else. The models call the forms over
+// views in common/linear_algebra.h.
 #pragma once
 
 #include "common/blas_arguments.h"
@@ -26,8 +26,8 @@ void symv(triangle which, int n, const T* a, int lda, const T* x, int incx, T* y
 
 // C = alpha A B + beta C, or B A with A at the right; A symmetric
 template <class T>
-void symm(side where, triangle which, int m, int n, const T* a, int lda, const T* b, int ldb,
-          T* c, int ldc, T alpha, T beta);
+void symm(side where, triangle which, int m, int n, const T* a, int lda, const T* b,
+          int ldb, T* c, int ldc, T alpha, T beta);
 
 // x = op(A)^-1 x, A triangular
 template <class T>
@@ -55,16 +55,16 @@ void syr(triangle which, int n, const T* x, int incx, T* a, int lda, T alpha);
 
 // C = alpha A A' + beta C, or A' A transposed
 template <class T>
-void syrk(triangle which, transposition op, int n, int k, const T* a, int lda, T* c, int ldc,
-          T alpha, T beta);
+void syrk(triangle which, transposition op, int n, int k, const T* a, int lda, T* c,
+          int ldc, T alpha, T beta);
 
 // C = alpha (A B' + B A') + beta C, or A' B + B' A transposed
 template <class T>
 void syr2k(triangle which, transposition op, int n, int k, const T* a, int lda, const T* b,
            int ldb, T* c, int ldc, T alpha, T beta);
 
-// One triangle of C = alpha op(A) op(B) + beta C, C n by n. Not standard BLAS: made of panels
-// of gemm, so that half of the work is saved at the speed of level 3.
+// One triangle of C = alpha op(A) op(B) + beta C, C n by n. Not standard BLAS: made of
+// panels of gemm, so that half of the work is saved at the speed of level 3.
 template <class T>
 void gemmt(triangle which, transposition op_a, transposition op_b, int n, int k, const T* a,
            int lda, const T* b, int ldb, T* c, int ldc, T alpha, T beta);

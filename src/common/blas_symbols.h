@@ -1,8 +1,8 @@
 // SPDX-License-Identifier: BSD-3-Clause
 //
-// The only header that includes CBLAS and LAPACKE. The bundled OpenBLAS gives its symbols the
-// prefix BLAS_SYMBOL_PREFIX; its cblas.h declares them so, its lapacke.h does not. The names
-// are pasted here, so that the callers write the plain ones with either library.
+// The only header that includes CBLAS and LAPACKE. The bundled OpenBLAS gives its symbols
+// the prefix BLAS_SYMBOL_PREFIX; its cblas.h declares them so, its lapacke.h does not. The
+// names are pasted here, so that the callers write the plain ones with either library.
 #pragma once
 
 #include <cblas.h>

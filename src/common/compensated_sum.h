@@ -1,8 +1,8 @@
 // SPDX-License-Identifier: BSD-3-Clause
 //
 // Compensated summation after A. Neumaier, "Rundungsfehleranalyse einiger Verfahren zur
-// Summation endlicher Summen", ZAMM 54 (1974): the part that each addition loses is kept in a
-// correction, which is added once at the end.
+// Summation endlicher Summen", ZAMM 54 (1974): the part that each addition loses is kept in
+// a correction, which is added once at the end.
 #pragma once
 
 #include <cmath>
@@ -15,8 +15,8 @@ class compensated_sum {
  public:
   void add(double term) {
     const double next = sum_ + term;
-    correction_ += std::abs(sum_) >= std::abs(term) ? (sum_ - next) + term
-                                                    : (term - next) + sum_;
+    correction_ +=
+        std::abs(sum_) >= std::abs(term) ? (sum_ - next) + term : (term - next) + sum_;
     sum_ = next;
   }
   double total() const { return sum_ + correction_; }

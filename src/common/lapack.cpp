@@ -83,18 +83,21 @@ int ormqr(side where, transposition op, int m, int n, int k, const T* a, int lda
 template <class T>
 int gesdd(svd_job job, int m, int n, T* a, int lda, T* s, T* u, int ldu, T* vt,
           int ldvt) noexcept {
-  return twin<T>(LAPACKE_sgesdd, LAPACKE_dgesdd)(layout, letter(job), m, n, a, lda, s, u, ldu,
-                                                 vt, ldvt);
+  return twin<T>(LAPACKE_sgesdd, LAPACKE_dgesdd)(layout, letter(job), m, n, a, lda, s, u,
+                                                 ldu, vt, ldvt);
 }
 
-#define CORVANE_INSTANTIATE_LAPACK(T)                                                       \
-  template int trtri(triangle, diagonal_kind, int, T*, int) noexcept;                       \
-  template int potrf(triangle, int, T*, int) noexcept;                                      \
-  template int potri(triangle, int, T*, int) noexcept;                                      \
-  template int geqrf(int, int, T*, int, T*) noexcept;                                       \
-  template int ormqr(side, transposition, int, int, int, const T*, int, const T*, T*, int) \
-      noexcept;                                                                             \
+// A type cannot stand in parentheses.
+// NOLINTBEGIN(bugprone-macro-parentheses)
+#define CORVANE_INSTANTIATE_LAPACK(T)                                                 \
+  template int trtri(triangle, diagonal_kind, int, T*, int) noexcept;                 \
+  template int potrf(triangle, int, T*, int) noexcept;                                \
+  template int potri(triangle, int, T*, int) noexcept;                                \
+  template int geqrf(int, int, T*, int, T*) noexcept;                                 \
+  template int ormqr(side, transposition, int, int, int, const T*, int, const T*, T*, \
+                     int) noexcept;                                                   \
   template int gesdd(svd_job, int, int, T*, int, T*, T*, int, T*, int) noexcept;
+// NOLINTEND(bugprone-macro-parentheses)
 
 CORVANE_INSTANTIATE_LAPACK(double)
 CORVANE_INSTANTIATE_LAPACK(float)

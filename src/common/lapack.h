@@ -1,9 +1,10 @@
 // SPDX-License-Identifier: BSD-3-Clause
 //
-// One thin forwarder per LAPACK routine, in double and in single precision. Each returns the
-// routine's `info`: 0 is success, and for potrf k + 1 says that pivot k failed; the callers
-// judge it. LAPACKE does not scan its inputs for NaN: a NaN reaches the factorization and
-// shows in its result, so that a status of 0 never proves that the result is finite.
+// One thin forwarder per LAPACK routine, in double and in single precision. Each returns
+// the routine's `info`: 0 is success, and for potrf k + 1 says that pivot k failed; the
+// callers judge it. LAPACKE does not scan its inputs for NaN: a NaN reaches the
+// factorization and shows in its result, so that a status of 0 never proves that the result
+// is finite.
 #pragma once
 
 #include "common/blas_arguments.h"

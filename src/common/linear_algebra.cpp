@@ -17,8 +17,12 @@ int cols(const_matrix_block a) { return blas_size(a.cols()); }
 // BLAS wants a leading dimension of at least 1, also of an empty matrix.
 int stride(const_matrix_block a) { return std::max(1, blas_size(a.stride())); }
 
-int rows_of(transposition op, const_matrix_block a) { return op == plain ? rows(a) : cols(a); }
-int cols_of(transposition op, const_matrix_block a) { return op == plain ? cols(a) : rows(a); }
+int rows_of(transposition op, const_matrix_block a) {
+  return op == plain ? rows(a) : cols(a);
+}
+int cols_of(transposition op, const_matrix_block a) {
+  return op == plain ? cols(a) : rows(a);
+}
 
 }  // namespace
 
@@ -45,7 +49,8 @@ void gemmt(double alpha, transposition op_a, const_matrix_block a, transposition
               b.data(), stride(b), c.data(), stride(c), alpha, beta);
 }
 
-void syrk(double alpha, transposition op, const_matrix_block a, double beta, matrix_block c) {
+void syrk(double alpha, transposition op, const_matrix_block a, double beta,
+          matrix_block c) {
   blas::syrk(triangle::lower, op, rows_of(op, a), cols_of(op, a), a.data(), stride(a),
              c.data(), stride(c), alpha, beta);
 }
@@ -78,8 +83,8 @@ void trsv(triangle which, transposition op, const_matrix_block a, vector_view x)
 
 void trsm(side where, triangle which, transposition op, const_matrix_block a,
           matrix_block b) {
-  blas::trsm(where, which, op, diagonal_kind::general, rows(b), cols(b), a.data(), stride(a),
-             b.data(), stride(b), 1.0);
+  blas::trsm(where, which, op, diagonal_kind::general, rows(b), cols(b), a.data(),
+             stride(a), b.data(), stride(b), 1.0);
 }
 
 void trmv(triangle which, transposition op, const_matrix_block a, vector_view x) {
@@ -100,8 +105,8 @@ int geqrf(matrix_block a, vector_view tau) {
 
 int ormqr(transposition op, const_matrix_block factor, const_vector_view tau,
           matrix_block c) {
-  return lapack::ormqr(side::left, op, rows(c), cols(c), blas_size(tau.size()), factor.data(),
-                       stride(factor), tau.data(), c.data(), stride(c));
+  return lapack::ormqr(side::left, op, rows(c), cols(c), blas_size(tau.size()),
+                       factor.data(), stride(factor), tau.data(), c.data(), stride(c));
 }
 
 int gesdd(svd_job job, matrix_block a, vector_view s, matrix_block u, matrix_block vt) {

@@ -1,8 +1,8 @@
 // SPDX-License-Identifier: BSD-3-Clause
 //
 // BLAS and LAPACK over views: shape and leading dimension come with the operands. Symmetric
-// matrices are their lower triangle throughout. Names are those of the BLAS and LAPACK users'
-// guides. The order of arguments is that of the formula.
+// matrices are their lower triangle throughout. Names are those of the BLAS and LAPACK
+// users' guides. The order of arguments is that of the formula.
 #pragma once
 
 #include "common/blas_arguments.h"
@@ -26,7 +26,8 @@ void gemmt(double alpha, transposition op_a, const_matrix_block a, transposition
            const_matrix_block b, double beta, matrix_block c);
 
 // The lower triangle of C = alpha A A' + beta C, or of A' A when `op` is transposed
-void syrk(double alpha, transposition op, const_matrix_block a, double beta, matrix_block c);
+void syrk(double alpha, transposition op, const_matrix_block a, double beta,
+          matrix_block c);
 
 // The lower triangle of C = alpha (A B' + B A') + beta C, or of A' B + B' A when transposed
 void syr2k(double alpha, transposition op, const_matrix_block a, const_matrix_block b,
@@ -47,7 +48,8 @@ void symm(double alpha, const_matrix_block a, const_matrix_block b, double beta,
 void trsv(triangle which, transposition op, const_matrix_block a, vector_view x);
 
 // B = op(A)^-1 B at the left, B = B op(A)^-1 at the right; A triangular
-void trsm(side where, triangle which, transposition op, const_matrix_block a, matrix_block b);
+void trsm(side where, triangle which, transposition op, const_matrix_block a,
+          matrix_block b);
 
 // x = op(A) x, A triangular
 void trmv(triangle which, transposition op, const_matrix_block a, vector_view x);
@@ -62,7 +64,8 @@ int potri(matrix_block l);
 int geqrf(matrix_block a, vector_view tau);
 
 // C = op(Q) C, with Q as geqrf packed it in `factor` and `tau`
-int ormqr(transposition op, const_matrix_block factor, const_vector_view tau, matrix_block c);
+int ormqr(transposition op, const_matrix_block factor, const_vector_view tau,
+          matrix_block c);
 
 // A = U diag(s) V', destroying A; all of U and V with svd_job::all, min(m, n) columns of
 // them with svd_job::thin

@@ -1,10 +1,11 @@
 // SPDX-License-Identifier: BSD-3-Clause
 //
-// matrix_block: a column-major matrix inside a larger one, by value: data, shape and leading
-// dimension travel together. A view converts to the block that covers all of it.
+// matrix_block: a column-major matrix inside a larger one, by value: data, shape and
+// leading dimension travel together. A view converts to the block that covers all of it.
 #pragma once
 
 #include <algorithm>
+#include <type_traits>
 
 #include "n_array/n_array.h"
 #include "n_array/n_array_view.h"
@@ -17,18 +18,18 @@ class basic_matrix_block {
   basic_matrix_block(T* data, index_t rows, index_t cols, index_t stride)
       : data_{data}, rows_{rows}, cols_{cols}, stride_{stride} {}
   template <class U, class Structure>
-    requires(std::is_convertible_v<U*, T*>)
-  basic_matrix_block(n_array_view<U, 2, Structure> view)  // NOLINT: meant to convert
+  requires(std::is_convertible_v<U*, T*>) basic_matrix_block(
+      n_array_view<U, 2, Structure> view)  // meant to convert, as are these
       : basic_matrix_block{view.data(), view.rows(), view.cols(), view.rows()} {}
   template <class Structure>
-  basic_matrix_block(n_array<std::remove_const_t<T>, 2, Structure>& array)  // NOLINT: same
+  basic_matrix_block(n_array<std::remove_const_t<T>, 2, Structure>& array)
       : basic_matrix_block{array.view()} {}
   template <class Structure>
-    requires(std::is_const_v<T>)
-  basic_matrix_block(const n_array<std::remove_const_t<T>, 2, Structure>& array)  // NOLINT
+  requires(std::is_const_v<T>)
+      basic_matrix_block(const n_array<std::remove_const_t<T>, 2, Structure>& array)
       : basic_matrix_block{array.view()} {}
   template <adds_const<T> U>
-  basic_matrix_block(basic_matrix_block<U> other)  // NOLINT: meant to convert
+  basic_matrix_block(basic_matrix_block<U> other)
       : basic_matrix_block{other.data(), other.rows(), other.cols(), other.stride()} {}
 
   T* data() const { return data_; }

@@ -47,7 +47,8 @@ void solve_r(const qr_factorization& qr, vector_view x) {
 }
 
 void solve_r(const qr_factorization& qr, matrix_block b) {
-  trsm(side::left, triangle::upper, plain, leading_square(qr.factor), b);
+  const const_matrix_block r = leading_square(qr.factor);
+  trsm(side::left, triangle::upper, plain, r, b.part_rows(0, r.rows()));
 }
 
 }  // namespace corvane

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: BSD-3-Clause
 //
-// qr_factorization: the record by which a QR factorization from geqrf is carried and applied.
-// It owns nothing: the factor and the scalars stay with whoever made them.
+// qr_factorization: the record by which a QR factorization from geqrf is carried and
+// applied. It owns nothing: the factor and the scalars stay with whoever made them.
 #pragma once
 
 #include <cstdint>
@@ -25,7 +25,8 @@ qr_factorization transpose(const qr_factorization& qr) noexcept;
 int apply(const qr_factorization& qr, transposition op, matrix_block c);
 int apply(const qr_factorization& qr, transposition op, vector_view c);
 
-// x = R^-1 x and B = R^-1 B, R the upper triangle of the factor
+// x = R^-1 x and B = R^-1 B, with R the leading square of the factor's upper triangle, over
+// the first min(m, n) entries of x and rows of B; those below are left as they are.
 void solve_r(const qr_factorization& qr, vector_view x);
 void solve_r(const qr_factorization& qr, matrix_block b);
 

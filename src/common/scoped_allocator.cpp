@@ -4,6 +4,7 @@
 #include <cstdint>
 #include <cstdlib>
 #include <exception>
+#include <limits>
 #include <new>
 
 #include "common/address_sanitizer.h"
@@ -12,31 +13,33 @@ namespace corvane {
 
 namespace {
 
-// Owns the memory of one thread's arena and frees it when the thread ends.
+// Needs no destructor, so that it may still be read while the thread's other thread-local
+// objects are destroyed.
+constinit thread_local scoped_arena arena;
+
+// Holds the memory of one thread's arena and frees it when the thread ends. A scope that
+// opens after that finds an arena without memory, and lives on the heap.
 class arena_owner {
  public:
   arena_owner() noexcept {
-    arena_.base = static_cast<std::byte*>(::operator new(scoped_arena::size_in_bytes));
-    arena_.capacity = scoped_arena::size_in_bytes;
-    forbid_access(arena_.base, arena_.capacity);
+    arena.base = static_cast<std::byte*>(::operator new(scoped_arena::size_in_bytes));
+    arena.capacity = scoped_arena::size_in_bytes;
+    forbid_access(arena.base, arena.capacity);
   }
   arena_owner(const arena_owner&) = delete;
   arena_owner& operator=(const arena_owner&) = delete;
   arena_owner(arena_owner&&) = delete;
   arena_owner& operator=(arena_owner&&) = delete;
   ~arena_owner() {
-    permit_access(arena_.base, arena_.capacity);
-    ::operator delete(arena_.base);
+    permit_access(arena.base, arena.capacity);
+    ::operator delete(arena.base);
+    arena = {};
   }
-  scoped_arena& arena() { return arena_; }
-
- private:
-  scoped_arena arena_;
 };
 
 scoped_arena& thread_arena() noexcept {
-  thread_local arena_owner owner;
-  return owner.arena();
+  [[maybe_unused]] thread_local const arena_owner owner;
+  return arena;
 }
 
 }  // namespace
@@ -58,7 +61,7 @@ void* scoped_allocator::do_allocate(std::size_t bytes, std::size_t alignment) no
   const std::uintptr_t aligned = (top + alignment - 1) & ~(alignment - 1);
   const std::size_t padding = aligned - top;
   const std::size_t free_bytes = arena_->capacity - arena_->used;
-  if (free_bytes < padding || free_bytes - padding < bytes)
+  if (aligned == 0 || free_bytes < padding || free_bytes - padding < bytes)
     return allocate_from_heap(bytes, alignment);
   std::byte* block = arena_->base + arena_->used + padding;
   permit_access(block, bytes);
@@ -67,11 +70,12 @@ void* scoped_allocator::do_allocate(std::size_t bytes, std::size_t alignment) no
   return block;
 }
 
-// The header in front of the block links it to the others; its size keeps the block at the
-// alignment of malloc.
+// The header in front of the block links it to the others. It is a multiple of the
+// alignment, but the block is aligned no further than malloc aligns.
 void* scoped_allocator::allocate_from_heap(std::size_t bytes,
                                            std::size_t alignment) noexcept {
   const std::size_t header = (alignment + 7) & ~(alignment - 1);
+  if (bytes > std::numeric_limits<std::size_t>::max() - header) std::terminate();
   auto* memory = static_cast<std::byte*>(std::malloc(bytes + header));
   if (memory == nullptr) std::terminate();
   heap_blocks_ = new (memory) heap_block{heap_blocks_};

@@ -1,8 +1,8 @@
 // SPDX-License-Identifier: BSD-3-Clause
 //
-// scoped_allocator: block-scoped scratch memory. A local object takes what it needs from one
-// per-thread arena by moving a mark, and gives everything back when it goes out of scope.
-// What does not fit comes from the heap, and goes back at the same moment.
+// scoped_allocator: block-scoped scratch memory. A local object takes what it needs from
+// one per-thread arena by moving a mark, and gives everything back when it goes out of
+// scope. What does not fit comes from the heap, and goes back at the same moment.
 //
 // Scopes nest strictly: an inner one must end before the outer one allocates again or ends.
 #pragma once
@@ -34,22 +34,25 @@ class scoped_allocator final : public std::pmr::memory_resource {
   ~scoped_allocator() override;
 
   // `alignment` is a power of two. A block from the heap is aligned as malloc aligns it, to
-  // 16 bytes: no caller may rely on more there. Ends the process when the heap is exhausted.
+  // 16 bytes: no caller may rely on more there. Ends the process when the heap is
+  // exhausted.
   void* do_allocate(std::size_t bytes, std::size_t alignment) noexcept override;
   void do_deallocate(void* block, std::size_t bytes, std::size_t alignment) override;
   bool do_is_equal(const std::pmr::memory_resource& other) const noexcept override;
 
-  // Uninitialised scratch of `count` elements.
+  // Uninitialised scratch of `count` elements. Noexcept on purpose: a size that does not
+  // exist ends the process like one that the heap cannot give.
   template <class T>
-  T* take(index_t count, std::size_t alignment = array_alignment) {
-    return static_cast<T*>(
-        do_allocate(static_cast<std::size_t>(count) * sizeof(T), alignment));
+  T* take(index_t count, std::size_t alignment = array_alignment) noexcept {
+    return static_cast<T*>(do_allocate(byte_count<T>(count), alignment));
   }
-  vector_view vector(index_t size) { return {take<double>(size), size}; }
-  matrix_view matrix(index_t rows, index_t cols) {
-    return {take<double>(rows * cols), rows, cols};
+  vector_view vector(index_t size) noexcept { return {take<double>(size), size}; }
+  matrix_view matrix(index_t rows, index_t cols) noexcept {
+    return {take<double>(element_count(rows, cols)), rows, cols};
   }
-  symmetric_view symmetric(index_t n) { return {take<double>(n * n), n, n}; }
+  symmetric_view symmetric(index_t n) noexcept {
+    return {take<double>(element_count(n, n)), n, n};
+  }
 
   const scoped_arena& arena() const { return *arena_; }
 

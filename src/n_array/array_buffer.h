@@ -6,13 +6,32 @@
 #pragma once
 
 #include <cstddef>
+#include <limits>
 #include <memory_resource>
+#include <new>
 
 #include "n_array/n_array_view.h"
 
 namespace corvane {
 
 inline constexpr std::size_t array_alignment = 64;
+
+// The number of elements of a matrix. Shapes come from callers of the module, so that the
+// product has to be proved to exist before memory is sized by it.
+inline index_t element_count(index_t rows, index_t cols) {
+  constexpr index_t most = std::numeric_limits<index_t>::max();
+  if (rows < 0 || cols < 0 || (cols > 0 && rows > most / cols))
+    throw std::bad_array_new_length{};
+  return rows * cols;
+}
+
+// The size of `count` elements in bytes, which also must exist.
+template <class T>
+std::size_t byte_count(index_t count) {
+  constexpr auto most = std::numeric_limits<index_t>::max() / index_t{sizeof(T)};
+  if (count < 0 || count > most) throw std::bad_array_new_length{};
+  return static_cast<std::size_t>(count) * sizeof(T);
+}
 
 template <class T>
 class array_buffer {
@@ -42,7 +61,7 @@ class array_buffer {
 
   // Gives the buffer back. Also called with nothing held: a resource accepts that.
   void release() {
-    resource_->deallocate(data_, bytes(capacity_), array_alignment);
+    resource_->deallocate(data_, byte_count<T>(capacity_), array_alignment);
     data_ = nullptr;
     capacity_ = 0;
   }
@@ -60,13 +79,9 @@ class array_buffer {
   }
 
  private:
-  static std::size_t bytes(index_t count) {
-    return static_cast<std::size_t>(count) * sizeof(T);
-  }
-
   void acquire(index_t count) {
     if (count == 0) return;
-    data_ = static_cast<T*>(resource_->allocate(bytes(count), array_alignment));
+    data_ = static_cast<T*>(resource_->allocate(byte_count<T>(count), array_alignment));
     capacity_ = count;
   }
 

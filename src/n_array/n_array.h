@@ -2,14 +2,17 @@
 //
 // n_array: an owning dense array of rank 1 or 2 on a polymorphic memory resource.
 //
-// It offers storage, shape, copying and moving; arithmetic lives in free functions. Elements
-// of a new array are not initialised. Assignment reuses a buffer that is large enough and
-// otherwise allocates exactly what is needed. A symmetric array copies its stored triangle
-// only, and panics when a source is not square.
+// It offers storage, shape, copying and moving; arithmetic lives in free functions.
+// Elements of a new array are not initialised. Assignment reuses a buffer that is large
+// enough and otherwise allocates exactly what is needed. A symmetric array copies its
+// stored triangle only, and panics when a source is not square.
 #pragma once
 
 #include <algorithm>
+#include <concepts>
 #include <memory_resource>
+#include <type_traits>
+#include <utility>
 
 #include "n_array/array_buffer.h"
 #include "n_array/n_array_view.h"
@@ -56,17 +59,19 @@ class n_array {
   using const_view_type = n_array_view<const T, Rank, Structure>;
 
   n_array() = default;
-  explicit n_array(index_t size)
-    requires(Rank == 1)
+  explicit n_array(index_t size) requires(Rank == 1)
       : buffer_{size}, shape_{nullptr, size} {}
-  n_array(index_t rows, index_t cols)
-    requires(Rank == 2)
-      : buffer_{rows * cols}, shape_{nullptr, rows, cols} {}
-  explicit n_array(std::pmr::memory_resource* resource) : buffer_{resource} {}
+  n_array(index_t rows, index_t cols) requires(Rank == 2)
+      : buffer_{element_count(rows, cols)}, shape_{nullptr, rows, cols} {}
+  // A template, so that the size 0 is never taken for a null pointer.
+  template <std::derived_from<std::pmr::memory_resource> Resource>
+  explicit n_array(Resource* resource) : buffer_{resource} {}
 
   explicit n_array(const_view_type source) { assign(source); }
   n_array(const n_array& other) { assign(other.view()); }
-  n_array(n_array&& other) noexcept : buffer_{other.resource()} { *this = std::move(other); }
+  n_array(n_array&& other) noexcept : buffer_{other.resource()} {
+    *this = std::move(other);
+  }
   ~n_array() = default;
 
   n_array& operator=(const_view_type source) {
@@ -79,16 +84,19 @@ class n_array {
     return *this;
   }
 
-  n_array& operator=(n_array&& other) noexcept {
-    if (data() == other.data()) {
-      if (data() == nullptr) shape_ = other.shape_;
+  // Takes the buffer of `other`. Between unequal resources the elements are copied and
+  // `other` keeps them, which is why this may throw.
+  n_array& operator=(n_array&& other) noexcept(false) {
+    if (this == &other) return *this;
+    if (data() == other.data()) {  // both hold nothing
+      shape_ = std::exchange(other.shape_, {});
       return *this;
     }
     buffer_.release();
+    shape_ = {};
     if (buffer_.shares_resource(other.buffer_)) {
       buffer_.steal(other.buffer_);
-      shape_ = other.shape_;
-      other.shape_ = {};
+      shape_ = std::exchange(other.shape_, {});
     } else {
       assign(other.view());
     }
@@ -100,21 +108,13 @@ class n_array {
   index_t size() const { return shape_.size(); }
   index_t capacity() const { return buffer_.capacity(); }
   std::pmr::memory_resource* resource() const { return buffer_.resource(); }
-  index_t rows() const
-    requires(Rank == 2)
-  {
-    return shape_.rows();
-  }
-  index_t cols() const
-    requires(Rank == 2)
-  {
-    return shape_.cols();
-  }
+  index_t rows() const requires(Rank == 2) { return shape_.rows(); }
+  index_t cols() const requires(Rank == 2) { return shape_.cols(); }
 
   view_type view() { return look(data()); }
   const_view_type view() const { return look(data()); }
-  operator view_type() { return view(); }              // NOLINT: meant to convert
-  operator const_view_type() const { return view(); }  // NOLINT: meant to convert
+  operator view_type() { return view(); }
+  operator const_view_type() const { return view(); }
 
   T* begin() { return data(); }
   T* end() { return data() + size(); }
@@ -129,16 +129,8 @@ class n_array {
   const T& operator()(Index... index) const {
     return view()(index...);
   }
-  T& operator[](index_t i)
-    requires(Rank == 1)
-  {
-    return data()[i];
-  }
-  const T& operator[](index_t i) const
-    requires(Rank == 1)
-  {
-    return data()[i];
-  }
+  T& operator[](index_t i) requires(Rank == 1) { return data()[i]; }
+  const T& operator[](index_t i) const requires(Rank == 1) { return data()[i]; }
 
  private:
   // The shape over another pointer.
@@ -151,14 +143,18 @@ class n_array {
       return n_array_view<element, 2, Structure>{pointer, shape_.rows(), shape_.cols()};
   }
 
+  // The shape is empty while a buffer is fetched, so that a failing allocation leaves an
+  // array of zero elements.
   void assign(const_view_type source) {
     n_array_detail::check_shape(source);
+    shape_ = {};
     buffer_.reserve(source.size());
     if constexpr (Rank == 1)
       shape_ = {nullptr, source.size()};
     else
       shape_ = {nullptr, source.rows(), source.cols()};
-    n_array_detail::copy_elements<T>(source, buffer_.data());
+    if (source.data() != buffer_.data())
+      n_array_detail::copy_elements<T>(source, buffer_.data());
   }
 
   array_buffer<T> buffer_;

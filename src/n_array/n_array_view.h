@@ -32,7 +32,7 @@ class n_array_view<T, 1, general_structure> {
   n_array_view() = default;
   n_array_view(T* data, index_t size) : data_{data}, size_{size} {}
   template <adds_const<T> U>
-  n_array_view(n_array_view<U, 1, general_structure> other)  // NOLINT: meant to convert
+  n_array_view(n_array_view<U, 1, general_structure> other)  // meant to convert
       : data_{other.data()}, size_{other.size()} {}
 
   T* data() const { return data_; }
@@ -56,7 +56,7 @@ class n_array_view<T, 2, general_structure> {
   n_array_view(T* data, index_t rows, index_t cols)
       : data_{data}, rows_{rows}, cols_{cols} {}
   template <adds_const<T> U>
-  n_array_view(n_array_view<U, 2, general_structure> other)  // NOLINT: meant to convert
+  n_array_view(n_array_view<U, 2, general_structure> other)  // meant to convert
       : data_{other.data()}, rows_{other.rows()}, cols_{other.cols()} {}
 
   T* data() const { return data_; }
@@ -82,7 +82,7 @@ class n_array_view<T, 2, symmetric_structure> {
   n_array_view(T* data, index_t rows, index_t cols)
       : data_{data}, rows_{rows}, cols_{cols} {}
   template <adds_const<T> U>
-  n_array_view(n_array_view<U, 2, symmetric_structure> other)  // NOLINT: meant to convert
+  n_array_view(n_array_view<U, 2, symmetric_structure> other)  // meant to convert
       : data_{other.data()}, rows_{other.rows()}, cols_{other.cols()} {}
 
   T* data() const { return data_; }

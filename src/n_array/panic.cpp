@@ -5,11 +5,16 @@
 
 #include <cstdio>
 #include <cstdlib>
+#include <exception>
 
 namespace corvane {
 
 void panic(std::string_view message, int line, const char* file) noexcept {
-  fmt::print(stderr, "{}:{} panic: {}", file, line, message);
+  try {
+    fmt::print(stderr, "{}:{} panic: {}", file, line, message);
+  } catch (...) {
+    std::terminate();
+  }
   std::abort();
 }
 

@@ -7,7 +7,8 @@
 
 namespace corvane {
 
-// Prints "{file}:{line} panic: {message}" on stderr, without a newline, and aborts.
+// Prints "{file}:{line} panic: {message}" on stderr, without a newline, and aborts. If the
+// text cannot be written the process ends all the same, through std::terminate.
 [[noreturn]] void panic(std::string_view message, int line, const char* file) noexcept;
 
 }  // namespace corvane

@@ -35,7 +35,8 @@ bool grouped_variable_objective::compute_value(const_vector_view x, double& valu
   return objective_->compute_value(parameters, value);
 }
 
-bool grouped_variable_objective::compute_gradient(const_vector_view x, vector_view gradient) {
+bool grouped_variable_objective::compute_gradient(const_vector_view x,
+                                                  vector_view gradient) {
   scoped_allocator scope;
   const vector_view parameters = scope.vector(num_parameters());
   const vector_view full = scope.vector(num_parameters());
@@ -58,7 +59,8 @@ bool grouped_variable_objective::compute_value_gradient(const_vector_view x, dou
   return true;
 }
 
-bool grouped_variable_objective::compute_hessian(const_vector_view x, symmetric_view hessian) {
+bool grouped_variable_objective::compute_hessian(const_vector_view x,
+                                                 symmetric_view hessian) {
   scoped_allocator scope;
   const vector_view parameters = scope.vector(num_parameters());
   const symmetric_view full = scope.symmetric(num_parameters());

@@ -5,9 +5,9 @@
 // With k variables x and m parameters p, p_i = x[map_i], and by the chain rule
 //   dF/dx_g         = sum over i in g of dF/dp_i
 //   d2F/dx_g dx_h   = sum over i in g, j in h of d2F/dp_i dp_j
-// The sums are compensated: a group can gather many terms of different size, and the precision
-// of the reduced gradient drives the stopping test. The map is non-decreasing where the
-// Hessian is asked for.
+// The sums are compensated: a group can gather many terms of different size, and the
+// precision of the reduced gradient drives the stopping test. The map is non-decreasing
+// where the Hessian is asked for.
 #pragma once
 
 #include <memory>
@@ -34,7 +34,8 @@ class grouped_variable_objective final : public second_order_objective {
   bool compute_gradient_hessian(const_vector_view x, vector_view gradient,
                                 symmetric_view hessian) override;
   bool compute_value_gradient_hessian(const_vector_view x, double& value,
-                                      vector_view gradient, symmetric_view hessian) override;
+                                      vector_view gradient,
+                                      symmetric_view hessian) override;
   void prepare_value(const_vector_view x) override;
 
  private:

@@ -39,8 +39,8 @@ class first_order_objective {
 class second_order_objective : public first_order_objective {
  public:
   // Called at the start of each iteration with the accepted point.
-  virtual void begin_iteration(const_vector_view x, double value, const_vector_view gradient,
-                               const_symmetric_view hessian);
+  virtual void begin_iteration(const_vector_view x, double value,
+                               const_vector_view gradient, const_symmetric_view hessian);
 
   virtual bool compute_hessian(const_vector_view x, symmetric_view hessian) = 0;
   virtual bool compute_gradient_hessian(const_vector_view x, vector_view gradient,

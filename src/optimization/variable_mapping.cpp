@@ -20,7 +20,8 @@ variable_mapping::variable_mapping(const std::vector<entry>& entries)
     }
   }
   for (auto& [group, positions] : positions_of_group) {
-    if (group != static_cast<index_t>(groups_.size())) throw model::invalid_variable_mapping{};
+    if (group != static_cast<index_t>(groups_.size()))
+      throw model::invalid_variable_mapping{};
     groups_.push_back(std::move(positions));
   }
   fixed_.reserve(positions_of_value.size());

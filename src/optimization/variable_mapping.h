@@ -42,7 +42,8 @@ class variable_mapping {
   // In ascending value.
   const std::vector<fixed_record>& fixed() const { return fixed_; }
 
-  // Writes one value per parameter: x[g] for those of group g, the fixed value for the rest.
+  // Writes one value per parameter: x[g] for those of group g, the fixed value for the
+  // rest.
   void expand(const_vector_view x, vector_view out) const;
 
  private:
