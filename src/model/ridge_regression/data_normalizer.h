@@ -1,8 +1,11 @@
 // SPDX-License-Identifier: BSD-3-Clause
 //
-// data_normalizer: centering and scaling of features and target, kept for undoing. A scale is
-// a root of a sum of squares, not divided by n, so that a normalized column has length 1; the
-// bias column is the constant 1 / sqrt(n).
+// data_normalizer: centering and scaling of features and target, kept for undoing.
+//   mean_j  = (sum over i of X_ij) / n                 compensated, 0 without centering
+//   scale_j = sqrt(sum over i of (X_ij - mean_j)^2)    1 without rescaling, and 1 for 0
+//   normalized (i, j) = (X_ij - mean_j) / scale_j
+// A scale is not divided by n, so that a normalized column has length 1. So has the bias
+// column, the constant 1 / sqrt(n): its mean is 0 and its scale sqrt(n).
 #pragma once
 
 #include "n_array/n_array.h"
@@ -23,24 +26,27 @@ struct data_normalizer {
   bool with_bias = false;
   bool rescale_target = true;
   bool rescale_features = true;
-  index_t num_columns = 0;  // p: the features, and one more with a bias column
-  dense_vector feature_means;
-  dense_vector feature_scales;
+  index_t num_columns = 0;      // p: the features, and one more with a bias column
+  dense_vector feature_means;   // p entries
+  dense_vector feature_scales;  // p entries
   double target_mean = 0.0;
   double target_scale = 1.0;
 
   data_normalizer() = default;
-  // Throws std::invalid_argument when X (n by m) or y (n) is empty or holds a value that is
-  // not finite, or when a scale overflows.
+  // Throws std::invalid_argument, with a text that names the trouble, when X (n by m) or
+  // y (n) is empty, their lengths differ, a value is not finite, or the squares of a column
+  // have no finite sum: no fit could make sense of such data.
   data_normalizer(const data_normalizer_options& options, const_vector_view y,
                   const_matrix_view X);
 
-  // n by p, with the bias column last where there is one.
+  // n by p, with the bias column last where there is one. X may hold other rows than those
+  // that were measured; throws std::invalid_argument when its columns are not as many.
   dense_matrix normalized_features(const_matrix_view X) const;
   dense_vector normalized_target(const_vector_view y) const;
 };
 
-// The mean and the scale of a target under the flags given; a scale of 0 becomes 1.
+// The mean and the scale of a target under the flags given; a scale of 0 becomes 1. Throws
+// std::invalid_argument as the normalizer does.
 struct target_normalization {
   double mean = 0.0;
   double scale = 1.0;

@@ -1,0 +1,123 @@
+// SPDX-License-Identifier: BSD-3-Clause
+#include "model/ridge_regression/data_normalizer.h"
+
+#include <algorithm>
+#include <cmath>
+#include <stdexcept>
+#include <string>
+
+#include "common/compensated_sum.h"
+#include "common/finite.h"
+
+namespace corvane::model {
+
+namespace {
+
+struct column_measure {
+  double mean;
+  double scale;  // not finite where the values are not, or where their squares overflow
+};
+
+// The mean of equal values is that value. A rounded sum divided by n misses it by an ulp
+// for one value in eight, and rescaling would blow that ulp up to a column of length 1.
+double mean_of(const_vector_view values) {
+  const double first = values[0];
+  const bool constant = std::all_of(values.begin(), values.end(),
+                                    [first](double value) { return value == first; });
+  return constant ? first : compensated_mean(values);
+}
+
+column_measure measure(bool center, const_vector_view values) {
+  const double mean = center ? mean_of(values) : 0.0;
+  double squares = 0.0;
+  for (const double value : values) squares += (value - mean) * (value - mean);
+  return {mean, std::sqrt(squares)};
+}
+
+// A column without spread is left as it is.
+double divisor(bool rescale, double scale) { return rescale && scale != 0.0 ? scale : 1.0; }
+
+// Tells the two reasons for a scale that is not finite apart. `name` is what the caller
+// knows the values by.
+[[noreturn]] void reject(const std::string& name, const_vector_view values) {
+  const auto* const bad =
+      std::find_if_not(values.begin(), values.end(), [](double v) { return is_finite(v); });
+  if (bad == values.end())
+    throw std::invalid_argument(name + " is too large: the sum of its squares overflows");
+  throw std::invalid_argument(name + " holds a value that is not finite, in row " +
+                              std::to_string(bad - values.begin()));
+}
+
+void check_shapes(const_vector_view y, const_matrix_view X) {
+  if (X.rows() < 1) throw std::invalid_argument("feature_matrix has no rows");
+  if (X.cols() < 1) throw std::invalid_argument("feature_matrix has no columns");
+  if (y.size() < 1) throw std::invalid_argument("target_vector is empty");
+  if (X.rows() != y.size())
+    throw std::invalid_argument("feature_matrix and target_vector are mismatched");
+}
+
+}  // namespace
+
+target_normalization measure_target(bool center, bool rescale, const_vector_view y) {
+  if (y.size() < 1) throw std::invalid_argument("target_vector is empty");
+  const column_measure measured = measure(center, y);
+  if (!is_finite(measured.scale)) reject("target_vector", y);
+  return {measured.mean, divisor(rescale, measured.scale)};
+}
+
+data_normalizer::data_normalizer(const data_normalizer_options& options,
+                                 const_vector_view y, const_matrix_view X)
+    : center_target{options.center_target},
+      center_features{options.center_features},
+      with_bias{options.with_bias},
+      rescale_target{options.rescale_target},
+      rescale_features{options.rescale_features},
+      num_columns{X.cols() + (options.with_bias ? 1 : 0)},
+      feature_means(num_columns),
+      feature_scales(num_columns) {
+  check_shapes(y, X);
+  for (index_t j = 0; j < X.cols(); ++j) {
+    const column_measure measured = measure(center_features, X.column(j));
+    if (!is_finite(measured.scale))
+      reject("feature_matrix column " + std::to_string(j), X.column(j));
+    feature_means[j] = measured.mean;
+    feature_scales[j] = divisor(rescale_features, measured.scale);
+  }
+  if (with_bias) {
+    feature_means[X.cols()] = 0.0;
+    feature_scales[X.cols()] = std::sqrt(static_cast<double>(X.rows()));
+  }
+  const target_normalization target = measure_target(center_target, rescale_target, y);
+  target_mean = target.mean;
+  target_scale = target.scale;
+}
+
+dense_matrix data_normalizer::normalized_features(const_matrix_view X) const {
+  const index_t num_features = num_columns - (with_bias ? 1 : 0);
+  if (X.cols() != num_features)
+    throw std::invalid_argument(
+        "feature_matrix has another number of columns than the fit");
+  dense_matrix normalized(X.rows(), num_columns);
+  const matrix_view columns = normalized;
+  for (index_t j = 0; j < num_features; ++j) {
+    const double mean = feature_means[j];
+    const double scale = feature_scales[j];
+    const const_vector_view raw = X.column(j);
+    std::transform(raw.begin(), raw.end(), columns.column(j).begin(),
+                   [=](double value) { return (value - mean) / scale; });
+  }
+  if (with_bias) {
+    const vector_view bias = columns.column(num_features);
+    std::fill(bias.begin(), bias.end(), 1.0 / feature_scales[num_features]);
+  }
+  return normalized;
+}
+
+dense_vector data_normalizer::normalized_target(const_vector_view y) const {
+  dense_vector normalized(y.size());
+  std::transform(y.begin(), y.end(), normalized.begin(),
+                 [this](double value) { return (value - target_mean) / target_scale; });
+  return normalized;
+}
+
+}  // namespace corvane::model
