@@ -91,6 +91,12 @@ void trmv(triangle which, transposition op, const_matrix_block a, vector_view x)
   blas::trmv(which, op, diagonal_kind::general, rows(a), a.data(), stride(a), x.data(), 1);
 }
 
+void trmm(side where, triangle which, transposition op, const_matrix_block a,
+          matrix_block b) {
+  blas::trmm(where, which, op, diagonal_kind::general, rows(b), cols(b), a.data(), stride(a),
+             b.data(), stride(b), 1.0);
+}
+
 int potrf(matrix_block a) {
   return lapack::potrf(triangle::lower, rows(a), a.data(), stride(a));
 }
