@@ -1,0 +1,66 @@
+# SPDX-License-Identifier: BSD-3-Clause
+"""Tables on the terminal, pictures in a folder, and the clock."""
+
+from __future__ import annotations
+
+import statistics
+import time
+from collections.abc import Callable, Sequence
+from pathlib import Path
+
+import matplotlib as mpl
+import numpy as np
+from matplotlib.figure import Figure
+
+mpl.use("Agg")
+
+OUTPUT = Path("demo-output")
+
+
+def print_table(title: str, header: Sequence[str], rows: Sequence[Sequence[str]]) -> None:
+    """Columns as wide as their widest cell; the first one is aligned to the left."""
+    widths = [max(map(len, column)) for column in zip(header, *rows, strict=True)]
+
+    def line(cells: Sequence[str]) -> str:
+        first = cells[0].ljust(widths[0])
+        others = [cell.rjust(width) for cell, width in zip(cells, widths, strict=True)][1:]
+        return "  ".join([first, *others])
+
+    print(f"\n{title}\n")
+    print(line(header))
+    print("  ".join("-" * width for width in widths))
+    for row in rows:
+        print(line(row))
+
+
+def save(figure: Figure, name: str) -> None:
+    """Writes one picture and says where."""
+    OUTPUT.mkdir(exist_ok=True)
+    path = OUTPUT / f"{name}.png"
+    figure.savefig(path, dpi=110)
+    print(f"wrote {path}")
+
+
+def median_time(action: Callable[[], object], repeats: int = 5) -> float:
+    """Median wall time in seconds."""
+    times = []
+    for _ in range(repeats):
+        start = time.perf_counter()
+        action()
+        times.append(time.perf_counter() - start)
+    return statistics.median(times)
+
+
+def milliseconds(seconds: float) -> str:
+    return f"{1e3 * seconds:.1f} ms"
+
+
+def root_mean_square(error: np.ndarray) -> float:
+    return float(np.sqrt(np.mean(np.square(error))))
+
+
+def few(values: np.ndarray) -> str:
+    """The numbers themselves, or their range where there are many."""
+    if len(values) <= 3:
+        return " ".join(f"{value:.3g}" for value in values)
+    return f"{np.min(values):.2g} to {np.max(values):.2g}"
