@@ -33,16 +33,16 @@ struct descriptor {
 struct object {
   index_t rows = 0;
   index_t columns = 0;
-  const index_t* row_pointers = nullptr;
-  const index_t* column_indices = nullptr;
-  const double* values = nullptr;
-  bool is_live = false;  // from `create` until `destroy`
+  const_vector_view values;
+  const_index_view column_indices;
+  const_index_view row_pointers;  // rows + 1 offsets
+  bool is_live = false;           // from `create` until `destroy`
 };
 
-// Makes an object in `made`. An offset that falls, or a column outside of the matrix, is an
-// invalid value: no later product can leave the arrays.
-status create(object*& made, index_t rows, index_t columns, const index_t* row_pointers,
-              const index_t* column_indices, const double* values);
+// Makes a live object of `parts` in `made`. Arrays of the wrong length, an offset that
+// falls and a column outside of the matrix are invalid values: no later product leaves the
+// arrays.
+status create(object*& made, const object& parts);
 
 // Releases what `create` made, not the arrays. An object that is not live is an invalid
 // value.

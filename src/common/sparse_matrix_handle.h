@@ -12,10 +12,10 @@ namespace corvane {
 class sparse_matrix_handle {
  public:
   sparse_matrix_handle() = default;
-  // `row_pointers` holds rows + 1 offsets, the other two arrays `num_entries` each.
-  sparse_matrix_handle(index_t rows, index_t columns, index_t num_entries,
-                       const double* values, const index_t* column_indices,
-                       const index_t* row_pointers);
+  // `row_pointers` holds rows + 1 offsets into the other two arrays, which are equally
+  // long.
+  sparse_matrix_handle(index_t rows, index_t columns, const_vector_view values,
+                       const_index_view column_indices, const_index_view row_pointers);
   // Takes over an object that someone else made.
   explicit sparse_matrix_handle(compressed_rows::object* made) noexcept : handle_{made} {}
   sparse_matrix_handle(const sparse_matrix_handle&) = delete;
