@@ -116,7 +116,8 @@ void grouped_variable_objective::reduce_gradient(const_vector_view full,
   for (index_t g = 0; g < gradient.size(); ++g) gradient[g] = sums[g].total();
 }
 
-// The stored entry (i, j) of two different parameters of one group stands for (j, i) too.
+// The stored entry (i, j) stands for (j, i) too. Of two parameters of one group both count;
+// of two groups one falls into each triangle, and the one that is read gets it.
 void grouped_variable_objective::reduce_hessian(const_symmetric_view full,
                                                 symmetric_view hessian) const {
   scoped_allocator scope;
@@ -124,8 +125,8 @@ void grouped_variable_objective::reduce_hessian(const_symmetric_view full,
   compensated_sum* sums = take_sums(scope, k * k);
   for (index_t i = 0; i < full.rows(); ++i)
     for (index_t j = i; j < full.rows(); ++j) {
-      const index_t row = variable_map_[i];
-      const index_t column = variable_map_[j];
+      const index_t row = std::min(variable_map_[i], variable_map_[j]);
+      const index_t column = std::max(variable_map_[i], variable_map_[j]);
       const double entry = full(i, j);
       sums[row * k + column].add(i != j && row == column ? 2.0 * entry : entry);
     }

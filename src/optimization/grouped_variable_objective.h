@@ -6,8 +6,8 @@
 //   dF/dx_g         = sum over i in g of dF/dp_i
 //   d2F/dx_g dx_h   = sum over i in g, j in h of d2F/dp_i dp_j
 // The sums are compensated: a group can gather many terms of different size, and the
-// precision of the reduced gradient drives the stopping test. The map is non-decreasing
-// where the Hessian is asked for.
+// precision of the reduced gradient drives the stopping test. The groups may stand in any
+// order in the map.
 #pragma once
 
 #include <memory>
