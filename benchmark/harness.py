@@ -1,0 +1,101 @@
+# SPDX-License-Identifier: BSD-3-Clause
+"""How the benchmarks measure: ratios against a baseline in the same run, medians, peaks.
+
+A machine that others share is noisy, so a time by itself says little. The product and its
+baseline take turns, and the figure is the median of the ratios of the turns.
+"""
+
+from __future__ import annotations
+
+import json
+import statistics
+import subprocess
+import sys
+import time
+from collections.abc import Callable, Sequence
+from dataclasses import dataclass
+from pathlib import Path
+
+ROOT = Path(__file__).resolve().parents[1]
+KERNELS = ROOT / "build" / "release" / "benchmark"
+
+
+@dataclass(frozen=True)
+class Row:
+    """One line of the table: `figure` is a ratio, and `limit` what it may be at most."""
+
+    what: str
+    baseline: str
+    figure: float
+    limit: float | None
+    detail: str = ""
+
+
+def seconds(action: Callable[[], object]) -> float:
+    start = time.perf_counter()
+    action()
+    return time.perf_counter() - start
+
+
+def compare(
+    product: Callable[[], object], baseline: Callable[[], object], turns: int = 7
+) -> tuple[float, str]:
+    """The median ratio of their times, and both median times in words."""
+    product()
+    baseline()
+    times = [(seconds(product), seconds(baseline)) for _ in range(turns)]
+    ratio = statistics.median(ours / theirs for ours, theirs in times)
+    ours = statistics.median(t[0] for t in times)
+    theirs = statistics.median(t[1] for t in times)
+    return ratio, f"{1e3 * ours:.1f} ms against {1e3 * theirs:.1f} ms"
+
+
+_PEAK = """
+import sys
+{setup}
+
+def status(field):
+    with open("/proc/self/status") as lines:
+        return next(int(line.split()[1]) * 1024 for line in lines if line.startswith(field))
+
+with open("/proc/self/clear_refs", "w") as reset:
+    reset.write("5")
+before = status("VmRSS")
+{action}
+print((status("VmHWM") - before + X.nbytes) / X.nbytes)
+"""
+
+
+def peak_memory(setup: str, action: str) -> float:
+    """Peak memory of `action` in a process of its own, X included, in units of X's bytes.
+
+    `setup` makes X, imports what is needed and runs once on something small, so that
+    libraries are loaded before the peak is reset.
+    """
+    program = _PEAK.format(setup=setup, action=action)
+    result = subprocess.run(
+        [sys.executable, "-c", program], capture_output=True, text=True, check=True
+    )
+    return float(result.stdout)
+
+
+def kernel_ratios(program: str, pairs: Sequence[tuple[str, str]]) -> list[float]:
+    """Median ratios of benchmarks (name, baseline) of one Google Benchmark program."""
+    result = subprocess.run(
+        [
+            KERNELS / program,
+            "--benchmark_format=json",
+            "--benchmark_repetitions=9",
+            "--benchmark_enable_random_interleaving=true",
+            "--benchmark_report_aggregates_only=true",
+        ],
+        capture_output=True,
+        text=True,
+        check=True,
+    )
+    medians = {
+        entry["run_name"]: entry["real_time"]
+        for entry in json.loads(result.stdout)["benchmarks"]
+        if entry["aggregate_name"] == "median"
+    }
+    return [medians[name] / medians[baseline] for name, baseline in pairs]

@@ -1,0 +1,76 @@
+# SPDX-License-Identifier: BSD-3-Clause
+"""Ridge regression: whole fits against peers, evaluations against one dsyrk, memory."""
+
+from __future__ import annotations
+
+from collections.abc import Iterator
+
+import numpy as np
+from harness import Row, compare, kernel_ratios, peak_memory
+from sklearn.linear_model import ARDRegression
+from trevalon_impl import RidgeRegressionModel
+
+
+def made_data(n: int, p: int, seed: int = 0) -> tuple[np.ndarray, np.ndarray]:
+    """A linear target of which half the columns carry something, with noise."""
+    random = np.random.default_rng(seed)
+    X = random.normal(size=(n, p))
+    weights = np.where(np.arange(p) % 2 == 0, random.normal(size=p), 0.0)
+    return X, X @ weights + 0.5 * np.sqrt(p) * random.normal(size=n)
+
+
+def general_fit(score: str) -> Row:
+    """A penalty of its own for each of 50 columns."""
+    X, y = made_data(12_500, 50)
+    X_test, y_test = X[10_000:], y[10_000:]
+    X, y = X[:10_000], y[:10_000]
+    model = RidgeRegressionModel(score=score, grouping_mode="none")
+    peer = ARDRegression()
+    ratio, detail = compare(lambda: model.fit(X, y), lambda: peer.fit(X, y), turns=5)
+    ours = np.mean(np.square(model.predict(X_test) - y_test))
+    theirs = np.mean(np.square(peer.predict(X_test) - y_test))
+    return Row(
+        f"ridge fit, 50 penalties, {score}, n = 10000",
+        "scikit-learn ARDRegression",
+        ratio,
+        3.0,
+        f"{detail}; held-out mean square {ours:.5g} against {theirs:.5g}",
+    )
+
+
+def fit_memory(score: str, grouping: str) -> Row:
+    setup = """
+import numpy as np
+from trevalon_impl import RidgeRegressionModel
+random = np.random.default_rng(0)
+X = random.normal(size=(100_000, 50))
+y = X.sum(axis=1) + random.normal(size=len(X))
+model = RidgeRegressionModel(score="SCORE", grouping_mode="GROUPING")
+model.fit(X[:200], y[:200])
+""".replace("SCORE", score).replace("GROUPING", grouping)
+    figure = peak_memory(setup, "model.fit(X, y)")
+    return Row(
+        f"peak memory of a ridge fit, {score}, {grouping}", "bytes of X", figure, 7.0
+    )
+
+
+def rows() -> Iterator[Row]:
+    for score in ("gcv", "loocv"):
+        yield general_fit(score)
+    for score, ratio in zip(
+        ("loocv", "gcv"),
+        kernel_ratios(
+            "trevalon_ridge_benchmark",
+            [
+                ("loocv_value_gradient_hessian", "dsyrk"),
+                ("gcv_value_gradient_hessian", "dsyrk"),
+            ],
+        ),
+        strict=True,
+    ):
+        yield Row(
+            f"{score}: value, gradient and Hessian, (10000, 100)", "one dsyrk", ratio, 12.0
+        )
+    for score in ("gcv", "loocv"):
+        for grouping in ("all", "none"):
+            yield fit_memory(score, grouping)
