@@ -1,0 +1,73 @@
+// SPDX-License-Identifier: BSD-3-Clause
+//
+// The road from the core to Python. The array comes from numpy.zeros with no dtype, which
+// means float64. numpy is looked up anew in each call: nothing of it is kept.
+#include <initializer_list>
+
+#include "python/array_conversion.h"
+
+namespace corvane::python_bridge {
+
+namespace {
+
+python_object call(const python_object& callable, const python_object& arguments) {
+  return python_object{PyObject_CallObject(callable.get(), arguments.get())};
+}
+
+python_object make_shape(std::initializer_list<index_t> extents) {
+  python_object shape{PyTuple_New(static_cast<Py_ssize_t>(extents.size()))};
+  Py_ssize_t position = 0;
+  for (const index_t extent : extents) {
+    python_object entry{PyLong_FromLong(extent)};
+    // Takes the reference over, also when it fails.
+    if (PyTuple_SetItem(shape.get(), position, entry.release()) != 0) throw python_error{};
+    ++position;
+  }
+  return shape;
+}
+
+python_object make_zeros(std::initializer_list<index_t> extents) {
+  const python_object shape = make_shape(extents);
+  const python_object arguments{Py_BuildValue("(O)", shape.get())};
+  const python_object numpy{PyImport_ImportModule("numpy")};
+  const python_object zeros{PyObject_GetAttrString(numpy.get(), "zeros")};
+  return call(zeros, arguments);
+}
+
+python_object find_setter(const python_object& array) {
+  return python_object{PyObject_GetAttrString(array.get(), "__setitem__")};
+}
+
+}  // namespace
+
+python_object to_numpy_vector(const_vector_view vector) {
+  python_object array = make_zeros({vector.size()});
+  const python_object setter = find_setter(array);
+  for (index_t i = 0; i < vector.size(); ++i)
+    call(setter, python_object{Py_BuildValue("ld", long{i}, vector[i])});
+  return array;
+}
+
+python_object to_numpy_matrix(index_t rows, index_t columns,
+                              const std::function<double(index_t, index_t)>& element) {
+  python_object array = make_zeros({rows, columns});
+  const python_object setter = find_setter(array);
+  for (index_t j = 0; j < columns; ++j)
+    for (index_t i = 0; i < rows; ++i) {
+      const python_object key{Py_BuildValue("ll", long{i}, long{j})};
+      call(setter, python_object{Py_BuildValue("Od", key.get(), element(i, j))});
+    }
+  return array;
+}
+
+python_object to_numpy_matrix(const_matrix_view matrix) {
+  return to_numpy_matrix(matrix.rows(), matrix.cols(),
+                         [&](index_t i, index_t j) { return matrix(i, j); });
+}
+
+python_object to_numpy_matrix(const_symmetric_view matrix) {
+  return to_numpy_matrix(matrix.rows(), matrix.cols(),
+                         [&](index_t i, index_t j) { return matrix(i, j); });
+}
+
+}  // namespace corvane::python_bridge

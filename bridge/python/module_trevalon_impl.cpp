@@ -1,0 +1,24 @@
+// SPDX-License-Identifier: BSD-3-Clause
+//
+// The extension module trevalon_impl. A failure while the module is made is not translated:
+// it ends the process.
+#include <array>
+
+#include "python/method_wrapper.h"
+#include "python/model/ridge_regression/ridge_regression_type.h"
+#include "python/python.h"
+#include "python/python_type.h"
+
+namespace bridge = corvane::python_bridge;
+
+PyMODINIT_FUNC PyInit_trevalon_impl() noexcept {
+  static auto methods = std::array{
+      bridge::make_method("RidgeRegressionModel", &bridge::make_public_ridge_regression_model,
+                          "Constructs a ridge regression model"),
+      PyMethodDef{}};
+  constexpr const char* name = "trevalon_impl";
+  bridge::python_object module =
+      bridge::make_python_module(name, "Machine Learning Toolkit", methods.data());
+  bridge::register_ridge_regression_model(name, module, true);
+  return module.release();
+}

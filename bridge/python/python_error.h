@@ -1,0 +1,57 @@
+// SPDX-License-Identifier: BSD-3-Clause
+//
+// How a failure travels through the bridge: the Python error indicator is set first, then
+// python_error is thrown, and destructors run on the way to the wrapper that catches it. What
+// the core or the standard library throws is translated here, at the member that meets it.
+#pragma once
+
+#include <exception>
+#include <new>
+#include <utility>
+
+#include "python/python.h"
+
+namespace corvane::python_bridge {
+
+// Says that the Python error indicator is set; it has no message of its own.
+class python_error : public std::exception {
+ public:
+  const char* what() const noexcept override { return "python_error"; }
+};
+
+[[noreturn]] inline void raise_error(PyObject* type, const char* text) {
+  PyErr_SetString(type, text);
+  throw python_error{};
+}
+
+// For calls whose error value is a legal result as well, as the -1 of PyLong_AsLong is.
+inline void throw_if_error_set() {
+  if (PyErr_Occurred() != nullptr) throw python_error{};
+}
+
+// Runs `body`, with an exhausted heap turned into Python's MemoryError. Wrappers do not
+// translate: a std::bad_alloc that reached one would end the process.
+template <class Body>
+auto with_memory_error(Body&& body) {
+  try {
+    return std::forward<Body>(body)();
+  } catch (const std::bad_alloc&) {
+    PyErr_NoMemory();
+    throw python_error{};
+  }
+}
+
+// Runs the whole body of a model's `fit`. An exception of the caller's own callables and
+// arguments passes unchanged; any other becomes a RuntimeError with `text`.
+template <class Body>
+void with_fit_error(const char* text, Body&& body) {
+  try {
+    std::forward<Body>(body)();
+  } catch (const python_error&) {
+    throw;
+  } catch (const std::exception&) {
+    raise_error(PyExc_RuntimeError, text);
+  }
+}
+
+}  // namespace corvane::python_bridge
