@@ -1,8 +1,8 @@
 // SPDX-License-Identifier: BSD-3-Clause
 //
-// classification_data_normalizer: centering and scaling of the features, and the coding of two
-// classes as -1 and +1. A scale is a root of a sum of squares, not divided by n, so that a
-// normalized column has length 1; the bias column is the constant 1 / sqrt(n).
+// classification_data_normalizer: centering and scaling of the features, and the coding of
+// two classes as -1 and +1. A scale is a root of a sum of squares, not divided by n, so
+// that a normalized column has length 1; the bias column is the constant 1 / sqrt(n).
 #pragma once
 
 #include <exception>
@@ -35,15 +35,16 @@ struct classification_data_normalizer {
   dense_vector classes;         // the distinct targets, ascending
 
   classification_data_normalizer() = default;
-  // Throws std::invalid_argument when X (n by m) is empty or holds a value that is not finite,
-  // when a scale overflows, or when y is not of length n; invalid_target_error as told above.
+  // Throws std::invalid_argument when X (n by m) is empty or holds a value that is not
+  // finite, when a scale overflows, or when y is not of length n; invalid_target_error as
+  // told above.
   classification_data_normalizer(const classification_normalizer_options& options,
                                  const_vector_view y, const_matrix_view X);
 
   index_t num_features() const { return with_bias ? num_columns - 1 : num_columns; }
 
-  // n by p, with the bias column last where there is one. Throws std::invalid_argument when a
-  // normalized feature overflows.
+  // n by p, with the bias column last where there is one. Throws std::invalid_argument when
+  // a normalized feature overflows.
   dense_matrix normalized_features(const_matrix_view X) const;
   // -1 for the smallest class, +1 for every other
   dense_vector coded_target(const_vector_view y) const;

@@ -20,8 +20,8 @@ struct linear_linked_regression_model {
   std::shared_ptr<const regularizer> penalty;
   // p entries. A bias column comes last, in units of 1 / sqrt(n); `bias` counts it already.
   dense_vector weights;
-  // Of the optimization over the hyperparameters: `x` holds them, and `within_tolerance` tells
-  // whether the tolerance was met.
+  // Of the optimization over the hyperparameters: `x` holds them, and `within_tolerance`
+  // tells whether the tolerance was met.
   trust_region_result result;
 
   // X is n by the number of features. Writes n probabilities of the larger class.

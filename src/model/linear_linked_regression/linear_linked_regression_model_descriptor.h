@@ -17,8 +17,8 @@
 
 namespace corvane::model {
 
-// What is null is filled at construction of the descriptor: the logistic link, and optimizers
-// with the tolerances 1e-4 and 0.1 over theta, 1e-4 and 1e-4 over w.
+// What is null is filled at construction of the descriptor: the logistic link, and
+// optimizers with the tolerances 1e-4 and 0.1 over theta, 1e-4 and 1e-4 over w.
 struct linear_linked_regression_model_options {
   bool center_features = true;
   bool rescale_features = true;
@@ -39,10 +39,10 @@ class linear_linked_regression_model_descriptor {
 
   const linear_linked_regression_model_options& options() const { return options_; }
 
-  // `penalty` has one variable per column of the normalized design, the bias last; null means
-  // a ridge over one group. Throws what the normalizer throws, what the initializer throws,
-  // and optimizer_undefined_error where no start value gives a defined score. A tolerance
-  // that was not met shows in the result alone.
+  // `penalty` has one variable per column of the normalized design, the bias last; null
+  // means a ridge over one group. Throws what the normalizer throws, what the initializer
+  // throws, and optimizer_undefined_error where no start value gives a defined score. A
+  // tolerance that was not met shows in the result alone.
   linear_linked_regression_model fit(const_vector_view y, const_matrix_view X,
                                      std::shared_ptr<const regularizer> penalty = {}) const;
 

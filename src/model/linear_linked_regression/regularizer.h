@@ -24,6 +24,9 @@ enum class regularizer_status : std::int32_t {
   identically_zero = 2,  // to be taken as all zero; the output holds nothing useful
 };
 
+// What a vector of derivatives has to say about itself: written, or not finite.
+regularizer_status status_of(const_vector_view derivative);
+
 // The rows of a second derivative in Q hyperparameters, and the row of the pair (a, b),
 // a <= b.
 constexpr index_t num_pairs(index_t Q) { return Q * (Q + 1) / 2; }

@@ -1,0 +1,20 @@
+// SPDX-License-Identifier: BSD-3-Clause
+#include "model/linear_linked_regression/elastic_regularizer.h"
+
+#include <algorithm>
+#include <utility>
+
+namespace corvane::model {
+
+template class squared_strength_regularizer<quadratic_term, smoothed_absolute_value>;
+
+elastic_regularizer::elastic_regularizer(variable_mapping&& mapping,
+                                         double smoothing_threshold)
+    : squared_strength_regularizer{std::move(mapping), quadratic_term{},
+                                   smoothed_absolute_value{smoothing_threshold}} {}
+
+void elastic_regularizer::initialize_hyperparameters(vector_view theta) const {
+  std::fill(theta.begin(), theta.end(), 0.5);
+}
+
+}  // namespace corvane::model
