@@ -1,0 +1,164 @@
+// SPDX-License-Identifier: BSD-3-Clause
+//
+// A real vector of even length is packed into a complex one of half the length; an odd
+// length is transformed as it is. The complex transform is that of kissfft, whose cost
+// grows with the largest prime factor of the length; above a limit the length is changed by
+// the algorithm of L. Bluestein, "A linear filtering approach to the computation of
+// discrete Fourier transform", IEEE Trans. Audio Electroacoustics 18 (1970).
+#include "common/real_fft.h"
+
+#include <kissfft/kissfft.hh>
+
+#include <algorithm>
+#include <bit>
+#include <cmath>
+#include <complex>
+#include <cstdint>
+#include <numbers>
+#include <stdexcept>
+#include <vector>
+
+namespace corvane {
+
+namespace {
+
+using complex = std::complex<double>;
+using complex_vector = std::vector<complex>;
+
+constexpr index_t longest_length = index_t{1} << 31;
+// A prime factor f costs kissfft f operations per entry, Bluestein's way two transforms of
+// up to four times the length.
+constexpr std::size_t largest_direct_factor = 50;
+
+std::size_t largest_prime_factor(std::size_t n) {
+  std::size_t largest = 1;
+  for (std::size_t factor = 2; factor * factor <= n; ++factor)
+    for (; n % factor == 0; n /= factor) largest = factor;
+  return n > 1 ? n : largest;
+}
+
+// The convolution theorem needs room for the linear convolution of n by 2 n - 1 entries, of
+// which n are used.
+std::size_t transform_length(std::size_t n) {
+  return largest_prime_factor(n) <= largest_direct_factor ? n : std::bit_ceil(2 * n - 1);
+}
+
+// exp(-i pi j^2 / n). The phase has period 2 n in j^2, which integers reduce without
+// rounding.
+complex_vector make_chirp(std::size_t n) {
+  complex_vector chirp(n);
+  for (std::uint64_t j = 0; j < n; ++j) {
+    const auto phase = static_cast<double>(j * j % (2 * n));
+    chirp[j] = std::polar(1.0, -std::numbers::pi * phase / static_cast<double>(n));
+  }
+  return chirp;
+}
+
+}  // namespace
+
+// The forward complex transform of `input` into `output`, both of n entries, n > 0.
+class real_fft::complex_plan {
+ public:
+  explicit complex_plan(std::size_t n)
+      : input(n), output(n), transform_{transform_length(n), false} {
+    if (transform_length(n) != n) prepare_chirp(n);
+  }
+
+  void run() {
+    if (chirp_.empty())
+      transform_.transform(input.data(), output.data());
+    else
+      run_chirp();
+  }
+
+  complex_vector input;
+  complex_vector output;
+
+ private:
+  void prepare_chirp(std::size_t n) {
+    const std::size_t m = transform_length(n);
+    chirp_ = make_chirp(n);
+    padded_.assign(m, 0.0);
+    product_.resize(m);
+    filter_.resize(m);
+    for (std::size_t j = 0; j < n; ++j) {
+      padded_[j] = std::conj(chirp_[j]);
+      if (j > 0) padded_[m - j] = std::conj(chirp_[j]);
+    }
+    transform_.transform(padded_.data(), filter_.data());
+  }
+
+  // With c the chirp, j k = (j^2 + k^2 - (k - j)^2) / 2 makes of the transform a
+  // convolution:
+  //   output_k = c_k sum over j of (input_j c_j) conj(c_(k - j)).
+  // The transform back is the forward one between two conjugations.
+  void run_chirp() {
+    const std::size_t n = input.size();
+    std::fill(padded_.begin(), padded_.end(), complex{});
+    for (std::size_t j = 0; j < n; ++j) padded_[j] = input[j] * chirp_[j];
+    transform_.transform(padded_.data(), product_.data());
+    for (std::size_t k = 0; k < padded_.size(); ++k)
+      product_[k] = std::conj(product_[k] * filter_[k]);
+    transform_.transform(product_.data(), padded_.data());
+    const double scale = 1.0 / static_cast<double>(padded_.size());
+    for (std::size_t k = 0; k < n; ++k)
+      output[k] = chirp_[k] * std::conj(padded_[k]) * scale;
+  }
+
+  kissfft<double> transform_;
+  complex_vector chirp_;   // n entries, empty where the direct transform serves
+  complex_vector filter_;  // the transform of the conjugate chirp, mirrored
+  complex_vector padded_;
+  complex_vector product_;
+};
+
+real_fft::real_fft(index_t n) : length_{n} {
+  if (n > longest_length) throw std::length_error{"the Fourier transform is too long"};
+  if (n > 1) plan_ = std::make_unique<complex_plan>(n % 2 == 0 ? n / 2 : n);
+}
+
+real_fft::real_fft(real_fft&&) noexcept = default;
+real_fft& real_fft::operator=(real_fft&&) noexcept = default;
+real_fft::~real_fft() = default;
+
+void real_fft::forward(const_vector_view x, vector_view real_part,
+                       vector_view imaginary_part) {
+  if (length_ <= 1) {
+    real_part[0] = length_ == 1 ? x[0] : 0.0;
+    imaginary_part[0] = 0.0;
+    return;
+  }
+  if (length_ % 2 == 0) return transform_packed(x, real_part, imaginary_part);
+  std::copy(x.begin(), x.end(), plan_->input.begin());
+  plan_->run();
+  for (index_t k = 0; k < bins(); ++k) {
+    const complex bin = plan_->output[static_cast<std::size_t>(k)];
+    real_part[k] = bin.real();
+    imaginary_part[k] = bin.imag();
+  }
+}
+
+// With h = n / 2 and z_j = x_(2 j) + i x_(2 j + 1), the transforms of the even and of the
+// odd entries are the two symmetric halves of that of z:
+//   even_k = (Z_k + conj(Z_(h - k))) / 2,   odd_k = (Z_k - conj(Z_(h - k))) / (2 i),
+//   bin_k = even_k + exp(-2 pi i k / n) odd_k.
+void real_fft::transform_packed(const_vector_view x, vector_view real_part,
+                                vector_view imaginary_part) {
+  const index_t h = length_ / 2;
+  for (index_t j = 0; j < h; ++j)
+    plan_->input[static_cast<std::size_t>(j)] = {x[2 * j], x[2 * j + 1]};
+  plan_->run();
+  for (index_t k = 0; k <= h; ++k) {
+    const complex z = plan_->output[static_cast<std::size_t>(k % h)];
+    const complex mirrored =
+        std::conj(plan_->output[static_cast<std::size_t>((h - k) % h)]);
+    const complex even = 0.5 * (z + mirrored);
+    const complex odd = complex{0.0, -0.5} * (z - mirrored);
+    const double angle = std::numbers::pi * static_cast<double>(k) / static_cast<double>(h);
+    const complex bin = even + std::polar(1.0, -angle) * odd;
+    real_part[k] = bin.real();
+    imaginary_part[k] = bin.imag();
+  }
+}
+
+}  // namespace corvane

@@ -1,0 +1,23 @@
+// SPDX-License-Identifier: BSD-3-Clause
+//
+// loocv_objective: the exact leave-one-out error of a ridge fit, the sum of the squared
+// residuals of all observations, each predicted by the fit to the others.
+#pragma once
+
+#include "model/ridge_regression/ridge_score_objective.h"
+
+namespace corvane::model::ridge_regression_detail {
+
+class loocv_objective final : public ridge_score_objective {
+ public:
+  // X, n by p, and y, n entries, both normalized.
+  loocv_objective(dense_matrix&& design, dense_vector&& target);
+
+ private:
+  bool evaluate(const_vector_view t, const ridge_outputs& wanted) const override;
+
+  dense_matrix design_;
+  dense_vector target_;
+};
+
+}  // namespace corvane::model::ridge_regression_detail

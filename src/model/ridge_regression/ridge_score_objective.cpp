@@ -1,0 +1,53 @@
+// SPDX-License-Identifier: BSD-3-Clause
+#include "model/ridge_regression/ridge_score_objective.h"
+
+#include <utility>
+
+#include "common/finite.h"
+
+namespace corvane::model::ridge_regression_detail {
+
+bool ridge_outputs::all_finite() const {
+  return (value == nullptr || is_finite(*value)) &&
+         (!gradient || corvane::all_finite(*gradient)) &&
+         (!hessian || corvane::all_finite(const_symmetric_view{*hessian}));
+}
+
+ridge_score_objective::ridge_score_objective(ridge_system&& system)
+    : system_{std::move(system)} {}
+
+bool ridge_score_objective::compute_value(const_vector_view t, double& value) {
+  return evaluate(t, {&value, {}, {}});
+}
+
+bool ridge_score_objective::compute_gradient(const_vector_view t, vector_view gradient) {
+  return evaluate(t, {nullptr, gradient, {}});
+}
+
+bool ridge_score_objective::compute_value_gradient(const_vector_view t, double& value,
+                                                   vector_view gradient) {
+  return evaluate(t, {&value, gradient, {}});
+}
+
+bool ridge_score_objective::compute_hessian(const_vector_view t, symmetric_view hessian) {
+  return evaluate(t, {nullptr, {}, hessian});
+}
+
+bool ridge_score_objective::compute_gradient_hessian(const_vector_view t,
+                                                     vector_view gradient,
+                                                     symmetric_view hessian) {
+  return evaluate(t, {nullptr, gradient, hessian});
+}
+
+bool ridge_score_objective::compute_value_gradient_hessian(const_vector_view t,
+                                                           double& value,
+                                                           vector_view gradient,
+                                                           symmetric_view hessian) {
+  return evaluate(t, {&value, gradient, hessian});
+}
+
+bool ridge_score_objective::compute_weights(const_vector_view t, vector_view weights) {
+  return solve_ridge_weights(system_, t, weights);
+}
+
+}  // namespace corvane::model::ridge_regression_detail

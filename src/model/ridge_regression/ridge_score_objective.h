@@ -1,0 +1,51 @@
+// SPDX-License-Identifier: BSD-3-Clause
+//
+// ridge_score_objective: the part that the three ridge scores have in common. Value,
+// gradient and Hessian come from one evaluation that makes what is asked for: a combined
+// call shares the factorization and the solves, and gives the same numbers as the separate
+// calls. The weights depend on the data through R and b alone.
+#pragma once
+
+#include <optional>
+
+#include "model/ridge_regression/ridge_normal_matrix.h"
+#include "model/ridge_regression/ridge_regression_objective.h"
+
+namespace corvane::model::ridge_regression_detail {
+
+// Where an evaluation writes; what is empty is not asked for.
+struct ridge_outputs {
+  double* value = nullptr;
+  std::optional<vector_view> gradient;
+  std::optional<symmetric_view> hessian;
+
+  bool derivatives_wanted() const { return gradient.has_value() || hessian.has_value(); }
+  // Of what was asked for and is now written.
+  bool all_finite() const;
+};
+
+class ridge_score_objective : public ridge_regression_objective {
+ public:
+  bool compute_value(const_vector_view t, double& value) final;
+  bool compute_gradient(const_vector_view t, vector_view gradient) final;
+  bool compute_value_gradient(const_vector_view t, double& value,
+                              vector_view gradient) final;
+  bool compute_hessian(const_vector_view t, symmetric_view hessian) final;
+  bool compute_gradient_hessian(const_vector_view t, vector_view gradient,
+                                symmetric_view hessian) final;
+  bool compute_value_gradient_hessian(const_vector_view t, double& value,
+                                      vector_view gradient, symmetric_view hessian) final;
+  bool compute_weights(const_vector_view t, vector_view weights) final;
+
+ protected:
+  explicit ridge_score_objective(ridge_system&& system);
+  const ridge_system& system() const { return system_; }
+
+ private:
+  // False where the score is undefined at t.
+  virtual bool evaluate(const_vector_view t, const ridge_outputs& wanted) const = 0;
+
+  ridge_system system_;
+};
+
+}  // namespace corvane::model::ridge_regression_detail
