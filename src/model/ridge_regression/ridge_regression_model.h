@@ -12,14 +12,20 @@ struct ridge_regression_model {
   double target_mean = 0.0;
   bool with_bias = false;  // the last weight is a bias
   double intercept = 0.0;  // added to every prediction
-  trust_region_result result;
-  dense_vector weights;                // p entries
-  dense_vector regularization;         // q entries: t as the optimizer left it
-  dense_vector regularization_scaled;  // q entries: the penalties t^2 in raw units
-  index_vector regularization_groups;  // the group of each coefficient
-  double score = 0.0;                  // final value of the objective, normalized units
+  trust_region_result
+      result;            // whole: the solution, its gradient and Hessian, how it ended
+  dense_vector weights;  // p entries, the bias last
+  // t as the optimizer left it: one entry per group, or per coefficient without groups.
+  dense_vector regularization;
+  // (t_j target_scale / feature_scale_j)^2, one entry per penalized coefficient: t carried
+  // to raw units in the way of a weight. The strength with which a ridge fit to raw data
+  // finds the same weights is another number, (t_j feature_scale_j)^2.
+  dense_vector regularization_scaled;
+  // One entry per penalized coefficient; without groups 0, 1, 2, ..., one per weight.
+  index_vector regularization_groups;
+  double score = 0.0;  // final value of the objective, normalized units
 
-  // X is n by the number of features; writes n predictions.
+  // X is n by the number of features; writes n predictions, intercept + X weights.
   void predict(const_matrix_view X, vector_view out) const;
 };
 

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: BSD-3-Clause
 //
-// ridge_regression_model_descriptor: turns options and raw data into a fitted ridge model. It
-// normalizes the data, builds the chosen score, groups the hyperparameters, runs the
+// ridge_regression_model_descriptor: turns options and raw data into a fitted ridge model.
+// It normalizes the data, builds the chosen score, groups the hyperparameters, runs the
 // optimizer, solves for the weights and undoes the normalization.
 #pragma once
 
@@ -33,8 +33,8 @@ struct ridge_regression_model_options {
   std::function<void(vector_view)> initializer;       // empty means 0.1 everywhere
 };
 
-// The group of each of `count` hyperparameters, and of one more with the flag; empty where
-// every hyperparameter stands alone.
+// The group of each of `count` hyperparameters, and of one more with the flag, which
+// feature_bias puts into a group of its own; empty where every hyperparameter stands alone.
 index_vector make_variable_groups(ridge_grouping_mode mode, index_t count, bool with_flag);
 
 class ridge_regression_model_descriptor {
@@ -48,16 +48,23 @@ class ridge_regression_model_descriptor {
 
   const ridge_regression_model_options& options() const { return options_; }
 
-  // `groups` holds one group number per hyperparameter, or is empty for those of the grouping
-  // mode. Throws std::invalid_argument on data that are empty or not finite,
-  // std::runtime_error on dependent columns in the range-risk score, and what the initializer
-  // throws.
+  // `groups` holds one group number, from 0 on, per hyperparameter (the features, and the
+  // bias where it is penalized), or is empty for those of the grouping mode. Throws
+  // std::invalid_argument, with a text that names the trouble, on data that
+  // data_normalizer rejects, on groups of another length or out of range and on a start
+  // point that is not finite; std::runtime_error on dependent columns in the range-risk
+  // score; optimizer_undefined_error on a start point outside the score's domain; and what
+  // the initializer throws.
   ridge_regression_model fit(const_vector_view y, const_matrix_view X,
                              index_vector groups) const;
-  // At most `num_groups` groups, found by clustering the squares of first-stage weights.
+  // At most `num_groups` groups, found by clustering the squared weights of a first fit
+  // with one hyperparameter for all. At least as many groups as hyperparameters leave each
+  // alone.
   ridge_regression_model fit_with_num_groups(const_vector_view y, const_matrix_view X,
                                              std::uint64_t num_groups) const;
-  // The objective as `fit` would build it, with the length of its point.
+  // The objective as `fit` would build it, with the length of its point, for inspection.
+  // Here groups, handed in or by mode, take in the bias column, penalized or not: p
+  // entries.
   inspected_objective make_objective(const_vector_view y, const_matrix_view X,
                                      index_vector groups) const;
 

@@ -1,0 +1,254 @@
+// SPDX-License-Identifier: BSD-3-Clause
+#include "model/ridge_regression/ridge_regression_model_descriptor.h"
+
+#include <algorithm>
+#include <cstdio>
+#include <exception>
+#include <numeric>
+#include <stdexcept>
+#include <utility>
+
+#include "common/compensated_sum.h"
+#include "common/finite.h"
+#include "common/scoped_allocator.h"
+#include "model/ridge_regression/cluster_weights.h"
+#include "model/ridge_regression/gcv_objective.h"
+#include "model/ridge_regression/loocv_objective.h"
+#include "model/ridge_regression/range_risk_objective.h"
+#include "n_array/panic.h"
+#include "optimization/grouped_variable_objective.h"
+
+namespace corvane::model {
+
+using ridge_regression_detail::ridge_regression_objective;
+
+namespace {
+
+data_normalizer make_normalizer(const ridge_regression_model_options& options,
+                                const_vector_view y, const_matrix_view X) {
+  return {{options.center_target, options.center_features, options.with_bias,
+           options.rescale_target, options.rescale_features},
+          y,
+          X};
+}
+
+// The leave-one-out score takes over the normalized data. The two others leave with R and
+// what they rotated, and the normalized copies go before the first evaluation.
+std::unique_ptr<ridge_regression_objective> make_score(ridge_objective_mode mode,
+                                                       const data_normalizer& normalizer,
+                                                       const_vector_view y,
+                                                       const_matrix_view X) {
+  namespace detail = ridge_regression_detail;
+  dense_matrix design = normalizer.normalized_features(X);
+  dense_vector target = normalizer.normalized_target(y);
+  switch (mode) {
+    case ridge_objective_mode::gcv:
+      return std::make_unique<detail::gcv_objective>(target, design);
+    case ridge_objective_mode::range_risk:
+      return std::make_unique<detail::range_risk_objective>(target, design);
+    case ridge_objective_mode::loocv:
+      break;
+  }
+  return std::make_unique<detail::loocv_objective>(std::move(design), std::move(target));
+}
+
+bool penalizes_bias(const ridge_regression_model_options& options) {
+  return options.with_bias && options.regularize_bias;
+}
+
+index_t count_hyperparameters(const ridge_regression_model_options& options,
+                              index_t num_features) {
+  return num_features + (penalizes_bias(options) ? 1 : 0);
+}
+
+// Every number below the count of coefficients, which bounds the size of the grouped
+// problem too.
+void check_groups(const_index_view groups, index_t num_coefficients) {
+  if (groups.size() != num_coefficients)
+    throw std::invalid_argument("groups and coefficients differ in number");
+  for (const index_t group : groups)
+    if (group < 0 || group >= num_coefficients)
+      throw std::invalid_argument("a group number is out of range");
+}
+
+index_t count_groups(const_index_view groups) {
+  return *std::max_element(groups.begin(), groups.end()) + 1;
+}
+
+// One run of `fit`: the normalized problem, and the scratch memory that its stages share.
+class ridge_fit {
+ public:
+  ridge_fit(const ridge_regression_model_options& options, const_vector_view y,
+            const_matrix_view X)
+      : options_{options},
+        normalizer_{make_normalizer(options, y, X)},
+        score_{make_score(options.objective_mode, normalizer_, y, X)},
+        num_hyperparameters_{count_hyperparameters(options, X.cols())} {}
+
+  index_t num_hyperparameters() const { return num_hyperparameters_; }
+
+  ridge_regression_model fit_ungrouped() {
+    solution found = minimize(*score_, num_hyperparameters_);
+    std::copy(found.result.x.begin(), found.result.x.end(), found.t.begin());
+    // The optimizer ends at a point whose derivatives it has, and these begin with the
+    // factorization that gives the weights: a failure breaks an invariant.
+    if (!score_->compute_weights(found.t, found.weights))
+      panic("failed to fit weight vector", 60,
+            "src/model/ridge_regression/ridge_regression_model_descriptor");
+    return make_model(std::move(found), {});
+  }
+
+  ridge_regression_model fit_grouped(index_vector groups) {
+    return make_model(solve_grouped(groups), std::move(groups));
+  }
+
+  // Coefficients of like size share a group, as they would share a prior variance.
+  index_vector cluster_coefficients(index_t num_groups) {
+    index_vector one_group(num_hyperparameters_);
+    std::fill(one_group.begin(), one_group.end(), 0);
+    const solution first = solve_grouped(one_group);
+    const vector_view squares = scope_.vector(num_hyperparameters_);
+    for (index_t j = 0; j < squares.size(); ++j)
+      squares[j] = first.weights[j] * first.weights[j];
+    return ridge_regression_detail::cluster_weights(squares, num_groups);
+  }
+
+ private:
+  // The views lie in the scratch memory of the fit.
+  struct solution {
+    trust_region_result result;
+    vector_view t;        // one entry per hyperparameter
+    vector_view weights;  // p entries, normalized
+  };
+
+  // Leaves t and the weights to be written.
+  solution minimize(second_order_objective& objective, index_t num_variables) {
+    const vector_view start = scope_.vector(num_variables);
+    options_.initializer(start);
+    if (!all_finite(start))
+      throw std::invalid_argument("the start point holds a value that is not finite");
+    return {optimize(*options_.optimizer, objective, start),
+            scope_.vector(num_hyperparameters_), scope_.vector(normalizer_.num_columns)};
+  }
+
+  solution solve_grouped(const index_vector& groups) {
+    check_groups(groups, num_hyperparameters_);
+    grouped_variable_objective grouped{index_vector{groups}, score_};
+    solution found = minimize(grouped, count_groups(groups));
+    grouped.expand(found.result.x, found.t);
+    if (!score_->compute_weights(found.t, found.weights)) {
+      std::fputs("failed to fit weight vector\n", stderr);
+      std::terminate();  // broken as in the ungrouped fit
+    }
+    return found;
+  }
+
+  // Undoes the normalization.
+  ridge_regression_model make_model(solution&& found, index_vector&& groups) const {
+    ridge_regression_model model;
+    model.target_mean = normalizer_.target_mean;
+    model.with_bias = normalizer_.with_bias;
+    model.score = found.result.value;
+    model.regularization = found.result.x;
+    model.result = std::move(found.result);
+
+    model.weights = dense_vector(normalizer_.num_columns);
+    for (index_t j = 0; j < model.weights.size(); ++j)
+      model.weights[j] =
+          found.weights[j] * (normalizer_.target_scale / normalizer_.feature_scales[j]);
+    model.regularization_scaled = dense_vector(num_hyperparameters_);
+    for (index_t j = 0; j < num_hyperparameters_; ++j) {
+      const double t =
+          found.t[j] * normalizer_.target_scale / normalizer_.feature_scales[j];
+      model.regularization_scaled[j] = t * t;
+    }
+    model.intercept = undo_centering(model.weights);
+
+    if (groups.size() > 0) {
+      model.regularization_groups = std::move(groups);
+    } else {
+      model.regularization_groups = index_vector(normalizer_.num_columns);
+      std::iota(model.regularization_groups.begin(), model.regularization_groups.end(), 0);
+    }
+    return model;
+  }
+
+  // What is added to X weights: the target's mean less what the weights make of the
+  // features' means, and the bias, whose own mean is 0.
+  double undo_centering(const_vector_view weights) const {
+    compensated_sum at_the_means;
+    for (index_t j = 0; j < weights.size(); ++j)
+      at_the_means.add(weights[j] * normalizer_.feature_means[j]);
+    const double centered = normalizer_.target_mean - at_the_means.total();
+    return normalizer_.with_bias ? centered + weights[weights.size() - 1] : centered;
+  }
+
+  const ridge_regression_model_options& options_;
+  scoped_allocator scope_;
+  data_normalizer normalizer_;
+  std::shared_ptr<ridge_regression_objective> score_;
+  index_t num_hyperparameters_;
+};
+
+}  // namespace
+
+index_vector make_variable_groups(ridge_grouping_mode mode, index_t count, bool with_flag) {
+  if (mode == ridge_grouping_mode::none) return {};
+  index_vector groups(count + (with_flag ? 1 : 0));
+  std::fill(groups.begin(), groups.end(), 0);
+  if (mode == ridge_grouping_mode::feature_bias && with_flag) groups[count] = 1;
+  return groups;
+}
+
+ridge_regression_model_descriptor::ridge_regression_model_descriptor(
+    ridge_regression_model_options&& options)
+    : options_{std::move(options)} {
+  if (!options_.optimizer)
+    options_.optimizer =
+        make_trust_region_optimizer({.tolerance = 0.0001, .tolerance2 = 0.001});
+  if (!options_.initializer)
+    options_.initializer = [](vector_view point) {
+      std::fill(point.begin(), point.end(), 0.1);
+    };
+}
+
+ridge_regression_model ridge_regression_model_descriptor::fit(const_vector_view y,
+                                                              const_matrix_view X,
+                                                              index_vector groups) const {
+  ridge_fit run(options_, y, X);
+  if (groups.size() == 0)
+    groups =
+        make_variable_groups(options_.grouping_mode, X.cols(), penalizes_bias(options_));
+  if (groups.size() == 0) return run.fit_ungrouped();
+  return run.fit_grouped(std::move(groups));
+}
+
+ridge_regression_model ridge_regression_model_descriptor::fit_with_num_groups(
+    const_vector_view y, const_matrix_view X, std::uint64_t num_groups) const {
+  if (num_groups < 1) throw std::invalid_argument("num_groups must be at least 1");
+  ridge_fit run(options_, y, X);
+  const index_t num_hyperparameters = run.num_hyperparameters();
+  if (num_groups >= static_cast<std::uint64_t>(num_hyperparameters))
+    return run.fit_ungrouped();
+  if (num_groups == 1)
+    return run.fit_grouped(
+        make_variable_groups(ridge_grouping_mode::all, num_hyperparameters, false));
+  return run.fit_grouped(run.cluster_coefficients(static_cast<index_t>(num_groups)));
+}
+
+ridge_regression_model_descriptor::inspected_objective
+ridge_regression_model_descriptor::make_objective(const_vector_view y, const_matrix_view X,
+                                                  index_vector groups) const {
+  const data_normalizer normalizer = make_normalizer(options_, y, X);
+  auto score = make_score(options_.objective_mode, normalizer, y, X);
+  if (groups.size() == 0)
+    groups = make_variable_groups(options_.grouping_mode, X.cols(), options_.with_bias);
+  if (groups.size() == 0)
+    return {std::move(score), count_hyperparameters(options_, X.cols())};
+  check_groups(groups, normalizer.num_columns);
+  const index_t num_groups = count_groups(groups);
+  return {std::make_unique<grouped_variable_objective>(std::move(groups), std::move(score)),
+          num_groups};
+}
+
+}  // namespace corvane::model
