@@ -1,0 +1,43 @@
+// SPDX-License-Identifier: BSD-3-Clause
+//
+// Recognizes a run that would never end. An iteration that failed the stopping test and
+// left everything as it found it repeats for ever, as with a tolerance of NaN. One that
+// passed the test and was refused by the objective may lead on, since the objective moves
+// the point itself. But an accepted step lowers the value, save where the model predicts no
+// change or the objective interferes: a run that does this too often goes in a circle.
+#pragma once
+
+#include "n_array/n_array.h"
+#include "optimization/trust_region_state.h"
+
+namespace corvane {
+
+class stalled_run {
+ public:
+  explicit stalled_run(const trust_region_state& state) { remember(state); }
+
+  // Called after each iteration that did not converge.
+  void observe(const trust_region_state& state);
+
+  // The last iteration left everything bit for bit as it found it.
+  bool is_unchanged() const { return unchanged_; }
+
+  // Too many iterations of the run ended without a lower value.
+  bool is_idle() const { return idle_iterations_ > idle_limit; }
+
+ private:
+  static constexpr int idle_limit = 1000;
+
+  void remember(const trust_region_state& state);
+  bool equals(const trust_region_state& state) const;
+
+  double lambda_ = 0.0;
+  double radius_ = 0.0;
+  double value_ = 0.0;
+  dense_vector x_;
+  dense_vector gradient_;
+  bool unchanged_ = false;
+  int idle_iterations_ = 0;
+};
+
+}  // namespace corvane

@@ -1,0 +1,172 @@
+// SPDX-License-Identifier: BSD-3-Clause
+#include "optimization/trust_region_optimizer.h"
+
+#include <algorithm>
+#include <cmath>
+#include <utility>
+
+#include "common/scoped_allocator.h"
+#include "optimization/stalled_run.h"
+#include "optimization/trust_region_measures.h"
+#include "optimization/trust_region_step_searcher.h"
+
+namespace corvane {
+
+namespace {
+
+trust_region_state make_state(const_vector_view x0, scoped_allocator& scope) {
+  const index_t n = x0.size();
+  trust_region_state state;
+  state.x = x0;
+  state.gradient = dense_vector(n);
+  state.hessian = symmetric_matrix(n, n);
+  state.scale = scope.vector(n);
+  std::fill(state.scale.begin(), state.scale.end(), 1.0);
+  state.scaled_gradient = state.gradient;
+  state.scaled_hessian = state.hessian;
+  return state;
+}
+
+trust_region_result make_result(trust_region_state&& state, bool within_tolerance,
+                                bool positive_definite) {
+  return {within_tolerance,          state.value_change,      state.gradient_max,
+          positive_definite,         std::move(state.x),      state.value,
+          std::move(state.gradient), std::move(state.hessian)};
+}
+
+trust_region_step make_attempt(const trust_region_state& state, scoped_allocator& scope) {
+  trust_region_step attempt;
+  attempt.x_new = scope.vector(state.x.size());
+  attempt.step = scope.vector(state.x.size());
+  attempt.radius = state.radius;
+  attempt.lambda = state.lambda;
+  return attempt;
+}
+
+// Sets the scaled views of this iteration: D^-1 g and D^-1 H D^-1, or g and H themselves
+// when there is nothing to scale by.
+void rescale(trust_region_state& state, scoped_allocator& scope) {
+  const index_t n = state.x.size();
+  if (!compute_scale(state.scale, state.hessian)) {
+    std::fill(state.scale.begin(), state.scale.end(), 1.0);
+    state.scaled_gradient = state.gradient;
+    state.scaled_hessian = state.hessian;
+    return;
+  }
+  state.scaled_gradient = scope.vector(n);
+  state.scaled_hessian = scope.symmetric(n);
+  for (index_t i = 0; i < n; ++i) {
+    state.scaled_gradient[i] = state.gradient[i] / state.scale[i];
+    for (index_t j = i; j < n; ++j)
+      state.scaled_hessian(i, j) = (state.hessian(i, j) / state.scale[j]) / state.scale[i];
+  }
+}
+
+// Finds an accepted step and evaluates the derivatives there, in the state's own arrays.
+// False when the trust region has collapsed; `attempt` then stands for staying at x.
+bool take_step(trust_region_step_searcher& searcher, second_order_objective& objective,
+               trust_region_state& state, trust_region_step& attempt) {
+  try {
+    searcher.search(searcher, objective, state, attempt);
+    if (!objective.compute_gradient_hessian(attempt.x_new, state.gradient, state.hessian))
+      throw optimizer_undefined_error{};
+    return true;
+  } catch (const optimizer_trust_region_collapse_error&) {
+    attempt.x_new = state.x;
+    attempt.value = state.value;
+    return false;
+  }
+}
+
+class trust_region_optimizer_impl final : public trust_region_optimizer {
+ public:
+  explicit trust_region_optimizer_impl(const trust_region_optimizer_options& options)
+      : options_{options}, step_searcher_{options} {}
+
+  trust_region_result optimize(trust_region_optimizer& self,
+                               second_order_objective& objective,
+                               const_vector_view x0) override;
+  bool step(trust_region_optimizer& self, second_order_objective& objective,
+            trust_region_state& state) override;
+  trust_region_step_searcher& step_searcher() override { return step_searcher_; }
+
+ private:
+  // The stopping test with the measures that the state holds, at its derivatives.
+  bool passes_stop_test(const trust_region_state& state) const {
+    return stop_test({state.value_change, state.gradient_max}, state.hessian,
+                     {options_.tolerance, options_.tolerance2, options_.hessian_floor});
+  }
+
+  trust_region_optimizer_options options_;
+  trust_region_step_searcher_impl step_searcher_;
+};
+
+trust_region_result trust_region_optimizer_impl::optimize(trust_region_optimizer& self,
+                                                          second_order_objective& objective,
+                                                          const_vector_view x0) {
+  scoped_allocator scope;
+  trust_region_state state = make_state(x0, scope);
+  if (!objective.compute_value_gradient_hessian(state.x, state.value, state.gradient,
+                                                state.hessian))
+    throw optimizer_undefined_error{};
+  if (x0.size() == 0) return make_result(std::move(state), true, true);
+  state.radius = initial_radius(state.x);
+  try {
+    stalled_run stall{state};
+    while (!self.step(self, objective, state)) {
+      stall.observe(state);
+      if (stall.is_idle() || (stall.is_unchanged() && !passes_stop_test(state)))
+        throw optimizer_trust_region_collapse_error{};
+    }
+    return make_result(std::move(state), true, true);
+  } catch (const optimizer_error&) {
+    const bool positive_definite =
+        hessian_positive_definite(state.hessian, options_.hessian_floor);
+    return make_result(std::move(state), false, positive_definite);
+  }
+}
+
+bool trust_region_optimizer_impl::step(trust_region_optimizer& self,
+                                       second_order_objective& objective,
+                                       trust_region_state& state) {
+  scoped_allocator scope;
+  trust_region_step attempt = make_attempt(state, scope);
+  objective.begin_iteration(state.x, state.value, state.gradient, state.hessian);
+  objective.adjust_point(state.x, state.value, state.gradient, state.hessian);
+  if (is_degenerate(state.gradient, state.hessian)) throw optimizer_degenerate_error{};
+  if (options_.scale_variables) rescale(state, scope);
+
+  trust_region_step_searcher& searcher = self.step_searcher();
+  const bool moved = take_step(searcher, objective, state, attempt);
+  const stop_measures measures = measure_stop(state.value, attempt.value, state.gradient,
+                                              state.hessian, options_.hessian_floor);
+  state.value_change = measures.value_change;
+  state.gradient_max = measures.gradient_max;
+  const bool converged = passes_stop_test(state) &&
+                         objective.accept_convergence(attempt.x_new, state.value,
+                                                      state.gradient, state.hessian);
+  if (!converged && !moved) throw optimizer_trust_region_collapse_error{};
+
+  // After a collapse x_new is a view of x itself.
+  if (moved) state.x = attempt.x_new;
+  state.radius = searcher.next_radius(state, attempt);
+  state.lambda = attempt.lambda;
+  state.value = attempt.value;
+  return converged;
+}
+
+}  // namespace
+
+std::unique_ptr<trust_region_optimizer> make_trust_region_optimizer(
+    trust_region_optimizer_options options) {
+  if (options.tolerance2 == 0.0)
+    options.tolerance2 = std::pow(options.tolerance, 0.3333333333333333);
+  return std::make_unique<trust_region_optimizer_impl>(options);
+}
+
+trust_region_result optimize(trust_region_optimizer& optimizer,
+                             second_order_objective& objective, const_vector_view x0) {
+  return optimizer.optimize(optimizer, objective, x0);
+}
+
+}  // namespace corvane
