@@ -1,0 +1,96 @@
+// SPDX-License-Identifier: BSD-3-Clause
+#include "model/linear_linked_regression/classification_data_normalizer.h"
+
+#include <algorithm>
+#include <cmath>
+#include <set>
+#include <stdexcept>
+
+#include "common/finite.h"
+
+namespace corvane::model {
+
+namespace {
+
+void check_features(const_matrix_view X) {
+  if (X.rows() == 0 || X.cols() == 0)
+    throw std::invalid_argument{"X must have a row and a column at least"};
+  if (!all_finite(X)) throw std::invalid_argument{"X holds a value that is not finite"};
+}
+
+double mean(const_vector_view column) {
+  double sum = 0.0;
+  for (const double x : column) sum += x;
+  return sum / static_cast<double>(column.size());
+}
+
+// A constant column keeps its unit: its scale is 1.
+double scale(const_vector_view column, double center) {
+  double sum = 0.0;
+  for (const double x : column) sum += (x - center) * (x - center);
+  const double root = std::sqrt(sum);
+  return root == 0.0 ? 1.0 : root;
+}
+
+dense_vector distinct_targets(const_vector_view y) {
+  std::set<double> distinct;
+  for (const double target : y) {
+    if (!is_finite(target)) throw invalid_target_error{};
+    distinct.insert(target);
+  }
+  dense_vector classes(static_cast<index_t>(distinct.size()));
+  std::copy(distinct.begin(), distinct.end(), classes.begin());
+  return classes;
+}
+
+}  // namespace
+
+classification_data_normalizer::classification_data_normalizer(
+    const classification_normalizer_options& options, const_vector_view y,
+    const_matrix_view X)
+    : center_features{options.center_features},
+      rescale_features{options.rescale_features},
+      with_bias{options.with_bias},
+      num_classes{options.num_classes},
+      num_columns{X.cols() + (options.with_bias ? 1 : 0)},
+      feature_means{num_columns},
+      feature_scales{num_columns} {
+  check_features(X);
+  if (y.size() != X.rows())
+    throw std::invalid_argument{"X and y must have the same number of rows"};
+  for (index_t j = 0; j < X.cols(); ++j) {
+    feature_means[j] = center_features ? mean(X.column(j)) : 0.0;
+    feature_scales[j] = rescale_features ? scale(X.column(j), feature_means[j]) : 1.0;
+  }
+  if (with_bias) {
+    feature_means[X.cols()] = 0.0;
+    feature_scales[X.cols()] = std::sqrt(static_cast<double>(X.rows()));
+  }
+  if (!all_finite(feature_means) || !all_finite(feature_scales))
+    throw std::invalid_argument{"the values of X are too large to be normalized"};
+  classes = distinct_targets(y);
+  if (classes.size() != num_classes) throw invalid_target_error{};
+}
+
+dense_matrix classification_data_normalizer::normalized_features(
+    const_matrix_view X) const {
+  dense_matrix normalized{X.rows(), num_columns};
+  for (index_t j = 0; j < X.cols(); ++j)
+    for (index_t i = 0; i < X.rows(); ++i)
+      normalized(i, j) = (X(i, j) - feature_means[j]) / feature_scales[j];
+  if (with_bias)
+    for (index_t i = 0; i < X.rows(); ++i)
+      normalized(i, X.cols()) = 1.0 / feature_scales[X.cols()];
+  if (!all_finite(const_matrix_view{normalized}))
+    throw std::invalid_argument{"the values of X are too large to be normalized"};
+  return normalized;
+}
+
+dense_vector classification_data_normalizer::coded_target(const_vector_view y) const {
+  dense_vector coded{y.size()};
+  std::transform(y.begin(), y.end(), coded.begin(),
+                 [this](double target) { return target == classes[0] ? -1.0 : 1.0; });
+  return coded;
+}
+
+}  // namespace corvane::model

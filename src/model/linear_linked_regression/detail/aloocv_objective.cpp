@@ -1,0 +1,133 @@
+// SPDX-License-Identifier: BSD-3-Clause
+#include "model/linear_linked_regression/detail/aloocv_objective.h"
+
+#include <algorithm>
+#include <utility>
+
+#include "common/compensated_sum.h"
+#include "common/finite.h"
+#include "common/linear_algebra.h"
+#include "common/scoped_allocator.h"
+#include "model/linear_linked_regression/detail/loo_chain_rule.h"
+#include "model/linear_linked_regression/detail/observation_products.h"
+#include "model/linear_linked_regression/detail/same_point.h"
+#include "n_array/panic.h"
+#include "optimization/optimizer_error.h"
+
+namespace corvane::model::linear_linked_regression_detail {
+
+aloocv_objective::aloocv_objective(std::shared_ptr<trust_region_optimizer> inner_optimizer,
+                                   std::shared_ptr<const linear_loss_link> loss_link,
+                                   std::shared_ptr<const regularizer> penalty,
+                                   dense_matrix&& X, dense_vector&& y)
+    : inner_optimizer_{std::move(inner_optimizer)},
+      loss_link_{std::move(loss_link)},
+      regularizer_{std::move(penalty)},
+      X_{std::move(X)},
+      y_{std::move(y)},
+      inner_objective_{loss_link_, regularizer_, X_, y_},
+      start_weights_{X_.cols()},
+      leverages_{X_.rows()},
+      loo_predictions_{X_.rows()} {
+  std::fill(start_weights_.begin(), start_weights_.end(), 0.0);
+}
+
+const_vector_view aloocv_objective::weights() const {
+  return is_defined_ ? inner_result_.x.view() : start_weights_.view();
+}
+
+// The optimizer asks for value, derivatives and the start of an iteration at the same
+// theta: one refresh serves them all, and a theta that failed is remembered as such.
+bool aloocv_objective::refresh(const_vector_view theta) {
+  if (evaluated_ && same_point(theta, *evaluated_)) return is_defined_;
+  evaluated_ = dense_vector{theta};
+  value_.reset();
+  is_defined_ = false;
+  is_defined_ = solve_inner_problem(theta);
+  if (is_defined_) leave_each_out();
+  return is_defined_;
+}
+
+// A solution counts when its Hessian is positive definite, also where the inner run missed
+// its tolerance.
+bool aloocv_objective::solve_inner_problem(const_vector_view theta) {
+  if (!inner_objective_.accepts_hyperparameters(theta)) return false;
+  inner_objective_.set_hyperparameters(theta);
+  if (!run_inner_optimizer()) return false;
+  hessian_factor_ = inner_result_.hessian;
+  if (!inner_result_.positive_definite || !settle_at_solution()) return false;
+  return potrf(hessian_factor_) == 0;
+}
+
+bool aloocv_objective::run_inner_optimizer() {
+  try {
+    inner_result_ = optimize(*inner_optimizer_, inner_objective_, start_weights_);
+  } catch (const optimizer_undefined_error&) {
+    return false;
+  }
+  return true;
+}
+
+// Predictions and derivatives of the inner objective belong to the point that it saw last.
+// After a run that ended with a rejected trial that point is not the solution.
+bool aloocv_objective::settle_at_solution() {
+  if (same_point(inner_objective_.weights(), inner_result_.x)) return true;
+  scoped_allocator scratch;
+  const index_t p = X_.cols();
+  return inner_objective_.compute_gradient_hessian(inner_result_.x, scratch.vector(p),
+                                                   scratch.symmetric(p));
+}
+
+void aloocv_objective::leave_each_out() {
+  inverse_quadratic_forms(X_, hessian_factor_, leverages_);
+  const const_vector_view z = inner_objective_.predictions();
+  const const_vector_view l1 = inner_objective_.loss_first_derivative();
+  const const_vector_view l2 = inner_objective_.loss_second_derivative();
+  for (index_t i = 0; i < z.size(); ++i) {
+    const double h = leverages_[i];
+    loo_predictions_[i] = z[i] + h * l1[i] / (1.0 - h * l2[i]);
+  }
+}
+
+inner_optimum aloocv_objective::optimum() const {
+  return {*evaluated_,
+          X_,
+          y_,
+          inner_result_.x,
+          inner_objective_.predictions(),
+          inner_objective_.loss_first_derivative(),
+          inner_objective_.loss_second_derivative(),
+          hessian_factor_,
+          leverages_,
+          loo_predictions_};
+}
+
+bool aloocv_objective::compute_value(const_vector_view theta, double& value) {
+  if (!refresh(theta)) return false;
+  if (!value_) {
+    scoped_allocator scratch;
+    const vector_view losses = scratch.vector(y_.size());
+    if (!loss_link_->compute_loss(y_, loo_predictions_, losses)) return false;
+    value_ = compensated_total(losses);
+  }
+  value = *value_;
+  return is_finite(value);
+}
+
+bool aloocv_objective::compute_gradient_hessian(const_vector_view theta,
+                                                vector_view gradient,
+                                                symmetric_view hessian) {
+  return refresh(theta) && compute_loo_gradient_hessian(*loss_link_, *regularizer_,
+                                                        optimum(), gradient, hessian);
+}
+
+void aloocv_objective::begin_iteration(const_vector_view theta, double /*value*/,
+                                       const_vector_view /*gradient*/,
+                                       const_symmetric_view /*hessian*/) {
+  if (!refresh(theta))
+    panic("termination condition not satisfied", __LINE__,
+          "src/model/linear_linked_regression/detail/aloocv_objective");
+  start_weights_ = inner_result_.x;
+}
+
+}  // namespace corvane::model::linear_linked_regression_detail

@@ -1,0 +1,70 @@
+// SPDX-License-Identifier: BSD-3-Clause
+//
+// aloocv_objective: the outer problem of a linked linear model, an approximate
+// leave-one-out loss as a function of the hyperparameters theta,
+//   V(theta) = sum_i l(y_i, zeta_i),   zeta_i = z_i + h_i l'_i / (1 - h_i l''_i).
+// Each theta runs an inner optimization of the weights w. zeta_i approximates the
+// prediction for sample i of the fit without it, by one Newton step: h_i = x_i' H^-1 x_i, H
+// the inner Hessian. Gradient and Hessian in theta are exact.
+#pragma once
+
+#include <memory>
+#include <optional>
+
+#include "model/linear_linked_regression/detail/loss_objective.h"
+#include "model/linear_linked_regression/detail/optimum_derivatives.h"
+#include "model/linear_linked_regression/linear_loss_link.h"
+#include "model/linear_linked_regression/regularizer.h"
+#include "n_array/n_array.h"
+#include "optimization/objective.h"
+#include "optimization/trust_region_optimizer.h"
+
+namespace corvane::model::linear_linked_regression_detail {
+
+class aloocv_objective final : public optimization_objective_helper {
+ public:
+  // X is n by p, normalized; y is coded -1 and +1.
+  aloocv_objective(std::shared_ptr<trust_region_optimizer> inner_optimizer,
+                   std::shared_ptr<const linear_loss_link> loss_link,
+                   std::shared_ptr<const regularizer> penalty, dense_matrix&& X,
+                   dense_vector&& y);
+
+  // The solution of the inner problem at the last theta evaluated; where that one is
+  // undefined, at the last theta accepted.
+  const_vector_view weights() const;
+
+  bool compute_value(const_vector_view theta, double& value) override;
+  bool compute_gradient_hessian(const_vector_view theta, vector_view gradient,
+                                symmetric_view hessian) override;
+  // Inner problems start at the solution of the last accepted theta from here on. A theta
+  // that is undefined cannot have been accepted: it ends the process.
+  void begin_iteration(const_vector_view theta, double value, const_vector_view gradient,
+                       const_symmetric_view hessian) override;
+
+ private:
+  bool refresh(const_vector_view theta);
+  bool solve_inner_problem(const_vector_view theta);
+  bool run_inner_optimizer();
+  bool settle_at_solution();
+  void leave_each_out();
+  inner_optimum optimum() const;
+
+  std::shared_ptr<trust_region_optimizer> inner_optimizer_;
+  std::shared_ptr<const linear_loss_link> loss_link_;
+  std::shared_ptr<const regularizer> regularizer_;
+  dense_matrix X_;
+  dense_vector y_;
+  loss_objective inner_objective_;  // looks at X and y
+  dense_vector start_weights_;      // where the next inner problem starts
+
+  // What belongs to `evaluated_`.
+  std::optional<dense_vector> evaluated_;  // theta
+  bool is_defined_ = false;
+  std::optional<double> value_;
+  trust_region_result inner_result_;
+  symmetric_matrix hessian_factor_;  // L, lower
+  dense_vector leverages_;           // h
+  dense_vector loo_predictions_;     // zeta
+};
+
+}  // namespace corvane::model::linear_linked_regression_detail

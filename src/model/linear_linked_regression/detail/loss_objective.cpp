@@ -1,0 +1,132 @@
+// SPDX-License-Identifier: BSD-3-Clause
+#include "model/linear_linked_regression/detail/loss_objective.h"
+
+#include <algorithm>
+#include <limits>
+#include <utility>
+
+#include "common/compensated_sum.h"
+#include "common/finite.h"
+#include "common/linear_algebra.h"
+#include "common/scoped_allocator.h"
+#include "model/linear_linked_regression/detail/observation_products.h"
+#include "model/linear_linked_regression/detail/same_point.h"
+#include "n_array/panic.h"
+
+namespace corvane::model::linear_linked_regression_detail {
+
+namespace {
+
+dense_vector filled(index_t size, double value) {
+  dense_vector result{size};
+  std::fill(result.begin(), result.end(), value);
+  return result;
+}
+
+constexpr double nan = std::numeric_limits<double>::quiet_NaN();
+
+}  // namespace
+
+// With NaN in place of theta and w nothing compares equal, so that the cache starts cold.
+loss_objective::loss_objective(std::shared_ptr<const linear_loss_link> loss_link,
+                               std::shared_ptr<const regularizer> penalty,
+                               const_matrix_view X, const_vector_view y)
+    : regularizer_gradient_at_zero_{filled(X.cols(), 0.0)},
+      loss_link_{std::move(loss_link)},
+      regularizer_{std::move(penalty)},
+      X_{X},
+      y_{y},
+      hyperparameters_{filled(regularizer_->num_hyperparameters(), nan)},
+      weights_{filled(X.cols(), nan)},
+      predictions_{X.rows()},
+      loss_first_derivative_{X.rows()},
+      loss_second_derivative_{X.rows()} {}
+
+regularizer_status loss_objective::gradient_at_zero(const_vector_view theta,
+                                                    vector_view out) const {
+  scoped_allocator scratch;
+  const vector_view zeros = scratch.vector(X_.cols());
+  std::fill(zeros.begin(), zeros.end(), 0.0);
+  std::fill(out.begin(), out.end(), 0.0);
+  return regularizer_->compute_gradient(theta, zeros, out);
+}
+
+bool loss_objective::accepts_hyperparameters(const_vector_view theta) const {
+  scoped_allocator scratch;
+  return all_finite(theta) && gradient_at_zero(theta, scratch.vector(X_.cols())) !=
+                                  regularizer_status::not_finite;
+}
+
+void loss_objective::set_hyperparameters(const_vector_view theta) {
+  std::fill(weights_.begin(), weights_.end(), nan);
+  hyperparameters_ = theta;
+  const vector_view slope = regularizer_gradient_at_zero_;
+  const regularizer_status status = gradient_at_zero(theta, slope);
+  if (status == regularizer_status::not_finite)
+    panic("regularizer undefined at zero", __LINE__,
+          "src/model/linear_linked_regression/detail/loss_objective");
+  if (status == regularizer_status::identically_zero)
+    std::fill(slope.begin(), slope.end(), 0.0);
+  is_nonsmooth_at_zero_ =
+      std::any_of(slope.begin(), slope.end(), [](double entry) { return entry > 0.0; });
+}
+
+// The optimizer asks for the value and then for the derivatives at the same w: X w is
+// computed once for both.
+void loss_objective::refresh(const_vector_view w) {
+  if (same_point(w, weights_)) return;
+  weights_ = w;
+  gemv(1.0, plain, X_, w, 0.0, predictions_);
+}
+
+bool loss_objective::compute_value(const_vector_view w, double& value) {
+  refresh(w);
+  scoped_allocator scratch;
+  const vector_view losses = scratch.vector(y_.size());
+  if (!loss_link_->compute_loss(y_, predictions_, losses)) return false;
+  value = compensated_total(losses);
+  double penalty = 0.0;
+  if (!regularizer_->compute_value(hyperparameters_, w, penalty)) return false;
+  value += penalty;
+  return is_finite(value);
+}
+
+bool loss_objective::compute_gradient_hessian(const_vector_view w, vector_view gradient,
+                                              symmetric_view hessian) {
+  refresh(w);
+  if (!loss_link_->compute_first_derivative(y_, predictions_, loss_first_derivative_))
+    return false;
+  if (!loss_link_->compute_second_derivative(y_, predictions_, loss_second_derivative_))
+    return false;
+  gemv(1.0, transposed, X_, loss_first_derivative_, 0.0, gradient);
+  weighted_gram(X_, loss_second_derivative_, hessian);
+  return add_penalty_gradient(w, gradient) && add_penalty_curvature(w, hessian);
+}
+
+// The buffers start as zeros: a penalty need not write the entry of a weight that it does
+// not act on.
+bool loss_objective::add_penalty_gradient(const_vector_view w, vector_view gradient) const {
+  scoped_allocator scratch;
+  const vector_view r1 = scratch.vector(w.size());
+  std::fill(r1.begin(), r1.end(), 0.0);
+  const regularizer_status status = regularizer_->compute_gradient(hyperparameters_, w, r1);
+  if (status == regularizer_status::not_finite) return false;
+  if (status == regularizer_status::written)
+    for (index_t k = 0; k < r1.size(); ++k) gradient[k] += r1[k];
+  return all_finite(gradient);
+}
+
+bool loss_objective::add_penalty_curvature(const_vector_view w,
+                                           symmetric_view hessian) const {
+  scoped_allocator scratch;
+  const vector_view r2 = scratch.vector(w.size());
+  std::fill(r2.begin(), r2.end(), 0.0);
+  const regularizer_status status =
+      regularizer_->compute_second_derivative(hyperparameters_, w, r2);
+  if (status == regularizer_status::not_finite) return false;
+  if (status == regularizer_status::written)
+    for (index_t k = 0; k < r2.size(); ++k) hessian(k, k) += r2[k];
+  return all_finite(hessian);
+}
+
+}  // namespace corvane::model::linear_linked_regression_detail

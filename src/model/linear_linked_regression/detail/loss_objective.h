@@ -1,0 +1,68 @@
+// SPDX-License-Identifier: BSD-3-Clause
+//
+// loss_objective: the inner problem of a linked linear model. For hyperparameters theta
+// held fixed it is the penalized loss as a function of the weights w,
+//   F(w) = sum_i l(y_i, z_i) + R(theta, w),    z = X w,
+// with gradient X' l' + r1 and Hessian X' diag(l'') X + diag(r2). The intercept is a column
+// of X whose penalty is zero.
+#pragma once
+
+#include <memory>
+
+#include "model/linear_linked_regression/linear_loss_link.h"
+#include "model/linear_linked_regression/regularizer.h"
+#include "n_array/n_array.h"
+#include "optimization/objective.h"
+
+namespace corvane::model::linear_linked_regression_detail {
+
+// Keeps z, l' and l'' of the last point asked for: after a run of the optimizer they belong
+// to its solution, and the owner reads them there.
+class loss_objective final : public optimization_objective_helper {
+ public:
+  // X (n by p) and y (n) must outlive the objective.
+  loss_objective(std::shared_ptr<const linear_loss_link> loss_link,
+                 std::shared_ptr<const regularizer> penalty, const_matrix_view X,
+                 const_vector_view y);
+
+  // False when the penalty has no finite gradient at w = 0, where an inner problem starts:
+  // set_hyperparameters would end the process with such a theta.
+  bool accepts_hyperparameters(const_vector_view theta) const;
+  // Moves the objective to another theta and forgets the last point.
+  void set_hyperparameters(const_vector_view theta);
+
+  // The penalty has a slope at w = 0.
+  bool is_nonsmooth_at_zero() const { return is_nonsmooth_at_zero_; }
+
+  bool compute_value(const_vector_view w, double& value) override;
+  bool compute_gradient_hessian(const_vector_view w, vector_view gradient,
+                                symmetric_view hessian) override;
+
+  // The last point asked for; NaN before the first one.
+  const_vector_view weights() const { return weights_; }
+  // z = X w at the last point, and l'(y, z), l''(y, z) where derivatives were last asked
+  // for.
+  const_vector_view predictions() const { return predictions_; }
+  const_vector_view loss_first_derivative() const { return loss_first_derivative_; }
+  const_vector_view loss_second_derivative() const { return loss_second_derivative_; }
+
+ private:
+  regularizer_status gradient_at_zero(const_vector_view theta, vector_view out) const;
+  void refresh(const_vector_view w);
+  bool add_penalty_gradient(const_vector_view w, vector_view gradient) const;
+  bool add_penalty_curvature(const_vector_view w, symmetric_view hessian) const;
+
+  dense_vector regularizer_gradient_at_zero_;
+  bool is_nonsmooth_at_zero_ = false;
+  std::shared_ptr<const linear_loss_link> loss_link_;
+  std::shared_ptr<const regularizer> regularizer_;
+  const_matrix_view X_;
+  const_vector_view y_;
+  dense_vector hyperparameters_;
+  dense_vector weights_;  // what the members below belong to; NaN when there is none
+  dense_vector predictions_;
+  dense_vector loss_first_derivative_;
+  dense_vector loss_second_derivative_;
+};
+
+}  // namespace corvane::model::linear_linked_regression_detail

@@ -1,0 +1,90 @@
+// SPDX-License-Identifier: BSD-3-Clause
+#include "model/linear_linked_regression/detail/optimum_derivatives.h"
+
+#include "common/sparse_matrix_operation.h"
+#include "model/linear_linked_regression/detail/observation_products.h"
+
+namespace corvane::model::linear_linked_regression_detail {
+
+namespace {
+
+// dW = -H^-1 G', G being the Q by p matrix of dr1/dtheta. The sparse matrix stands at the
+// left of a product, so it is the transpose that is computed first.
+void differentiate_weights(const_matrix_block L, const sparse_matrix& G, matrix_view dW) {
+  if (G.empty()) {
+    fill(dW, 0.0);
+    return;
+  }
+  scoped_allocator scratch;
+  const index_t p = dW.rows();
+  const matrix_view inverse = scratch.matrix(p, p);
+  copy_lower(L, inverse);
+  potri(inverse);
+  mirror_lower(inverse);
+  const matrix_view transpose = scratch.matrix(dW.cols(), p);
+  sparse_matrix_matrix_multiply(plain, -1.0, G.handle, {}, inverse, 0.0, transpose);
+  for (index_t a = 0; a < dW.cols(); ++a)
+    for (index_t k = 0; k < p; ++k) dW(k, a) = transpose(a, k);
+}
+
+// The lower triangle of dH_a.
+void differentiate_hessian(const inner_optimum& optimum, const penalty_derivatives& penalty,
+                           const_vector_view l3, const_vector_view dw, const_vector_view dz,
+                           index_t a, matrix_view dH) {
+  scoped_allocator scratch;
+  const vector_view t = scratch.vector(l3.size());
+  for (index_t i = 0; i < t.size(); ++i) t[i] = dz[i] * l3[i];
+  weighted_gram(optimum.X, t, dH);
+  if (!penalty.curvature_derivative.empty()) {
+    const const_vector_view values = penalty.curvature_derivative.row_values(a);
+    const const_index_view columns = penalty.curvature_derivative.row_columns(a);
+    for (index_t e = 0; e < values.size(); ++e) dH(columns[e], columns[e]) += values[e];
+  }
+  for (index_t k = 0; k < dw.size(); ++k) dH(k, k) += penalty.r3[k] * dw[k];
+}
+
+// dh_i = -x_i' K x_i with K = H^-1 dH H^-1, which is made of the whitened dH.
+void differentiate_leverages(const inner_optimum& optimum, const_matrix_view whitened_dH,
+                             vector_view dh) {
+  scoped_allocator scratch;
+  const matrix_view K = scratch.matrix(whitened_dH.rows(), whitened_dH.cols());
+  copy(whitened_dH, K);
+  divide_by_factor(transposed, optimum.hessian_factor, K);
+  quadratic_forms(optimum.X, K, dh);
+  for (double& entry : dh) entry = -entry;
+}
+
+}  // namespace
+
+void mirror_lower(matrix_block a) {
+  for (index_t j = 0; j < a.cols(); ++j)
+    for (index_t i = j + 1; i < a.rows(); ++i) a(j, i) = a(i, j);
+}
+
+void divide_by_factor(transposition op, const_matrix_block L, matrix_block a) {
+  trsm(side::left, triangle::lower, op, L, a);
+  trsm(side::right, triangle::lower, op == plain ? transposed : plain, L, a);
+}
+
+optimum_derivatives differentiate_optimum(scoped_allocator& scratch,
+                                          const inner_optimum& optimum,
+                                          const penalty_derivatives& penalty,
+                                          const_vector_view l3) {
+  const index_t n = optimum.X.rows();
+  const index_t p = optimum.X.cols();
+  const index_t Q = optimum.theta.size();
+  const optimum_derivatives out{scratch.matrix(p, Q), scratch.matrix(n, Q),
+                                scratch.matrix(n, Q), scratch.matrix(p * p, Q)};
+  differentiate_weights(optimum.hessian_factor, penalty.gradient_derivative, out.dW);
+  gemm(1.0, plain, optimum.X, plain, out.dW, 0.0, out.dz);
+  for (index_t a = 0; a < Q; ++a) {
+    const matrix_view dH{out.whitened_dH.column(a).data(), p, p};
+    differentiate_hessian(optimum, penalty, l3, out.dW.column(a), out.dz.column(a), a, dH);
+    mirror_lower(dH);
+    divide_by_factor(plain, optimum.hessian_factor, dH);
+    differentiate_leverages(optimum, dH, out.dh.column(a));
+  }
+  return out;
+}
+
+}  // namespace corvane::model::linear_linked_regression_detail
