@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: BSD-3-Clause
 //
-// Reading the arguments of a method: PyArg_ParseTupleAndKeywords with its keyword list as an
-// array that may be constant, and with failure as an exception.
+// Reading the arguments of a method: PyArg_ParseTupleAndKeywords with its keyword list as
+// an array that may be constant, and with failure as an exception.
 #pragma once
 
 #include <array>
@@ -13,8 +13,8 @@
 
 namespace corvane::python_bridge {
 
-// True on success, else the Python error is set. `outputs` are what the format asks for; one
-// that an optional argument does not reach keeps its value.
+// True on success, else the Python error is set. `outputs` are what the format asks for;
+// one that an optional argument does not reach keeps its value.
 template <std::size_t Count, class... Outputs>
 bool try_parse_arguments(PyObject* arguments, PyObject* keywords, const char* format,
                          const std::array<const char*, Count>& names, Outputs*... outputs) {
@@ -25,10 +25,10 @@ bool try_parse_arguments(PyObject* arguments, PyObject* keywords, const char* fo
                                      outputs...) != 0;
 }
 
-// One object, of which the caller gets a reference of its own: converting an argument may run
-// Python code that drops the tuple it came in.
-inline python_object parse_object(PyObject* arguments, PyObject* keywords, const char* format,
-                                  const char* name) {
+// One object, of which the caller gets a reference of its own: converting an argument may
+// run Python code that drops the tuple it came in.
+inline python_object parse_object(PyObject* arguments, PyObject* keywords,
+                                  const char* format, const char* name) {
   PyObject* object = nullptr;
   if (!try_parse_arguments(arguments, keywords, format, std::array{name}, &object))
     throw python_error{};
@@ -41,7 +41,8 @@ struct features_and_target {
 };
 
 // The two arguments of every model's `fit` and `make_objective`.
-inline features_and_target parse_features_and_target(PyObject* arguments, PyObject* keywords,
+inline features_and_target parse_features_and_target(PyObject* arguments,
+                                                     PyObject* keywords,
                                                      const char* format) {
   PyObject* X = nullptr;
   PyObject* y = nullptr;

@@ -5,8 +5,9 @@
 // element by element through __setitem__. So no numpy headers are needed, and numpy itself
 // only at run time.
 //
-// Every function throws python_error, with the Python error set, when a Python call fails or
-// memory is short. Conversions run Python code: what they convert may call back into a model.
+// Every function throws python_error, with the Python error set, when a Python call fails
+// or memory is short. Conversions run Python code: what they convert may call back into a
+// model.
 #pragma once
 
 #include <functional>
@@ -27,9 +28,9 @@ struct matrix_shape {
 matrix_shape read_matrix_shape(PyObject* object);
 index_t read_index(PyObject* object);
 
-// Fill `destination` from an iterable. False when the iterable holds another number of items;
-// nothing is written outside the destination, and nothing behind the first item too many is
-// read.
+// Fill `destination` from an iterable. False when the iterable holds another number of
+// items; nothing is written outside the destination, and nothing behind the first item too
+// many is read.
 bool fill_double_line(PyObject* object, strided_view<double> destination);
 bool fill_index_line(PyObject* object, strided_view<index_t> destination);
 

@@ -44,9 +44,9 @@ bool are_groups_complete(index_vector groups, fixed_parameters fixed) {
 index_vector grouper_bridge::operator()(const python_object& X, const python_object& y,
                                         index_t count) const {
   const python_object call{PyObject_GetAttrString(callable_.get(), "__call__")};
-  const python_object arguments{
-      pass_size_ ? Py_BuildValue("(OOl)", X.get(), y.get(), long{count})
-                 : Py_BuildValue("(OO)", X.get(), y.get())};
+  const python_object arguments{pass_size_
+                                    ? Py_BuildValue("(OOl)", X.get(), y.get(), long{count})
+                                    : Py_BuildValue("(OO)", X.get(), y.get())};
   const python_object result{PyObject_CallObject(call.get(), arguments.get())};
   const dense_vector numbers = to_double_vector(result.get());
   if (numbers.size() != count)

@@ -23,8 +23,8 @@ class grouper_bridge {
       : callable_{std::move(callable)}, pass_size_{pass_size}, fixed_{fixed} {}
 
   // X and y are the objects that `fit` was given, `count` the number of parameters. Throws
-  // python_error with what the callable raised, or with one of "variable groupings not sized
-  // correct" and "variable groupings not correct".
+  // python_error with what the callable raised, or with one of "variable groupings not
+  // sized correct" and "variable groupings not correct".
   index_vector operator()(const python_object& X, const python_object& y,
                           index_t count) const;
 

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: BSD-3-Clause
 //
-// initializer_bridge: lets a Python callable choose the optimizer's start point. It is called
-// with the number of entries and gives back that many.
+// initializer_bridge: lets a Python callable choose the optimizer's start point. It is
+// called with the number of entries and gives back that many.
 #pragma once
 
 #include <utility>

@@ -1,9 +1,9 @@
 // SPDX-License-Identifier: BSD-3-Clause
 //
 // What stands in front of every member that Python calls: one template for methods, one for
-// attributes. They take the model out of `self`, hand on what the member returns, and turn a
-// python_error into the null by which the interpreter learns of an error. They catch nothing
-// else: any other exception that leaves a member ends the process.
+// attributes. They take the model out of `self`, hand on what the member returns, and turn
+// a python_error into the null by which the interpreter learns of an error. They catch
+// nothing else: any other exception that leaves a member ends the process.
 #pragma once
 
 #include <type_traits>
@@ -61,8 +61,8 @@ PyObject* attribute_wrapper(PyObject* self, void* /*closure*/) noexcept {
   return method_wrapper_detail::call_member<Member>(self);
 }
 
-// An entry of a method table. The C API keeps functions of every signature under the type of
-// the plainest; METH_KEYWORDS tells the interpreter to call this one with keywords.
+// An entry of a method table. The C API keeps functions of every signature under the type
+// of the plainest; METH_KEYWORDS tells the interpreter to call this one with keywords.
 inline PyMethodDef make_method(const char* name, PyCFunctionWithKeywords function,
                                const char* doc) {
   return {name, reinterpret_cast<PyCFunction>(reinterpret_cast<void (*)()>(function)),

@@ -11,11 +11,14 @@
 
 namespace bridge = corvane::python_bridge;
 
+// The interpreter finds the function by this name.
+// NOLINTNEXTLINE(readability-identifier-naming)
 PyMODINIT_FUNC PyInit_trevalon_impl() noexcept {
-  static auto methods = std::array{
-      bridge::make_method("RidgeRegressionModel", &bridge::make_public_ridge_regression_model,
-                          "Constructs a ridge regression model"),
-      PyMethodDef{}};
+  static auto methods =
+      std::array{bridge::make_method("RidgeRegressionModel",
+                                     &bridge::make_public_ridge_regression_model,
+                                     "Constructs a ridge regression model"),
+                 PyMethodDef{}};
   constexpr const char* name = "trevalon_impl";
   bridge::python_object module =
       bridge::make_python_module(name, "Machine Learning Toolkit", methods.data());

@@ -1,7 +1,8 @@
 // SPDX-License-Identifier: BSD-3-Clause
 //
-// The extension module trevalon_internal: the models with everything that trevalon_impl does
-// not show, for the study of objectives and for tests. It is not part of what is delivered.
+// The extension module trevalon_internal: the models with everything that trevalon_impl
+// does not show, for the study of objectives and for tests. It is not part of what is
+// delivered.
 #include <array>
 
 #include "python/method_wrapper.h"
@@ -12,17 +13,20 @@
 
 namespace bridge = corvane::python_bridge;
 
+// The interpreter finds the function by this name.
+// NOLINTNEXTLINE(readability-identifier-naming)
 PyMODINIT_FUNC PyInit_trevalon_internal() noexcept {
   static auto methods = std::array{
-      bridge::make_method("RidgeRegressionModel", &bridge::make_public_ridge_regression_model,
+      bridge::make_method("RidgeRegressionModel",
+                          &bridge::make_public_ridge_regression_model,
                           "Constructs a ridge regression model"),
       bridge::make_method("make_ridge_regression_model",
                           &bridge::make_internal_ridge_regression_model,
                           "Constructs a ridge regression model with every option"),
       PyMethodDef{}};
   constexpr const char* name = "trevalon_internal";
-  bridge::python_object module =
-      bridge::make_python_module(name, "Machine Learning Toolkit, internals", methods.data());
+  bridge::python_object module = bridge::make_python_module(
+      name, "Machine Learning Toolkit, internals", methods.data());
   bridge::register_objective_type(module);
   bridge::register_ridge_regression_model(name, module, false);
   return module.release();

@@ -43,8 +43,8 @@ python_object objective_handle::compute_value(PyObject* arguments, PyObject* key
   return python_object{PyFloat_FromDouble(value)};
 }
 
-// Gradient and Hessian alone are pure in the interface: an objective that computes them only
-// together has them from optimization_objective_helper, which takes the scratch.
+// Gradient and Hessian alone are pure in the interface: an objective that computes them
+// only together has them from optimization_objective_helper, which takes the scratch.
 python_object objective_handle::compute_gradient(PyObject* arguments, PyObject* keywords) {
   const dense_vector point = parse_point(arguments, keywords, "O:compute_gradient");
   dense_vector gradient = allocate_vector(num_variables_);
@@ -55,8 +55,8 @@ python_object objective_handle::compute_gradient(PyObject* arguments, PyObject* 
 
 python_object objective_handle::compute_hessian(PyObject* arguments, PyObject* keywords) {
   const dense_vector point = parse_point(arguments, keywords, "O:compute_hessian");
-  auto hessian =
-      with_memory_error([this] { return symmetric_matrix(num_variables_, num_variables_); });
+  auto hessian = with_memory_error(
+      [this] { return symmetric_matrix(num_variables_, num_variables_); });
   if (!objective_->compute_hessian(point, hessian))
     raise_error(PyExc_RuntimeError, "hessian not defined");
   return to_numpy_matrix(hessian);

@@ -26,7 +26,8 @@ class objective_handle {
   python_object compute_hessian(PyObject* arguments, PyObject* keywords);
 
  private:
-  dense_vector parse_point(PyObject* arguments, PyObject* keywords, const char* format) const;
+  dense_vector parse_point(PyObject* arguments, PyObject* keywords,
+                           const char* format) const;
 
   std::unique_ptr<second_order_objective> objective_;
   index_t num_variables_;

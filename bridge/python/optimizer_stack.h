@@ -24,10 +24,11 @@ struct stacked_optimizer {
   optimizer_stack stack;
 };
 
-// An optimizer with the two tolerances, wrapped in the statistics filter and then in the log
-// filter where asked for.
+// An optimizer with the two tolerances, wrapped in the statistics filter and then in the
+// log filter where asked for.
 inline stacked_optimizer make_stacked_optimizer(double tolerance, double tolerance2,
-                                                bool record_stats = false, bool log = false) {
+                                                bool record_stats = false,
+                                                bool log = false) {
   trust_region_optimizer_options options;
   options.tolerance = tolerance;
   options.tolerance2 = tolerance2;

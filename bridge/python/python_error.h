@@ -1,8 +1,9 @@
 // SPDX-License-Identifier: BSD-3-Clause
 //
 // How a failure travels through the bridge: the Python error indicator is set first, then
-// python_error is thrown, and destructors run on the way to the wrapper that catches it. What
-// the core or the standard library throws is translated here, at the member that meets it.
+// python_error is thrown, and destructors run on the way to the wrapper that catches it.
+// What the core or the standard library throws is translated here, at the member that meets
+// it.
 #pragma once
 
 #include <exception>

@@ -25,8 +25,8 @@ python_object& python_object::operator=(const python_object& other) {
   return *this;
 }
 
-// The old reference is dropped last: that may run Python code, which must not find this object
-// with a pointer that is already gone.
+// The old reference is dropped last: that may run Python code, which must not find this
+// object with a pointer that is already gone.
 python_object& python_object::operator=(python_object&& other) noexcept {
   if (this == &other) return *this;
   PyObject* old = std::exchange(pointer_, other.release());

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: BSD-3-Clause
 //
-// python_object: owner of one strong reference. As construction from null throws, wrapping the
-// result of a C API call is the check of that call.
+// python_object: owner of one strong reference. As construction from null throws, wrapping
+// the result of a C API call is the check of that call.
 #pragma once
 
 #include "python/python.h"

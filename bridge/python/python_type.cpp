@@ -27,7 +27,8 @@ PyObject* make_python_type(const python_type_description& description) {
   append_slot(slots, Py_tp_methods, description.methods);
   append_slot(slots, Py_tp_getset, description.getset);
   slots.push_back({0, nullptr});
-  // Without the second flag `type(model)()` would make an instance whose pointer is not set.
+  // Without the second flag `type(model)()` would make an instance whose pointer is not
+  // set.
   PyType_Spec spec{description.name.c_str(), static_cast<int>(description.basic_size), 0,
                    static_cast<unsigned>(Py_TPFLAGS_DEFAULT) |
                        static_cast<unsigned>(Py_TPFLAGS_DISALLOW_INSTANTIATION),
@@ -48,8 +49,15 @@ PyTypeObject* register_python_type(const python_object& module, const char* attr
 }
 
 python_object make_python_module(const char* name, const char* doc, PyMethodDef* methods) {
-  static PyModuleDef definition{PyModuleDef_HEAD_INIT, nullptr, nullptr, -1,     nullptr,
-                                nullptr,               nullptr, nullptr, nullptr};
+  static PyModuleDef definition{PyModuleDef_HEAD_INIT,
+                                nullptr,
+                                nullptr,
+                                -1,
+                                nullptr,
+                                nullptr,
+                                nullptr,
+                                nullptr,
+                                nullptr};
   static std::once_flag filled;
   std::call_once(filled, [&] {
     definition.m_name = name;

@@ -16,9 +16,9 @@
 namespace corvane::python_bridge {
 
 struct python_type_description {
-  std::string name;                      // full dotted name
-  std::uint64_t basic_size = 0;          // bytes of an instance
-  const char* doc = nullptr;             // null fields get no slot
+  std::string name;              // full dotted name
+  std::uint64_t basic_size = 0;  // bytes of an instance
+  const char* doc = nullptr;     // null fields get no slot
   destructor dealloc = nullptr;
   PyMethodDef* methods = nullptr;
   PyGetSetDef* getset = nullptr;
@@ -26,15 +26,14 @@ struct python_type_description {
 
 // The Python object owns the model; nothing else does.
 struct model_object {
-  PyObject_HEAD
-  void* model;
+  PyObject_HEAD void* model;
 };
 
 // A new reference, raw, or null with the Python error set.
 PyObject* make_python_type(const python_type_description& description);
 
-// Makes the type and adds it to the module under `attribute`. The result stays valid for the
-// life of the process, also when a program deletes the attribute.
+// Makes the type and adds it to the module under `attribute`. The result stays valid for
+// the life of the process, also when a program deletes the attribute.
 PyTypeObject* register_python_type(const python_object& module, const char* attribute,
                                    const python_type_description& description);
 

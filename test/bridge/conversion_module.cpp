@@ -1,8 +1,8 @@
 // SPDX-License-Identifier: BSD-3-Clause
 //
-// trevalon_conversion_probe: the array conversions as functions of a Python module. Each takes
-// any object and returns the elements in the order of the core's storage, and where there is
-// one, the numpy array that the same elements become on the way back.
+// trevalon_conversion_probe: the array conversions as functions of a Python module. Each
+// takes any object and returns the elements in the order of the core's storage, and where
+// there is one, the numpy array that the same elements become on the way back.
 #include <algorithm>
 #include <array>
 #include <type_traits>
@@ -15,7 +15,8 @@
 
 namespace {
 
-using namespace corvane::python_bridge;  // NOLINT(google-build-using-namespace): a test's own
+using namespace corvane::python_bridge;  // NOLINT(google-build-using-namespace): a test's
+                                         // own
 using corvane::index_t;
 
 template <class Array>
@@ -47,8 +48,8 @@ python_object double_vector(PyObject* object) {
 
 python_object index_matrix(PyObject* object) {
   const corvane::index_matrix matrix = to_index_matrix(object);
-  return python_object{Py_BuildValue("(llO)", matrix.rows(), matrix.cols(),
-                                     to_list(matrix).get())};
+  return python_object{
+      Py_BuildValue("(llO)", matrix.rows(), matrix.cols(), to_list(matrix).get())};
 }
 
 python_object index_vector(PyObject* object) { return to_list(to_index_vector(object)); }
@@ -76,7 +77,8 @@ python_object shape(PyObject* object) {
   return python_object{Py_BuildValue("ll", long{shape.rows}, long{shape.columns})};
 }
 
-// Three groups, from a callable that may hold parameters fixed and is not told their number.
+// Three groups, from a callable that may hold parameters fixed and is not told their
+// number.
 python_object groups_with_fixed(PyObject* callable) {
   const grouper_bridge grouper{python_object::share(callable), false,
                                fixed_parameters::allowed};
@@ -107,6 +109,8 @@ PyMethodDef make_probe(const char* name) {
 
 }  // namespace
 
+// The interpreter finds the function by this name.
+// NOLINTNEXTLINE(readability-identifier-naming)
 PyMODINIT_FUNC PyInit_trevalon_conversion_probe() noexcept {
   static auto methods = std::array{make_probe<double_matrix>("double_matrix"),
                                    make_probe<double_vector>("double_vector"),

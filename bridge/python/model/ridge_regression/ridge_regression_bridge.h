@@ -1,11 +1,11 @@
 // SPDX-License-Identifier: BSD-3-Clause
 //
-// ridge_regression_bridge: the model behind a Python instance of the ridge type: options, the
-// data of the last `fit`, the fitted record, and the members that Python calls.
+// ridge_regression_bridge: the model behind a Python instance of the ridge type: options,
+// the data of the last `fit`, the fitted record, and the members that Python calls.
 //
-// Every conversion and callback runs Python code, which may call into the same model. So what
-// a member works on is held by the member itself, in shared ownership, and is not taken from
-// under it when the model's own pointer moves on.
+// Every conversion and callback runs Python code, which may call into the same model. So
+// what a member works on is held by the member itself, in shared ownership, and is not
+// taken from under it when the model's own pointer moves on.
 #pragma once
 
 #include <cstdint>
@@ -45,7 +45,8 @@ class ridge_regression_bridge {
   using fitted_record = std::shared_ptr<const model::ridge_regression_model>;
 
   void fit_data(const python_object& X, const python_object& y);
-  model::ridge_regression_model fit_descriptor(const python_object& X, const python_object& y,
+  model::ridge_regression_model fit_descriptor(const python_object& X,
+                                               const python_object& y,
                                                const dense_matrix& design,
                                                const dense_vector& target) const;
   fitted_record require_fitted() const;

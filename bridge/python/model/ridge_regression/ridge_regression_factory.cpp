@@ -1,8 +1,8 @@
 // SPDX-License-Identifier: BSD-3-Clause
 //
 // The two factories of the ridge model. They differ in their defaults, in the texts for an
-// unknown mode, and in what None means: the plain one takes it for "not given", the internal
-// one for an object, which fails when it is called.
+// unknown mode, and in what None means: the plain one takes it for "not given", the
+// internal one for an object, which fails when it is called.
 #include <array>
 #include <cstdint>
 #include <memory>
@@ -62,7 +62,8 @@ bool check_tolerance(double tolerance) {
 }
 
 PyObject* make_object(ridge_regression_model_options&& options, unsigned num_groups,
-                      std::optional<grouper_bridge>&& grouper, stacked_optimizer&& optimizer) {
+                      std::optional<grouper_bridge>&& grouper,
+                      stacked_optimizer&& optimizer) {
   options.optimizer = std::move(optimizer.outermost);
   return make_ridge_regression_object(std::make_unique<ridge_regression_bridge>(
       std::move(options), std::uint64_t{num_groups}, std::move(grouper), optimizer.stack));
@@ -90,7 +91,8 @@ PyObject* make_public_ridge_regression_model(PyObject* /*module*/, PyObject* arg
 
   ridge_regression_model_options options;
   if (!read_modes(score, "unknown score %s", grouping_mode, options)) return nullptr;
-  if (is_given(init0)) options.initializer = initializer_bridge{python_object::share(init0)};
+  if (is_given(init0))
+    options.initializer = initializer_bridge{python_object::share(init0)};
   // The target stays as it is: the bias column takes its mean.
   options.center_target = false;
   options.center_features = fit_intercept != 0;
@@ -134,11 +136,11 @@ PyObject* make_internal_ridge_regression_model(PyObject* /*module*/, PyObject* a
   int record_stats = 1;
   int log = 0;
   PyObject* initializer = nullptr;
-  if (!try_parse_arguments(arguments, keywords, "|pppppIssOddppO:make_ridge_regression_model",
-                           names, &center_target, &center_features, &with_bias,
-                           &rescale_target, &rescale_features, &num_groups, &objective_mode,
-                           &grouping_mode, &grouper, &tolerance, &tolerance2, &record_stats,
-                           &log, &initializer))
+  if (!try_parse_arguments(
+          arguments, keywords, "|pppppIssOddppO:make_ridge_regression_model", names,
+          &center_target, &center_features, &with_bias, &rescale_target, &rescale_features,
+          &num_groups, &objective_mode, &grouping_mode, &grouper, &tolerance, &tolerance2,
+          &record_stats, &log, &initializer))
     return nullptr;
   if (!check_tolerance(tolerance)) return nullptr;
 
@@ -155,9 +157,9 @@ PyObject* make_internal_ridge_regression_model(PyObject* /*module*/, PyObject* a
 
   std::optional<grouper_bridge> grouping;
   if (grouper != nullptr) grouping.emplace(python_object::share(grouper), true);
-  return make_object(std::move(options), num_groups, std::move(grouping),
-                     make_stacked_optimizer(tolerance, tolerance2, record_stats != 0,
-                                            log != 0));
+  return make_object(
+      std::move(options), num_groups, std::move(grouping),
+      make_stacked_optimizer(tolerance, tolerance2, record_stats != 0, log != 0));
 }
 
 }  // namespace corvane::python_bridge

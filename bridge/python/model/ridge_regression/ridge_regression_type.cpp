@@ -16,8 +16,7 @@ using model_type = ridge_regression_bridge;
 
 PyTypeObject* ridge_type = nullptr;  // set once, when the module is made
 
-const PyMethodDef fit_method =
-    make_member_method<&model_type::fit>("fit", "fit the model");
+const PyMethodDef fit_method = make_member_method<&model_type::fit>("fit", "fit the model");
 const PyMethodDef predict_method =
     make_member_method<&model_type::predict>("predict", "make predictions");
 const PyMethodDef make_objective_method = make_member_method<&model_type::make_objective>(
@@ -27,17 +26,17 @@ auto public_methods = std::array{fit_method, predict_method, PyMethodDef{}};
 auto internal_methods =
     std::array{fit_method, predict_method, make_objective_method, PyMethodDef{}};
 
-auto attributes = std::array{
-    make_attribute<&model_type::weights>("weights", "Return the weight vector"),
-    make_attribute<&model_type::regularization>("regularization",
-                                                "Return the regularization vector"),
-    make_attribute<&model_type::regularization_groups>("regularization_groups",
-                                                       "Return the regularization groups"),
-    make_attribute<&model_type::score>("score",
-                                       "Return the score that used to fit the model"),
-    make_attribute<&model_type::within_tolerance>("within_tolerance",
-                                                  "Whether the tolerance was met"),
-    PyGetSetDef{}};
+auto attributes =
+    std::array{make_attribute<&model_type::weights>("weights", "Return the weight vector"),
+               make_attribute<&model_type::regularization>(
+                   "regularization", "Return the regularization vector"),
+               make_attribute<&model_type::regularization_groups>(
+                   "regularization_groups", "Return the regularization groups"),
+               make_attribute<&model_type::score>(
+                   "score", "Return the score that used to fit the model"),
+               make_attribute<&model_type::within_tolerance>(
+                   "within_tolerance", "Whether the tolerance was met"),
+               PyGetSetDef{}};
 
 }  // namespace
 

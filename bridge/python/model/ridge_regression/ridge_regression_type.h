@@ -22,8 +22,8 @@ PyObject* make_ridge_regression_object(std::unique_ptr<ridge_regression_bridge> 
 // Factories, called by the interpreter from the module's table: null, with the Python error
 // set, when an option is bad.
 //
-// The plain one: RidgeRegressionModel(init0=None, fit_intercept=1, normalize=1, score="gcv",
-// grouping_mode="all", num_groups=0, grouper=None, tolerance=0.0001).
+// The plain one: RidgeRegressionModel(init0=None, fit_intercept=1, normalize=1,
+// score="gcv", grouping_mode="all", num_groups=0, grouper=None, tolerance=0.0001).
 PyObject* make_public_ridge_regression_model(PyObject* module, PyObject* arguments,
                                              PyObject* keywords) noexcept;
 // make_ridge_regression_model, with every option of the descriptor and of the optimizer.
