@@ -1,0 +1,269 @@
+// SPDX-License-Identifier: BSD-3-Clause
+#include "model/warped_linear_regression/tanh_step_derivatives.h"
+
+#include <algorithm>
+#include <cmath>
+
+#include "common/compensated_sum.h"
+#include "common/linear_algebra.h"
+#include "common/scoped_allocator.h"
+#include "model/warped_linear_regression/tanh_step_coefficients.h"
+
+namespace corvane::model::tanh_warper_detail {
+
+namespace {
+
+// Rows of a block: for five steps its scratch takes 70 kB, which the second cache level
+// holds.
+constexpr index_t block_rows = 256;
+
+// Step k at one target, with u = y + c, t = tanh(b u), s = 1 - t^2.
+struct step_point {
+  double u, t, s;
+  double us() const { return u * s; }
+  double ts() const { return t * s; }
+  double uts() const { return u * ts(); }
+};
+
+// The packed second derivatives of dz/dy of one step at one target.
+void slope_hessian(const step_curvatures& f, const step_point& p,
+                   double out[pairs_per_step]) {
+  const double us = p.us();
+  const double ts = p.ts();
+  const double uts = p.uts();
+  out[0] = f.slope_alpha_alpha * p.s;
+  out[1] = f.slope_alpha_beta * p.s + f.slope_alpha_beta_uts * uts;
+  out[2] = f.slope_alpha_gamma * ts;
+  out[3] = f.slope_beta_beta * p.s + f.slope_beta_beta_uts * uts +
+           f.slope_beta_beta_usus * (us * us) +
+           f.slope_beta_beta_utsut * (uts * (p.u * p.t));
+  out[4] = f.slope_beta_gamma * ts + f.slope_beta_gamma_uss * (us * p.s) +
+           f.slope_beta_gamma_ustt * (us * (p.t * p.t));
+  out[5] = f.slope_gamma_gamma_tst * (ts * p.t) + f.slope_gamma_gamma_ss * (p.s * p.s);
+}
+
+// entry = factor (entry - mean)
+void deviate(vector_view column, double mean, double factor) {
+  for (double& entry : column) entry = (entry - mean) * factor;
+}
+
+class step_evaluation {
+ public:
+  step_evaluation(const_vector_view theta, const_vector_view y,
+                  const evaluation_outputs& outputs)
+      : num_steps_{theta.size() / parameters_per_step},
+        theta_{theta},
+        y_{y},
+        out_{outputs},
+        steps_{scope_.take<step_coefficients>(num_steps_)},
+        curvatures_{scope_.take<step_curvatures>(num_steps_)},
+        pair_sums_{scope_.vector(num_steps_ * pairs_per_step)},
+        tanh_{scope_.matrix(y.size(), num_steps_)},
+        slope_{scope_.vector(block_rows)},
+        scaled_slope_gradient_{scope_.matrix(block_rows, theta.size())} {
+    fill_step_coefficients(theta, steps_);
+    for (index_t k = 0; k < num_steps_; ++k)
+      curvatures_[k] = make_step_curvatures(triple(k));
+    std::fill(pair_sums_.begin(), pair_sums_.end(), 0.0);
+  }
+
+  void run() {
+    clear_sums();
+    for (index_t first = 0; first < y_.size(); first += block_rows)
+      visit_block(first, std::min(block_rows, y_.size() - first));
+    add_pair_sums();
+    finish_columns();
+  }
+
+ private:
+  const_vector_view triple(index_t k) const {
+    return theta_.part(k * parameters_per_step, parameters_per_step);
+  }
+  bool wants_jacobian() const { return out_.jacobian.data() != nullptr; }
+  bool wants_latent_hessian() const { return out_.latent_hessian.data() != nullptr; }
+  bool wants_gradient() const { return out_.log_jacobian_gradient.data() != nullptr; }
+  bool wants_hessian() const { return out_.log_jacobian_hessian.data() != nullptr; }
+
+  step_point at(index_t i, index_t k) const {
+    const double t = tanh_(i, k);
+    return {y_[i] + steps_[k].position, t, 1.0 - t * t};
+  }
+
+  void clear_sums() {
+    if (out_.log_jacobian != nullptr) *out_.log_jacobian = 0.0;
+    std::fill(out_.log_jacobian_gradient.begin(), out_.log_jacobian_gradient.end(), 0.0);
+    if (wants_hessian()) fill_lower(out_.log_jacobian_hessian, 0.0);
+  }
+
+  void visit_block(index_t first, index_t count) {
+    compute_slopes(first, count);
+    if (out_.log_jacobian != nullptr)
+      for (const double slope : slope_.part(0, count))
+        *out_.log_jacobian += std::log(slope);
+    if (wants_jacobian()) fill_jacobian(first, count);
+    if (wants_latent_hessian()) fill_latent_hessian(first, count);
+    if (num_steps_ > 0 && (wants_gradient() || wants_hessian())) {
+      compute_scaled_slope_gradient(first, count);
+      add_log_jacobian_gradient(count);
+      if (wants_hessian()) add_log_jacobian_hessian(first, count);
+    }
+  }
+
+  // d = dz/dy at each target of the block; keeps every tanh for what follows.
+  void compute_slopes(index_t first, index_t count) {
+    const vector_view slopes = slope_.part(0, count);
+    std::fill(slopes.begin(), slopes.end(), 1.0);
+    for (index_t k = 0; k < num_steps_; ++k) {
+      const step_coefficients step = steps_[k];
+      const const_vector_view y = y_.part(first, count);
+      const vector_view terms = tanh_.column(k).part(first, count);
+      for (index_t i = 0; i < count; ++i) {
+        const double t = std::tanh((y[i] + step.position) * step.steepness);
+        terms[i] = t;
+        slopes[i] += (1.0 - t * t) * step.slope;
+      }
+    }
+  }
+
+  // The raw quantities t, u s, s of each step.
+  void fill_jacobian(index_t first, index_t count) const {
+    for (index_t k = 0; k < num_steps_; ++k) {
+      const index_t column = k * parameters_per_step;
+      for (index_t i = first; i < first + count; ++i) {
+        const step_point p = at(i, k);
+        out_.jacobian(i, column) = p.t;
+        out_.jacobian(i, column + 1) = p.us();
+        out_.jacobian(i, column + 2) = p.s;
+      }
+    }
+  }
+
+  // The raw quantities of the pairs with alpha are those of the Jacobian.
+  void fill_latent_hessian(index_t first, index_t count) const {
+    for (index_t k = 0; k < num_steps_; ++k) {
+      const step_curvatures& factors = curvatures_[k];
+      const index_t column = k * pairs_per_step;
+      for (index_t i = first; i < first + count; ++i) {
+        const step_point p = at(i, k);
+        const double us = p.us();
+        const double uts = p.uts();
+        out_.latent_hessian(i, column) = p.t;
+        out_.latent_hessian(i, column + 1) = us;
+        out_.latent_hessian(i, column + 2) = p.s;
+        out_.latent_hessian(i, column + 3) = factors.beta_beta_inner * uts * p.u + us;
+        out_.latent_hessian(i, column + 4) = factors.beta_gamma_inner * uts + p.s;
+        out_.latent_hessian(i, column + 5) = p.ts();
+      }
+    }
+  }
+
+  // G / d, with G the derivatives of d in the parameters: one row per target of the block.
+  void compute_scaled_slope_gradient(index_t first, index_t count) const {
+    for (index_t k = 0; k < num_steps_; ++k) {
+      const step_coefficients step = steps_[k];
+      const index_t column = k * parameters_per_step;
+      for (index_t i = 0; i < count; ++i) {
+        const step_point p = at(first + i, k);
+        const double d = slope_[i];
+        scaled_slope_gradient_(i, column) = step.slope_by_alpha * p.s / d;
+        scaled_slope_gradient_(i, column + 1) =
+            (step.slope_by_beta * p.s + step.slope_by_beta_through_s * p.uts()) / d;
+        scaled_slope_gradient_(i, column + 2) = step.slope_by_gamma * p.ts() / d;
+      }
+    }
+  }
+
+  void add_log_jacobian_gradient(index_t count) const {
+    if (!wants_gradient()) return;
+    for (index_t j = 0; j < theta_.size(); ++j) {
+      double sum = out_.log_jacobian_gradient[j];
+      for (const double term : scaled_slope_gradient_.column(j).part(0, count)) sum += term;
+      out_.log_jacobian_gradient[j] = sum;
+    }
+  }
+
+  // d2 log d = D / d - (G / d)(G / d)', with D the second derivatives of d.
+  void add_log_jacobian_hessian(index_t first, index_t count) {
+    const const_matrix_block rows =
+        const_matrix_block{scaled_slope_gradient_}.part_rows(0, count);
+    syrk(-1.0, transposed, rows, 1.0, out_.log_jacobian_hessian);
+    for (index_t k = 0; k < num_steps_; ++k) {
+      double sums[pairs_per_step] = {};
+      for (index_t i = 0; i < count; ++i) {
+        double terms[pairs_per_step];
+        slope_hessian(curvatures_[k], at(first + i, k), terms);
+        for (index_t pair = 0; pair < pairs_per_step; ++pair)
+          sums[pair] += terms[pair] / slope_[i];
+      }
+      for (index_t pair = 0; pair < pairs_per_step; ++pair)
+        pair_sums_[k * pairs_per_step + pair] += sums[pair];
+    }
+  }
+
+  // Unpacks the sums of D / d into the blocks on the diagonal.
+  void add_pair_sums() const {
+    if (!wants_hessian()) return;
+    index_t packed = 0;
+    for (index_t k = 0; k < num_steps_; ++k)
+      for (index_t a = 0; a < parameters_per_step; ++a)
+        for (index_t b = a; b < parameters_per_step; ++b)
+          out_.log_jacobian_hessian(k * parameters_per_step + b,
+                                    k * parameters_per_step + a) += pair_sums_[packed++];
+  }
+
+  // Once every tanh is known, so are the means.
+  void finish_columns() const {
+    std::copy(y_.begin(), y_.end(), out_.latent.begin());
+    for (index_t k = 0; k < num_steps_; ++k) {
+      const const_vector_view terms = tanh_.column(k);
+      const double mean = compensated_mean(terms);
+      for (index_t i = 0; i < y_.size(); ++i)
+        out_.latent[i] += (terms[i] - mean) * steps_[k].height;
+      if (wants_jacobian()) finish_derivatives(k, mean);
+    }
+  }
+
+  void finish_derivatives(index_t k, double mean_t) const {
+    const auto jacobian = [&](index_t j) {
+      return out_.jacobian.column(k * parameters_per_step + j);
+    };
+    const step_coefficients& first = steps_[k];
+    const double mean_us = compensated_mean(jacobian(1));
+    const double mean_s = compensated_mean(jacobian(2));
+    deviate(jacobian(0), mean_t, first.latent_by_alpha);
+    deviate(jacobian(1), mean_us, first.latent_by_beta);
+    deviate(jacobian(2), mean_s, first.latent_by_gamma);
+    if (!wants_latent_hessian()) return;
+    const auto hessian = [&](index_t pair) {
+      return out_.latent_hessian.column(k * pairs_per_step + pair);
+    };
+    const step_curvatures& second = curvatures_[k];
+    deviate(hessian(0), mean_t, second.alpha_alpha);
+    deviate(hessian(1), mean_us, second.alpha_beta);
+    deviate(hessian(2), mean_s, second.alpha_gamma);
+    deviate(hessian(3), compensated_mean(hessian(3)), second.beta_beta);
+    deviate(hessian(4), compensated_mean(hessian(4)), second.beta_gamma);
+    deviate(hessian(5), compensated_mean(hessian(5)), second.gamma_gamma);
+  }
+
+  scoped_allocator scope_;
+  index_t num_steps_;
+  const_vector_view theta_;
+  const_vector_view y_;
+  evaluation_outputs out_;
+  step_coefficients* steps_;
+  step_curvatures* curvatures_;
+  vector_view pair_sums_;              // of D / d, packed
+  matrix_view tanh_;                   // n by K
+  vector_view slope_;                  // d, of one block
+  matrix_view scaled_slope_gradient_;  // G / d, of one block
+};
+
+}  // namespace
+
+void evaluate_steps(const_vector_view theta, const_vector_view y,
+                    const evaluation_outputs& outputs) {
+  step_evaluation{theta, y, outputs}.run();
+}
+
+}  // namespace corvane::model::tanh_warper_detail
