@@ -20,8 +20,13 @@ struct rung {
   double rounding;
 };
 
+// How the error falls. It falls faster than the square where the third derivative of the
+// function, which is the factor of h^2, is zero at the point.
+enum class expected_fall { square, square_or_faster };
+
 // Judges the errors of one derivative; the failure prints the ladder.
-::testing::AssertionResult falls_as_square_of_step(const std::vector<rung>& ladder);
+::testing::AssertionResult falls_as_square_of_step(
+    const std::vector<rung>& ladder, expected_fall expected = expected_fall::square);
 
 // Where the function is taken: on both sides of the point, or on one when the other has
 // another formula.
@@ -32,6 +37,7 @@ struct ladder_options {
   difference kind = difference::central;
   int rungs = 10;
   double noise = 1e-14;  // rounding of a value, relative to the values seen
+  expected_fall fall = expected_fall::square;
 };
 
 // EXPECT_TRUE(is_derivative_of(f, claimed)): `claimed` holds df/dt at t = 0, entry by

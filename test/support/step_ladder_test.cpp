@@ -43,6 +43,12 @@ TEST(step_ladder, rejects_errors_that_fall_as_the_step_alone) {
       {{0.4, 0.4, 1e-9}, {0.2, 0.2, 1e-9}, {0.1, 0.1, 1e-9}, {0.05, 0.05, 1e-9}}));
 }
 
+TEST(step_ladder, tells_a_faster_fall_from_a_square_one) {
+  const std::vector<rung> cubic{{0.4, 0.064, 1e-9}, {0.2, 0.008, 1e-9}, {0.1, 0.001, 1e-9}};
+  EXPECT_FALSE(falls_as_square_of_step(cubic));
+  EXPECT_TRUE(falls_as_square_of_step(cubic, expected_fall::square_or_faster));
+}
+
 }  // namespace
 
 }  // namespace corvane::testing

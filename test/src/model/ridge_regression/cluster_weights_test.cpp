@@ -62,8 +62,8 @@ long double least_deviation(const std::vector<double>& values, index_t k,
 long double least_deviation_by_recurrence(std::vector<double> values, index_t k) {
   std::sort(values.begin(), values.end());
   const std::size_t n = values.size();
-  std::vector<long double> least(n + 1, std::numeric_limits<long double>::infinity());
-  least[0] = 0.0L;
+  std::vector<long double> least{0.0L};
+  least.resize(n + 1, std::numeric_limits<long double>::infinity());
   for (index_t c = 0; c < k; ++c) {
     std::vector<long double> next(n + 1, std::numeric_limits<long double>::infinity());
     for (std::size_t j = 1; j <= n; ++j) {
