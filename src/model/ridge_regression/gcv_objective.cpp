@@ -33,13 +33,14 @@ triangle_decomposition decompose(const_matrix_block triangle) {
 }
 
 // The unitary transform of x, conjugated: bins 0 .. n / 2, their real parts into the first
-// half of `halves`, their imaginary parts with the opposite sign into the second half.
+// half of `halves`, their imaginary parts with the opposite sign into the second half. The
+// one bin of an empty x stays 0.
 void transform_unitary(real_fft& fft, const_vector_view x, vector_view halves) {
   const index_t bins = fft.bins();
   const vector_view real_part = halves.part(0, bins);
   const vector_view imaginary_part = halves.part(bins, bins);
   fft.forward(x, real_part, imaginary_part);
-  const double root = std::sqrt(static_cast<double>(fft.length()));
+  const double root = std::sqrt(static_cast<double>(std::max<index_t>(fft.length(), 1)));
   for (double& entry : real_part) entry /= root;
   for (double& entry : imaginary_part) entry = -entry / root;
 }

@@ -1,0 +1,401 @@
+// SPDX-License-Identifier: BSD-3-Clause
+#include "ridge_oracle.h"
+
+#include <algorithm>
+#include <cmath>
+#include <random>
+
+namespace corvane::model::ridge_regression_detail {
+
+namespace {
+
+std::size_t at(index_t i) { return static_cast<std::size_t>(i); }
+
+// D of the penalties: t_j where there is one, 1 for the rest.
+real_vector penalty_roots(index_t p, const std::vector<double>& t) {
+  real_vector d(at(p), 1.0L);
+  std::copy(t.begin(), t.end(), d.begin());
+  return d;
+}
+
+// M = inverse(D) X'X inverse(D) + E
+real_matrix scaled_normal_matrix(const real_matrix& X, const std::vector<double>& t) {
+  const real_vector d = penalty_roots(X.cols, t);
+  real_matrix m = gram(X);
+  for (index_t j = 0; j < m.rows; ++j)
+    for (index_t k = 0; k < m.rows; ++k) {
+      m(j, k) /= d[at(j)] * d[at(k)];
+      if (j == k && at(j) < t.size()) m(j, k) += 1.0L;
+    }
+  return m;
+}
+
+// One observation: its parts share the derivatives of the leverage. Names as in the
+// formulas.
+struct observation {
+  std::vector<real_vector> a;  // inverse(M) inverse(D) x of each part
+  real_vector s;
+  real d = 1.0L;
+};
+
+// The sums over one observation, term by term as the derivatives are written down.
+class observation_terms {
+ public:
+  observation_terms(const observation& o, const real_vector& w,
+                    const real_matrix& m_inverse, const std::vector<double>& t)
+      : o_{o}, w_{w}, m_inverse_{m_inverse}, t_{t.begin(), t.end()} {}
+
+  real gradient(index_t j) const {
+    real sum = 0.0L;
+    for (std::size_t r = 0; r < o_.s.size(); ++r) sum += 2.0L * o_.s[r] * T(r, j);
+    return sum;
+  }
+
+  real hessian(index_t k, index_t j) const {
+    real sum = 0.0L;
+    for (std::size_t r = 0; r < o_.s.size(); ++r) {
+      const real u = o_.s[r] / o_.d;
+      const real v = 2.0L * u / o_.d;
+      const real second = Q(j) * Q(k) * v + Q2(k, j) * u -
+                          (P(r, j) * Q(k) + P(r, k) * Q(j)) / o_.d / o_.d -
+                          P2(r, k, j) / o_.d;
+      sum += 2.0L * o_.s[r] * second + 2.0L * T(r, j) * T(r, k);
+    }
+    return sum;
+  }
+
+ private:
+  real a(std::size_t r, index_t j) const { return o_.a[r][at(j)]; }
+  real P(std::size_t r, index_t j) const { return -2.0L * a(r, j) * w_[at(j)] / t_[at(j)]; }
+  real Q(index_t j) const {
+    real sum = 0.0L;
+    for (std::size_t r = 0; r < o_.a.size(); ++r) sum += -2.0L * a(r, j) * a(r, j);
+    return sum / t_[at(j)];
+  }
+  real T(std::size_t r, index_t j) const { return Q(j) * o_.s[r] / o_.d - P(r, j) / o_.d; }
+  real P2(std::size_t r, index_t k, index_t j) const {
+    const real m = m_inverse_(k, j);
+    const real tt = t_[at(j)] * t_[at(k)];
+    if (k == j) return 8.0L * a(r, j) * m * w_[at(j)] / tt + P(r, j) / t_[at(j)];
+    return 4.0L * (a(r, j) * w_[at(k)] + a(r, k) * w_[at(j)]) * m / tt;
+  }
+  real Q2(index_t k, index_t j) const {
+    const real tt = t_[at(j)] * t_[at(k)];
+    real sum = 0.0L;
+    for (std::size_t r = 0; r < o_.a.size(); ++r) {
+      sum += 8.0L * a(r, j) * a(r, k) * m_inverse_(k, j) / tt;
+      if (k == j) sum -= 2.0L * a(r, j) * a(r, j) / tt;
+    }
+    return sum;
+  }
+
+  const observation& o_;
+  const real_vector& w_;
+  const real_matrix& m_inverse_;
+  real_vector t_;
+};
+
+real dot_product(const real_vector& x, const real_vector& y) {
+  real sum = 0.0L;
+  for (std::size_t i = 0; i < x.size(); ++i) sum += x[i] * y[i];
+  return sum;
+}
+
+real_vector scaled_row(const real_matrix& X, index_t row, const real_vector& d) {
+  real_vector x(at(X.cols));
+  for (index_t j = 0; j < X.cols; ++j) x[at(j)] = X(row, j) / d[at(j)];
+  return x;
+}
+
+}  // namespace
+
+dense_matrix ridge_problem::design() const {
+  dense_matrix design{X.rows, X.cols};
+  for (index_t i = 0; i < X.rows; ++i)
+    for (index_t j = 0; j < X.cols; ++j) design(i, j) = static_cast<double>(X(i, j));
+  return design;
+}
+
+dense_vector ridge_problem::target() const {
+  dense_vector target{X.rows};
+  for (index_t i = 0; i < X.rows; ++i) target[i] = static_cast<double>(y[at(i)]);
+  return target;
+}
+
+// Entries are doubles, so that the code under test sees the same problem.
+void ridge_problem::append_bias_column() {
+  real_matrix wider{X.rows, X.cols + 1};
+  for (index_t i = 0; i < X.rows; ++i) {
+    for (index_t j = 0; j < X.cols; ++j) wider(i, j) = X(i, j);
+    wider(i, X.cols) = 1.0 / std::sqrt(static_cast<double>(X.rows));
+  }
+  X = wider;
+}
+
+ridge_problem make_problem(index_t n, index_t p, unsigned seed) {
+  std::mt19937 generator{seed};
+  std::normal_distribution<double> normal;
+  ridge_problem problem{real_matrix{n, p}, real_vector(at(n))};
+  const double root = std::sqrt(static_cast<double>(n));
+  for (index_t i = 0; i < n; ++i) {
+    const double shared = normal(generator);
+    double y = 0.3 * normal(generator);
+    for (index_t j = 0; j < p; ++j) {
+      const double length = 1.0 + 0.1 * static_cast<double>(j);
+      const double x = length * (normal(generator) + 0.5 * shared) / root;
+      problem.X(i, j) = x;
+      y += x / (1.0 + static_cast<double>(j));
+    }
+    problem.y[at(i)] = y + 0.2;
+  }
+  return problem;
+}
+
+std::vector<double> make_point(index_t q) {
+  std::vector<double> t;
+  for (index_t j = 0; j < q; ++j) t.push_back(0.25 + 0.15 * static_cast<double>(j % 7));
+  return t;
+}
+
+// Gauss-Jordan with partial pivoting.
+real_matrix inverse(real_matrix a) {
+  const index_t n = a.rows;
+  real_matrix b{n, n};
+  for (index_t i = 0; i < n; ++i) b(i, i) = 1.0L;
+  for (index_t j = 0; j < n; ++j) {
+    index_t pivot = j;
+    for (index_t i = j + 1; i < n; ++i)
+      if (std::abs(a(i, j)) > std::abs(a(pivot, j))) pivot = i;
+    for (index_t k = 0; k < n; ++k) {
+      std::swap(a(j, k), a(pivot, k));
+      std::swap(b(j, k), b(pivot, k));
+    }
+    const real scale = a(j, j);
+    for (index_t k = 0; k < n; ++k) {
+      a(j, k) /= scale;
+      b(j, k) /= scale;
+    }
+    for (index_t i = 0; i < n; ++i) {
+      if (i == j) continue;
+      const real factor = a(i, j);
+      for (index_t k = 0; k < n; ++k) {
+        a(i, k) -= factor * a(j, k);
+        b(i, k) -= factor * b(j, k);
+      }
+    }
+  }
+  return b;
+}
+
+real_matrix gram(const real_matrix& X) {
+  real_matrix g{X.cols, X.cols};
+  for (index_t i = 0; i < X.rows; ++i)
+    for (index_t j = 0; j < X.cols; ++j)
+      for (index_t k = 0; k < X.cols; ++k) g(j, k) += X(i, j) * X(i, k);
+  return g;
+}
+
+real_vector correlation(const real_matrix& X, const real_vector& y) {
+  real_vector b(at(X.cols));
+  for (index_t i = 0; i < X.rows; ++i)
+    for (index_t j = 0; j < X.cols; ++j) b[at(j)] += X(i, j) * y[at(i)];
+  return b;
+}
+
+real_vector product(const real_matrix& a, const real_vector& x) {
+  real_vector y(at(a.rows));
+  for (index_t i = 0; i < a.rows; ++i)
+    for (index_t j = 0; j < a.cols; ++j) y[at(i)] += a(i, j) * x[at(j)];
+  return y;
+}
+
+real_matrix product(const real_matrix& a, const real_matrix& b) {
+  real_matrix c{a.rows, b.cols};
+  for (index_t i = 0; i < a.rows; ++i)
+    for (index_t k = 0; k < a.cols; ++k)
+      for (index_t j = 0; j < b.cols; ++j) c(i, j) += a(i, k) * b(k, j);
+  return c;
+}
+
+real_matrix normal_matrix(const real_matrix& X, const std::vector<double>& t) {
+  real_matrix a = gram(X);
+  for (std::size_t j = 0; j < t.size(); ++j) {
+    const auto i = static_cast<index_t>(j);
+    a(i, i) += static_cast<real>(t[j]) * static_cast<real>(t[j]);
+  }
+  return a;
+}
+
+real_vector ridge_weights(const ridge_problem& problem, const std::vector<double>& t) {
+  return product(inverse(normal_matrix(problem.X, t)), correlation(problem.X, problem.y));
+}
+
+ridge_problem without_row(const ridge_problem& problem, index_t row) {
+  ridge_problem rest{real_matrix{problem.X.rows - 1, problem.X.cols}, {}};
+  for (index_t i = 0, k = 0; i < problem.X.rows; ++i) {
+    if (i == row) continue;
+    for (index_t j = 0; j < problem.X.cols; ++j) rest.X(k, j) = problem.X(i, j);
+    rest.y.push_back(problem.y[at(i)]);
+    ++k;
+  }
+  return rest;
+}
+
+score_derivatives leave_one_out_by_loops(const ridge_problem& problem,
+                                         const ridge_problem& rotated, index_t parts,
+                                         const std::vector<double>& t) {
+  const auto q = static_cast<index_t>(t.size());
+  const index_t count = rotated.X.rows / parts;
+  const real_vector d = penalty_roots(problem.X.cols, t);
+  const real_matrix m_inverse = inverse(scaled_normal_matrix(problem.X, t));
+  real_vector b = correlation(problem.X, problem.y);
+  for (std::size_t j = 0; j < b.size(); ++j) b[j] /= d[j];
+  const real_vector w = product(m_inverse, b);
+
+  score_derivatives score{0.0L, real_vector(t.size()), real_matrix{q, q}};
+  for (index_t k = 0; k < count; ++k) {
+    observation o;
+    for (index_t r = 0; r < parts; ++r) {
+      const index_t row = r * count + k;
+      const real_vector x = scaled_row(rotated.X, row, d);
+      o.a.push_back(product(m_inverse, x));
+      o.s.push_back(rotated.y[at(row)] - dot_product(x, w));
+      o.d -= dot_product(x, o.a.back());
+    }
+    for (real& s : o.s) {
+      s /= o.d;
+      score.value += s * s;
+    }
+    const observation_terms terms{o, w, m_inverse, t};
+    for (index_t j = 0; j < q; ++j) {
+      score.gradient[at(j)] += terms.gradient(j);
+      for (index_t i = j; i < q; ++i) score.hessian(i, j) += terms.hessian(i, j);
+    }
+  }
+  return score;
+}
+
+namespace {
+
+// Residual variance of the fit without penalties, with n - p degrees of freedom.
+real noise_variance(const ridge_problem& problem) {
+  const real_vector fitted = product(problem.X, ridge_weights(problem, {}));
+  real sum = 0.0L;
+  for (std::size_t i = 0; i < fitted.size(); ++i)
+    sum += (problem.y[i] - fitted[i]) * (problem.y[i] - fitted[i]);
+  return sum / static_cast<real>(problem.X.rows - problem.X.cols);
+}
+
+}  // namespace
+
+score_derivatives range_risk_by_loops(const ridge_problem& problem,
+                                      const std::vector<double>& t) {
+  const auto q = static_cast<index_t>(t.size());
+  const real s2 = noise_variance(problem);
+  const real_matrix a_inverse = inverse(normal_matrix(problem.X, t));
+  const real_matrix hat_core = product(a_inverse, gram(problem.X));
+  const real_matrix K = product(hat_core, a_inverse);  // inverse(A) X'X inverse(A)
+  const real_vector beta = ridge_weights(problem, t);
+  const real_vector v = product(hat_core, beta);
+  const real_vector fitted = product(problem.X, beta);
+
+  score_derivatives score{0.0L, real_vector(t.size()), real_matrix{q, q}};
+  for (std::size_t i = 0; i < fitted.size(); ++i) {
+    const real residual = problem.y[i] - fitted[i];
+    score.value += residual * residual - problem.y[i] * problem.y[i];
+  }
+  for (index_t j = 0; j < problem.X.cols; ++j) score.value += 2.0L * s2 * hat_core(j, j);
+  for (index_t j = 0; j < q; ++j) {
+    const real tj = t[at(j)];
+    const real bj = beta[at(j)];
+    score.gradient[at(j)] = 4.0L * tj * (bj * bj - v[at(j)] * bj - K(j, j) * s2);
+    for (index_t k = j; k < q; ++k) {
+      const real bk = beta[at(k)];
+      const real tt = tj * t[at(k)];
+      const real direct = k == j ? 4.0L * (bj * bj - v[at(j)] * bj - s2 * K(j, j)) : 0.0L;
+      score.hessian(k, j) = direct +
+                            16.0L * tt * (s2 * K(k, j) - bj * bk) * a_inverse(k, j) +
+                            8.0L * tt * bj * bk * K(k, j) +
+                            8.0L * tt * a_inverse(k, j) * (v[at(j)] * bk + v[at(k)] * bj);
+    }
+  }
+  return score;
+}
+
+::testing::AssertionResult agrees(second_order_objective& objective,
+                                  const std::vector<double>& t,
+                                  const score_derivatives& expected, double tolerance) {
+  const auto q = static_cast<index_t>(t.size());
+  double value = 0.0;
+  dense_vector gradient{q};
+  symmetric_matrix hessian{q, q};
+  if (!objective.compute_value_gradient_hessian(view_of(t), value, gradient, hessian))
+    return ::testing::AssertionFailure() << "undefined";
+  const real value_error = std::abs(value - expected.value) / std::abs(expected.value);
+  real gradient_scale = 0.0L;
+  real gradient_error = 0.0L;
+  real hessian_scale = 0.0L;
+  real hessian_error = 0.0L;
+  for (index_t j = 0; j < q; ++j) {
+    const real entry = expected.gradient[at(j)];
+    gradient_scale = std::max(gradient_scale, std::abs(entry));
+    gradient_error = std::max(gradient_error, std::abs(gradient[j] - entry));
+    for (index_t i = j; i < q; ++i) {
+      hessian_scale = std::max(hessian_scale, std::abs(expected.hessian(i, j)));
+      hessian_error =
+          std::max(hessian_error, std::abs(hessian(i, j) - expected.hessian(i, j)));
+    }
+  }
+  // The comparisons are written so that a NaN fails them.
+  const bool agree = value_error <= tolerance &&
+                     gradient_error <= tolerance * gradient_scale &&
+                     hessian_error <= tolerance * hessian_scale;
+  if (agree) return ::testing::AssertionSuccess();
+  return ::testing::AssertionFailure() << "relative errors: value " << value_error
+                                       << ", gradient " << gradient_error / gradient_scale
+                                       << ", hessian " << hessian_error / hessian_scale;
+}
+
+::testing::AssertionResult combined_calls_repeat_separate_calls(
+    second_order_objective& objective, const std::vector<double>& t) {
+  const auto q = static_cast<index_t>(t.size());
+  struct evaluation {
+    double value = 0.0;
+    dense_vector gradient;
+    symmetric_matrix hessian;
+  };
+  const auto fresh = [q] {
+    evaluation e{0.0, dense_vector{q}, symmetric_matrix{q, q}};
+    std::fill(e.gradient.begin(), e.gradient.end(), 0.0);
+    std::fill(e.hessian.begin(), e.hessian.end(), 0.0);
+    return e;
+  };
+  const const_vector_view x = view_of(t);
+  evaluation separate = fresh();
+  evaluation all = fresh();
+  evaluation derivatives = fresh();
+  evaluation first_order = fresh();
+  const bool defined =
+      objective.compute_value(x, separate.value) &&
+      objective.compute_gradient(x, separate.gradient) &&
+      objective.compute_hessian(x, separate.hessian) &&
+      objective.compute_value_gradient_hessian(x, all.value, all.gradient, all.hessian) &&
+      objective.compute_gradient_hessian(x, derivatives.gradient, derivatives.hessian) &&
+      objective.compute_value_gradient(x, first_order.value, first_order.gradient);
+  if (!defined) return ::testing::AssertionFailure() << "undefined";
+  const auto same = [](const auto& a, const auto& b) {
+    return std::equal(a.begin(), a.end(), b.begin(), b.end());
+  };
+  if (separate.value != all.value || separate.value != first_order.value)
+    return ::testing::AssertionFailure() << "values differ";
+  for (const dense_vector* g :
+       {&all.gradient, &derivatives.gradient, &first_order.gradient})
+    if (!same(separate.gradient, *g))
+      return ::testing::AssertionFailure() << "gradients differ";
+  for (const symmetric_matrix* h : {&all.hessian, &derivatives.hessian})
+    if (!same(separate.hessian, *h))
+      return ::testing::AssertionFailure() << "Hessians differ";
+  return ::testing::AssertionSuccess();
+}
+
+}  // namespace corvane::model::ridge_regression_detail
