@@ -1,15 +1,27 @@
 // SPDX-License-Identifier: BSD-3-Clause
 #include "optimization/variable_mapping.h"
 
+#include <cmath>
 #include <map>
 #include <utility>
 
 namespace corvane {
 
+namespace {
+
+// An order of all doubles: NaN, which no comparison of numbers places, comes last.
+struct ascending_nan_last {
+  bool operator()(double a, double b) const {
+    return std::isnan(b) ? !std::isnan(a) : a < b;
+  }
+};
+
+}  // namespace
+
 variable_mapping::variable_mapping(const std::vector<entry>& entries)
     : size_{static_cast<index_t>(entries.size())} {
   std::map<index_t, std::vector<index_t>> positions_of_group;
-  std::map<double, std::vector<index_t>> positions_of_value;
+  std::map<double, std::vector<index_t>, ascending_nan_last> positions_of_value;
   for (index_t position = 0; position < size_; ++position) {
     const entry& which = entries[static_cast<std::size_t>(position)];
     if (const auto* group = std::get_if<index_t>(&which)) {
