@@ -1,4 +1,7 @@
 // SPDX-License-Identifier: BSD-3-Clause
+//
+// The search uses no estimate of the smallest eigenvalue beyond its start: what counts is
+// whether a factorization stands and how long its step is. Both loops are bounded.
 #include "optimization/hard_case_step.h"
 
 #include <algorithm>
@@ -23,34 +26,58 @@ bool can_be_evaluated(const trust_region_model& model, const subproblem_bounds& 
 
 // The smallest distance above lambda_singular at which a factorization can be hoped for.
 double smallest_margin(const trust_region_model& model, const subproblem_bounds& bounds) {
-  const double scale = std::max(bounds.hessian_norm, std::abs(bounds.lambda_singular));
-  return std::max({double_epsilon * scale,
-                   double_epsilon * (bounds.gradient_norm / model.radius),
-                   std::numeric_limits<double>::min()});
+  const double scale = std::max({bounds.hessian_norm, std::abs(bounds.lambda_singular),
+                                 bounds.gradient_norm / model.radius});
+  return std::max(double_epsilon * scale, std::numeric_limits<double>::min());
 }
 
-struct interior_solution {
+// Factorizes and solves for a multiplier; nothing when the factorization fails or the step
+// leaves the region.
+std::optional<shifted_solution> solve_within(const trust_region_model& model, double lambda,
+                                             symmetric_view factor, vector_view step) {
+  if (factorize_shifted(model.hessian, lambda, factor)) return std::nullopt;
+  const shifted_solution solution = solve_shifted(model, factor, step);
+  if (!(solution.step_norm <= model.radius)) return std::nullopt;
+  return solution;
+}
+
+struct multiplier {
   double lambda;
-  double step_squared;
+  shifted_solution solution;
 };
 
-// The first multiplier, on a ladder upward from lambda_singular, whose factorization stands
-// and whose step lies within the radius. The ladder ends with the range of doubles.
-std::optional<interior_solution> climb_to_interior(const trust_region_model& model,
-                                                   const subproblem_bounds& bounds,
-                                                   symmetric_view factor,
-                                                   vector_view step) {
+// The smallest multiplier above max(lambda_singular, 0) whose step lies within the region,
+// or one whose step is near the boundary. Climbs in rungs until a step lies within, and
+// then halves the rung; the climb ends with the range of doubles. Leaves factor and step.
+std::optional<multiplier> find_interior(const trust_region_model& model,
+                                        const subproblem_bounds& bounds,
+                                        symmetric_view factor, vector_view step) {
   constexpr double rung = 4.0;
+  constexpr int halvings = 50;
+  constexpr double near = 0.9;
   const double foot = std::max(bounds.lambda_singular, 0.0);
-  for (double margin = smallest_margin(model, bounds); is_finite(foot + margin);
-       margin *= rung) {
-    const double lambda = foot + margin;
-    if (factorize_shifted(model.hessian, lambda, factor)) continue;
-    const shifted_solution solution = solve_shifted(model, factor, step);
-    if (solution.step_norm <= model.radius)
-      return interior_solution{lambda, solution.step_squared};
+  double below = 0.0;
+  double within = smallest_margin(model, bounds);
+  std::optional<shifted_solution> found;
+  while (is_finite(foot + within)) {
+    found = solve_within(model, foot + within, factor, step);
+    if (found) break;
+    below = within;
+    within *= rung;
   }
-  return std::nullopt;
+  if (!found) return std::nullopt;
+  for (int k = 0; k < halvings && below > 0.0 && found->step_norm < near * model.radius;
+       ++k) {
+    const double middle = std::sqrt(below) * std::sqrt(within);
+    if (const auto solution = solve_within(model, foot + middle, factor, step)) {
+      within = middle;
+      found = solution;
+    } else {
+      below = middle;
+    }
+  }
+  solve_within(model, foot + within, factor, step);
+  return multiplier{foot + within, *found};
 }
 
 }  // namespace
@@ -60,19 +87,18 @@ double take_hard_case_step(const trust_region_model& model, const subproblem_bou
   scoped_allocator scope;
   const index_t n = step.size();
   const vector_view inside = scope.vector(n);
-  const vector_view z = scope.vector(n);
+  const vector_view moved = scope.vector(n);
   const symmetric_view factor = scope.symmetric(n);
   std::fill(step.begin(), step.end(), 0.0);
   if (!can_be_evaluated(model, bounds)) return std::numeric_limits<double>::quiet_NaN();
-  const std::optional<interior_solution> found =
-      climb_to_interior(model, bounds, factor, inside);
+  const std::optional<multiplier> found = find_interior(model, bounds, factor, inside);
   if (!found) return std::numeric_limits<double>::quiet_NaN();
 
   const boundary_move move =
-      probe_boundary(factor, inside, found->step_squared, model.radius, z);
-  for (index_t i = 0; i < n; ++i) z[i] = inside[i] + move.tau * z[i];
+      probe_boundary(factor, inside, found->solution.step_squared, model.radius, moved);
+  for (index_t i = 0; i < n; ++i) moved[i] = inside[i] + move.tau * moved[i];
   double best = 0.0;
-  for (const const_vector_view candidate : {inside, z}) {
+  for (const const_vector_view candidate : {inside, moved}) {
     const double change = model_change(model, candidate);
     if (!(change < best)) continue;
     best = change;
