@@ -35,22 +35,6 @@ inline python_object parse_object(PyObject* arguments, PyObject* keywords,
   return python_object::share(object);
 }
 
-struct features_and_target {
-  python_object X;
-  python_object y;
-};
-
-// The two arguments of every model's `fit` and `make_objective`.
-inline features_and_target parse_features_and_target(PyObject* arguments,
-                                                     PyObject* keywords,
-                                                     const char* format) {
-  PyObject* X = nullptr;
-  PyObject* y = nullptr;
-  if (!try_parse_arguments(arguments, keywords, format, std::array{"X", "y"}, &X, &y))
-    throw python_error{};
-  return {python_object::share(X), python_object::share(y)};
-}
-
 // An optional argument counts as absent when it is missing or None.
 inline bool is_given(PyObject* optional) {
   return optional != nullptr && Py_IsNone(optional) == 0;

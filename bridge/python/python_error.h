@@ -42,6 +42,19 @@ auto with_memory_error(Body&& body) {
   }
 }
 
+// Runs `body`, a call into the core from a member that is not `fit`; what the core throws
+// becomes a RuntimeError with its text.
+template <class Body>
+auto with_core_error(Body&& body) {
+  try {
+    return with_memory_error(std::forward<Body>(body));
+  } catch (const python_error&) {
+    throw;
+  } catch (const std::exception& failure) {
+    raise_error(PyExc_RuntimeError, failure.what());
+  }
+}
+
 // Runs the whole body of a model's `fit`. An exception of the caller's own callables and
 // arguments passes unchanged; any other becomes a RuntimeError with `text`.
 template <class Body>

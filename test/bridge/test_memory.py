@@ -6,7 +6,8 @@ import sys
 
 import numpy as np
 import pytest
-from conftest import resident_bytes
+import trevalon_conversion_probe as probe
+from conftest import Shaped, resident_bytes
 from trevalon_impl import RidgeRegressionModel
 from trevalon_internal import make_ridge_regression_model
 
@@ -117,6 +118,13 @@ def test_ten_thousand_objectives_do_not_grow_the_process(small):
         return objective.compute_hessian([0.1, 0.2, 0.3])
 
     assert growth(study) < ALLOWED_GROWTH
+
+
+def test_ten_thousand_conversions_that_fail_at_the_last_element_do_not_grow_the_process():
+    rows = [[1.0] * 10 for _ in range(5)]
+    rows[-1][-1] = "x"
+    action = expecting(TypeError, probe.double_matrix, Shaped(rows, (5, 10)))
+    assert growth(action) < ALLOWED_GROWTH
 
 
 def test_the_caller_keeps_every_reference_of_what_he_gave(small):

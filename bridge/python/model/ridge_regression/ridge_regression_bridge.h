@@ -3,9 +3,8 @@
 // ridge_regression_bridge: the model behind a Python instance of the ridge type: options,
 // the data of the last `fit`, the fitted record, and the members that Python calls.
 //
-// Every conversion and callback runs Python code, which may call into the same model. So
-// what a member works on is held by the member itself, in shared ownership, and is not
-// taken from under it when the model's own pointer moves on.
+// Every conversion and callback runs Python code, which may call into the same model:
+// members hold the data and the record they work on, in shared ownership.
 #pragma once
 
 #include <cstdint>
@@ -13,11 +12,11 @@
 #include <optional>
 
 #include "model/ridge_regression/ridge_regression_model_descriptor.h"
-#include "n_array/n_array.h"
 #include "python/grouper_bridge.h"
 #include "python/optimizer_stack.h"
 #include "python/python.h"
 #include "python/python_object.h"
+#include "python/training_data.h"
 
 namespace corvane::python_bridge {
 
@@ -27,6 +26,9 @@ class ridge_regression_bridge {
   ridge_regression_bridge(model::ridge_regression_model_options&& options,
                           std::uint64_t num_groups, std::optional<grouper_bridge>&& grouper,
                           optimizer_stack stack);
+
+  // Where the optimizer and its filters are, with what they recorded.
+  const optimizer_stack& optimizers() const { return stack_; }
 
   // Replaces the stored data; replaces the fitted record on success only.
   void fit(PyObject* arguments, PyObject* keywords);
@@ -42,22 +44,15 @@ class ridge_regression_bridge {
   python_object within_tolerance() const;
 
  private:
-  using fitted_record = std::shared_ptr<const model::ridge_regression_model>;
-
-  void fit_data(const python_object& X, const python_object& y);
-  model::ridge_regression_model fit_descriptor(const python_object& X,
-                                               const python_object& y,
-                                               const dense_matrix& design,
-                                               const dense_vector& target) const;
-  fitted_record require_fitted() const;
+  model::ridge_regression_model fit_core(const features_and_target& arguments,
+                                         const training_data& data) const;
 
   model::ridge_regression_model_descriptor descriptor_;
   std::uint64_t num_groups_;
   std::optional<grouper_bridge> grouper_;
   optimizer_stack stack_;
-  std::shared_ptr<const dense_matrix> design_;
-  std::shared_ptr<const dense_vector> target_;
-  fitted_record fitted_;
+  training_data stored_;  // of the last `fit`, also of one that failed
+  std::shared_ptr<const model::ridge_regression_model> fitted_;
 };
 
 }  // namespace corvane::python_bridge

@@ -13,6 +13,7 @@
 #include "python/argument_parser.h"
 #include "python/initializer_bridge.h"
 #include "python/model/ridge_regression/ridge_regression_type.h"
+#include "python/model_checks.h"
 
 namespace corvane::python_bridge {
 
@@ -52,13 +53,6 @@ bool read_modes(const char* objective_mode, const char* unknown_objective_mode,
   options.objective_mode = *objective;
   options.grouping_mode = *grouping;
   return true;
-}
-
-// A NaN passes.
-bool check_tolerance(double tolerance) {
-  if (!(tolerance <= 0.0)) return true;
-  PyErr_SetString(PyExc_RuntimeError, "tolerance must be greater than 0");
-  return false;
 }
 
 PyObject* make_object(ridge_regression_model_options&& options, unsigned num_groups,
