@@ -59,8 +59,9 @@ class array_buffer {
     acquire(count);
   }
 
-  // Gives the buffer back. Also called with nothing held: a resource accepts that.
-  void release() {
+  // Gives the buffer back. Also called with nothing held: a resource accepts that, although
+  // libstdc++ declares the pointer as never null.
+  __attribute__((no_sanitize("nonnull-attribute"))) void release() {
     resource_->deallocate(data_, byte_count<T>(capacity_), array_alignment);
     data_ = nullptr;
     capacity_ = 0;
