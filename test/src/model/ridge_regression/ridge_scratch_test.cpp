@@ -1,0 +1,123 @@
+// SPDX-License-Identifier: BSD-3-Clause
+//
+// A warm evaluation of a ridge score takes nothing from the heap. The program counts every
+// operator new, and every malloc of the libraries under test: it is linked with
+// --wrap=malloc, which leads the calls of our own objects through the functions below.
+#include <gtest/gtest.h>
+
+#include <cstdlib>
+#include <memory>
+#include <new>
+#include <vector>
+
+#include "model/ridge_regression/gcv_objective.h"
+#include "model/ridge_regression/loocv_objective.h"
+#include "model/ridge_regression/range_risk_objective.h"
+#include "ridge_oracle.h"
+
+namespace {
+
+long num_heap_requests = 0;
+
+void* counted(void* block) {
+  ++num_heap_requests;
+  if (block == nullptr) std::abort();
+  return block;
+}
+
+std::size_t rounded_up(std::size_t bytes, std::size_t alignment) {
+  return (bytes + alignment - 1) / alignment * alignment;
+}
+
+}  // namespace
+
+// The names are those that the linker's --wrap=malloc makes.
+extern "C" void* __real_malloc(std::size_t bytes);           // NOLINT: see above
+extern "C" void* __wrap_malloc(std::size_t bytes) noexcept;  // NOLINT: see above
+void* __wrap_malloc(std::size_t bytes) noexcept {            // NOLINT: see above
+  return counted(__real_malloc(bytes));
+}
+
+void* operator new(std::size_t bytes) { return counted(__real_malloc(bytes)); }
+void* operator new(std::size_t bytes, std::align_val_t alignment) {
+  const auto boundary = static_cast<std::size_t>(alignment);
+  return counted(std::aligned_alloc(boundary, rounded_up(bytes, boundary)));
+}
+void operator delete(void* block) noexcept { std::free(block); }
+void operator delete(void* block, std::size_t /*bytes*/) noexcept { std::free(block); }
+void operator delete(void* block, std::align_val_t /*alignment*/) noexcept {
+  std::free(block);
+}
+void operator delete(void* block, std::size_t /*bytes*/,
+                     std::align_val_t /*alignment*/) noexcept {
+  std::free(block);
+}
+
+namespace corvane::model::ridge_regression_detail {
+
+namespace {
+
+struct evaluation_space {
+  explicit evaluation_space(index_t p, index_t q)
+      : t(static_cast<std::size_t>(q), 0.7), gradient{q}, hessian{q, q}, weights{p} {}
+
+  std::vector<double> t;
+  double value = 0.0;
+  dense_vector gradient;
+  symmetric_matrix hessian;
+  dense_vector weights;
+};
+
+// Every operation once; false when one of them is undefined.
+bool run_all(ridge_regression_objective& objective, evaluation_space& space) {
+  const const_vector_view t = view_of(space.t);
+  return objective.compute_value(t, space.value) &&
+         objective.compute_gradient(t, space.gradient) &&
+         objective.compute_hessian(t, space.hessian) &&
+         objective.compute_value_gradient(t, space.value, space.gradient) &&
+         objective.compute_gradient_hessian(t, space.gradient, space.hessian) &&
+         objective.compute_value_gradient_hessian(t, space.value, space.gradient,
+                                                  space.hessian) &&
+         objective.compute_weights(t, space.weights);
+}
+
+// Of the second run: the first one sets up what is made once in a process.
+long heap_requests_when_warm(ridge_regression_objective& objective, index_t p, index_t q) {
+  evaluation_space space{p, q};
+  EXPECT_TRUE(run_all(objective, space));
+  const long before = num_heap_requests;
+  EXPECT_TRUE(run_all(objective, space));
+  return num_heap_requests - before;
+}
+
+}  // namespace
+
+TEST(ridge_scratch, a_warm_evaluation_of_loocv_takes_nothing_from_the_heap) {
+  const ridge_problem problem = make_problem(1000, 100, 1);
+  loocv_objective objective{problem.design(), problem.target()};
+  EXPECT_EQ(heap_requests_when_warm(objective, 100, 100), 0);
+  EXPECT_EQ(heap_requests_when_warm(objective, 100, 99), 0);
+}
+
+TEST(ridge_scratch, a_warm_evaluation_of_gcv_takes_nothing_from_the_heap) {
+  const ridge_problem problem = make_problem(1000, 100, 2);
+  gcv_objective objective{problem.target(), problem.design()};
+  EXPECT_EQ(heap_requests_when_warm(objective, 100, 100), 0);
+  EXPECT_EQ(heap_requests_when_warm(objective, 100, 99), 0);
+}
+
+TEST(ridge_scratch, a_warm_evaluation_of_range_risk_takes_nothing_from_the_heap) {
+  const ridge_problem problem = make_problem(400, 150, 3);
+  range_risk_objective objective{problem.target(), problem.design()};
+  EXPECT_EQ(heap_requests_when_warm(objective, 150, 150), 0);
+  EXPECT_EQ(heap_requests_when_warm(objective, 150, 149), 0);
+}
+
+// The scratch does not grow with the number of observations, but with p squared.
+TEST(ridge_scratch, what_the_arena_cannot_hold_is_seen_to_come_from_the_heap) {
+  const ridge_problem problem = make_problem(20, 600, 4);
+  loocv_objective objective{problem.design(), problem.target()};
+  EXPECT_GT(heap_requests_when_warm(objective, 600, 600), 0);
+}
+
+}  // namespace corvane::model::ridge_regression_detail
