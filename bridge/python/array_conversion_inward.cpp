@@ -2,7 +2,6 @@
 //
 // The road from Python to the core. An object sizes the array by what it says of itself,
 // and is then held to its word: items too many or too few are errors.
-#include <limits>
 #include <optional>
 
 #include "python/array_conversion.h"
@@ -11,6 +10,7 @@ namespace corvane::python_bridge {
 
 namespace {
 
+// -1 is the error value and a legal value alike: only the error indicator tells.
 double read_double(PyObject* object) {
   const double value = PyFloat_AsDouble(object);
   if (value == -1.0) throw_if_error_set();
@@ -27,6 +27,8 @@ std::optional<python_object> next_item(const python_object& iterator) {
   return python_object{item};
 }
 
+// Items that are read may be objects of any kind, whose conversion runs Python code: each
+// is held while it is converted.
 template <class T, T (*Read)(PyObject*)>
 bool fill_line(PyObject* object, strided_view<T> destination) {
   const python_object iterator{PyObject_GetIter(object)};
@@ -39,17 +41,10 @@ bool fill_line(PyObject* object, strided_view<T> destination) {
   return count == destination.size();
 }
 
-// MemoryError also where the number of bytes has no representation.
+// MemoryError where there is no room, or the number of bytes has no representation.
 template <class Array, class... Extents>
 Array allocate_array(Extents... extents) {
-  constexpr index_t largest = std::numeric_limits<index_t>::max() / index_t{sizeof(double)};
-  index_t room = largest;
-  for (const index_t extent : {extents...}) room = extent == 0 ? room : room / extent;
-  const bool fits = ((extents == 0) || ...) || room > 0;
-  return with_memory_error([&] {
-    if (!fits) throw std::bad_alloc{};
-    return Array(extents...);
-  });
+  return with_memory_error([&] { return Array(extents...); });
 }
 
 template <class T, T (*Read)(PyObject*)>
@@ -77,6 +72,8 @@ strided_view<T> row(n_array_view<T, 2, general_structure> matrix, index_t i) {
           matrix.rows()};
 }
 
+// Element (i, j) of an m by n matrix stands at data[i + j m]: item j of row i is written m
+// places behind item j - 1.
 template <class T, T (*Read)(PyObject*)>
 n_array<T, 2, general_structure> to_matrix(PyObject* object) {
   const matrix_shape shape = read_matrix_shape(object);

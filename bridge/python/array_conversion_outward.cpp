@@ -26,6 +26,7 @@ python_object make_shape(std::initializer_list<index_t> extents) {
   return shape;
 }
 
+// numpy.zeros(shape)
 python_object make_zeros(std::initializer_list<index_t> extents) {
   const python_object shape = make_shape(extents);
   const python_object arguments{Py_BuildValue("(O)", shape.get())};
@@ -34,6 +35,7 @@ python_object make_zeros(std::initializer_list<index_t> extents) {
   return call(zeros, arguments);
 }
 
+// Fetched once per array and called once per element.
 python_object find_setter(const python_object& array) {
   return python_object{PyObject_GetAttrString(array.get(), "__setitem__")};
 }

@@ -26,6 +26,7 @@ index_t to_group(double number) {
 // stands for something else.
 bool are_groups_complete(index_vector groups, fixed_parameters fixed) {
   std::sort(groups.begin(), groups.end());
+  // Once sorted, each number repeats the one before it or is the next one expected.
   index_t expected = 0;
   index_t previous = -1;
   for (const index_t group : groups) {

@@ -9,6 +9,8 @@
 namespace corvane::python_bridge {
 
 void initializer_bridge::operator()(vector_view out) const {
+  // The attribute, rather than a call of the object: what is not callable shows as an
+  // AttributeError.
   const python_object call{PyObject_GetAttrString(callable_.get(), "__call__")};
   const python_object arguments{Py_BuildValue("(l)", long{out.size()})};
   const python_object result{PyObject_CallObject(call.get(), arguments.get())};

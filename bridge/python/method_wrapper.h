@@ -17,6 +17,7 @@ namespace corvane::python_bridge {
 
 namespace method_wrapper_detail {
 
+// The class whose member a pointer to member names, const for a const member.
 template <class Member>
 struct member_traits;
 
@@ -30,7 +31,9 @@ struct member_traits<Result (Model::*)(Arguments...) const> {
   using model_type = const Model;
 };
 
-// Calls a member that returns a python_object, or nothing for Python's None.
+// Calls a member that returns a python_object, or nothing for Python's None. As it is
+// noexcept, an exception that is not caught here goes to std::terminate, and not through
+// frames of the interpreter, which were not made for it.
 template <auto Member, class... Arguments>
 PyObject* call_member(PyObject* self, Arguments... arguments) noexcept {
   using model_type = typename member_traits<decltype(Member)>::model_type;

@@ -14,6 +14,7 @@ namespace bridge = corvane::python_bridge;
 // The interpreter finds the function by this name.
 // NOLINTNEXTLINE(readability-identifier-naming)
 PyMODINIT_FUNC PyInit_trevalon_impl() noexcept {
+  // The interpreter keeps a pointer into the table.
   static auto methods =
       std::array{bridge::make_method("RidgeRegressionModel",
                                      &bridge::make_public_ridge_regression_model,

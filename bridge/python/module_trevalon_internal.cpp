@@ -16,6 +16,7 @@ namespace bridge = corvane::python_bridge;
 // The interpreter finds the function by this name.
 // NOLINTNEXTLINE(readability-identifier-naming)
 PyMODINIT_FUNC PyInit_trevalon_internal() noexcept {
+  // The interpreter keeps a pointer into the table.
   static auto methods = std::array{
       bridge::make_method("RidgeRegressionModel",
                           &bridge::make_public_ridge_regression_model,
@@ -27,6 +28,7 @@ PyMODINIT_FUNC PyInit_trevalon_internal() noexcept {
   constexpr const char* name = "trevalon_internal";
   bridge::python_object module = bridge::make_python_module(
       name, "Machine Learning Toolkit, internals", methods.data());
+  // What `make_objective` returns has to be there first.
   bridge::register_objective_type(module);
   bridge::register_ridge_regression_model(name, module, false);
   return module.release();

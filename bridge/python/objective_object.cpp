@@ -13,6 +13,7 @@ namespace corvane::python_bridge {
 
 namespace {
 
+// The only global state of a module is its types.
 PyTypeObject* objective_type = nullptr;  // set once, when the module is made
 
 auto methods = std::array{
@@ -62,6 +63,7 @@ python_object objective_handle::compute_hessian(PyObject* arguments, PyObject* k
   return to_numpy_matrix(hessian);
 }
 
+// The name is fixed: the type is the same in every module that offers it.
 void register_objective_type(const python_object& module) {
   python_type_description description;
   description.name = "corvane._Objective";

@@ -16,12 +16,14 @@ class python_object {
   // Adds a reference to one that somebody else owns.
   static python_object share(PyObject* borrowed);
 
+  // A copy is a second reference to the same object; a move leaves null behind.
   python_object(const python_object& other);
   python_object(python_object&& other) noexcept : pointer_{other.release()} {}
   python_object& operator=(const python_object& other);
   python_object& operator=(python_object&& other) noexcept;
   ~python_object();
 
+  // Borrowed: valid for as long as this owner is.
   PyObject* get() const { return pointer_; }
   // Hands the reference to Python or to a call that steals it; leaves null behind.
   PyObject* release() noexcept;

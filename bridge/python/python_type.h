@@ -40,6 +40,8 @@ PyTypeObject* register_python_type(const python_object& module, const char* attr
 // Fills the one static module definition, on the first call alone, and makes the module.
 python_object make_python_module(const char* name, const char* doc, PyMethodDef* methods);
 
+// The model behind an instance. The interpreter has checked the type of `self` before it
+// calls a method or an attribute.
 template <class Model>
 Model& model_of(PyObject* self) {
   return *static_cast<Model*>(reinterpret_cast<model_object*>(self)->model);
@@ -55,7 +57,8 @@ PyObject* make_model_object(PyTypeObject* type, std::unique_ptr<Model> model) {
   return reinterpret_cast<PyObject*>(object);
 }
 
-// The destructor slot of a type whose instances own a Model.
+// The destructor slot of a type whose instances own a Model. The reference on the type that
+// an instance holds is not dropped: types live as long as the process.
 template <class Model>
 void deallocate_model_object(PyObject* self) noexcept {
   std::unique_ptr<Model>{static_cast<Model*>(reinterpret_cast<model_object*>(self)->model)}

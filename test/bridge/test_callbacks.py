@@ -6,6 +6,7 @@ import math
 
 import pytest
 import trevalon_conversion_probe as probe
+from bridge_support import assert_raises
 
 NOT_CORRECT = "variable groupings not correct"
 NOT_SIZED = "variable groupings not sized correct"
@@ -13,13 +14,6 @@ NOT_SIZED = "variable groupings not sized correct"
 
 def groups(values):
     return probe.groups_with_fixed(lambda X, y: values)
-
-
-def assert_runtime_error(text, function, *arguments):
-    with pytest.raises(RuntimeError) as caught:
-        function(*arguments)
-    assert type(caught.value) is RuntimeError
-    assert str(caught.value) == text
 
 
 @pytest.mark.parametrize(
@@ -36,7 +30,7 @@ def test_groups_that_are_0_1_2_and_so_on_pass_with_minus_one_left_out(values):
      [math.nan, 0, 0], [math.inf, 0, 0], [-math.inf, 0, 0], [0, 1, 1e300], [2.0**63, 0, 0]],
 )  # fmt: skip
 def test_groups_with_a_hole_or_without_a_meaning_are_not_correct(values):
-    assert_runtime_error(NOT_CORRECT, groups, values)
+    assert_raises(RuntimeError, NOT_CORRECT, groups, values)
 
 
 def test_group_numbers_are_truncated():
@@ -45,7 +39,7 @@ def test_group_numbers_are_truncated():
 
 @pytest.mark.parametrize("values", [[], [0], [0, 0], [0, 0, 0, 0]])
 def test_groups_of_another_number_than_the_parameters_are_not_sized_correct(values):
-    assert_runtime_error(NOT_SIZED, groups, values)
+    assert_raises(RuntimeError, NOT_SIZED, groups, values)
 
 
 def test_a_start_point_is_copied():
@@ -54,8 +48,11 @@ def test_a_start_point_is_copied():
 
 @pytest.mark.parametrize("count", [0, 1, 2, 4])
 def test_a_start_point_of_another_size_has_incorrect_size(count):
-    assert_runtime_error(
-        "initialization incorrect size", probe.start_of_three, lambda n: [0.5] * count
+    assert_raises(
+        RuntimeError,
+        "initialization incorrect size",
+        probe.start_of_three,
+        lambda n: [0.5] * count,
     )
 
 

@@ -7,7 +7,7 @@ import sys
 import numpy as np
 import pytest
 import trevalon_conversion_probe as probe
-from conftest import Shaped, resident_bytes
+from bridge_support import Shaped, resident_bytes
 from trevalon_impl import RidgeRegressionModel
 from trevalon_internal import make_ridge_regression_model
 

@@ -10,7 +10,7 @@ import numpy as np
 import pytest
 import trevalon_impl
 import trevalon_internal
-from conftest import run_child
+from bridge_support import run_child
 
 RIDGE_TYPE = trevalon_impl._RidgeRegressionModel
 OBJECTIVE_TYPE = trevalon_internal._Objective

@@ -6,7 +6,7 @@ import signal
 import numpy as np
 import pytest
 import trevalon_internal
-from conftest import run_child
+from bridge_support import assert_raises, run_child
 
 METHODS = ["compute_value", "compute_gradient", "compute_hessian"]
 MISMATCH = "feature_matrix and target_vector are mismatched"
@@ -16,18 +16,13 @@ def make_objective(X, y, **options):
     return trevalon_internal.make_ridge_regression_model(**options).make_objective(X, y)
 
 
-def assert_runtime_error(text, function, *arguments):
-    with pytest.raises(RuntimeError) as caught:
-        function(*arguments)
-    assert type(caught.value) is RuntimeError
-    assert str(caught.value) == text
-
-
 @pytest.mark.parametrize("method", METHODS)
 @pytest.mark.parametrize("length", [0, 3, 5])
 def test_a_point_of_the_wrong_length_raises_dimensionality_error(problem, method, length):
     objective = make_objective(*problem)
-    assert_runtime_error("dimensionality error", getattr(objective, method), [0.5] * length)
+    assert_raises(
+        RuntimeError, "dimensionality error", getattr(objective, method), [0.5] * length
+    )
 
 
 @pytest.mark.parametrize("method", METHODS)
@@ -35,7 +30,7 @@ def test_the_length_is_checked_before_any_evaluation(method):
     # A constant column leaves no value at zero, so an evaluation would give another text.
     X = np.column_stack([np.ones(6), np.arange(6.0)])
     objective = make_objective(X, np.arange(6.0) ** 2)
-    assert_runtime_error("dimensionality error", getattr(objective, method), [0.0])
+    assert_raises(RuntimeError, "dimensionality error", getattr(objective, method), [0.0])
 
 
 @pytest.mark.parametrize("method", METHODS)
@@ -43,7 +38,9 @@ def test_where_cholesky_factoring_fails_the_objective_is_not_defined(method):
     X = np.column_stack([np.ones(6), np.arange(6.0)])
     objective = make_objective(X, np.arange(6.0) ** 2)
     what = method.removeprefix("compute_")
-    assert_runtime_error(f"{what} not defined", getattr(objective, method), [0.0, 0.0])
+    assert_raises(
+        RuntimeError, f"{what} not defined", getattr(objective, method), [0.0, 0.0]
+    )
 
 
 @pytest.mark.parametrize("mode", ["loocv", "gcv", "range_risk"])
@@ -139,7 +136,7 @@ def test_an_objective_outlives_its_model_and_its_data(problem):
 
 def test_arguments_that_do_not_match_raise(problem):
     X, y = problem
-    assert_runtime_error(MISMATCH, make_objective, X, y[:-1])
+    assert_raises(RuntimeError, MISMATCH, make_objective, X, y[:-1])
 
 
 def test_data_that_no_objective_is_made_of_raise_and_leave_the_process_alive(problem):

@@ -6,19 +6,9 @@ import threading
 
 import numpy as np
 import pytest
+from bridge_support import OwnError, assert_raises
 from trevalon_impl import RidgeRegressionModel
 from trevalon_internal import make_ridge_regression_model
-
-
-class OwnError(Exception):
-    """What the callables below raise, so that it is told from every other error."""
-
-
-def assert_raises(kind, text, function, *arguments):
-    with pytest.raises(kind) as caught:
-        function(*arguments)
-    assert type(caught.value) is kind
-    assert str(caught.value) == text
 
 
 def fail(*_arguments):

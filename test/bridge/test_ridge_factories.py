@@ -5,6 +5,7 @@ import math
 
 import numpy as np
 import pytest
+from bridge_support import assert_raises
 from trevalon_impl import RidgeRegressionModel
 from trevalon_internal import make_ridge_regression_model
 
@@ -12,13 +13,6 @@ TOLERANCE = "tolerance must be greater than 0"
 BOTH = pytest.mark.parametrize(
     "factory", [RidgeRegressionModel, make_ridge_regression_model]
 )
-
-
-def assert_raises(kind, text, function, *arguments, **keywords):
-    with pytest.raises(kind) as caught:
-        function(*arguments, **keywords)
-    assert type(caught.value) is kind
-    assert str(caught.value) == text
 
 
 @BOTH

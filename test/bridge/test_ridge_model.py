@@ -7,6 +7,7 @@ import itertools
 import numpy as np
 import pytest
 import trevalon_internal
+from bridge_support import assert_raises
 from sklearn.linear_model import Ridge
 from trevalon_impl import RidgeRegressionModel
 
@@ -17,13 +18,6 @@ GROUPING_MODES = ["none", "all", "feature_bias"]
 NOT_FIT = "model not fit"
 FAILED = "failed to fit RidgeRegressionModel"
 INCORRECT_SHAPE = "X is incorrect shape"
-
-
-def assert_raises(kind, text, function, *arguments):
-    with pytest.raises(kind) as caught:
-        function(*arguments)
-    assert type(caught.value) is kind
-    assert str(caught.value) == text
 
 
 def fitted(problem, **options):

@@ -33,6 +33,8 @@ model::ridge_regression_model ridge_regression_bridge::fit_core(
     const features_and_target& arguments, const training_data& data) const {
   const dense_matrix& design = *data.design;
   const dense_vector& target = *data.target;
+  // A grouper goes before a number of groups, and that before the grouping mode, which the
+  // core applies.
   if (grouper_) {
     const auto& options = descriptor_.options();
     const bool bias_has_group = options.with_bias && options.regularize_bias;
@@ -45,6 +47,7 @@ model::ridge_regression_model ridge_regression_bridge::fit_core(
 
 python_object ridge_regression_bridge::predict(PyObject* arguments,
                                                PyObject* keywords) const {
+  // Ahead of any look at the arguments.
   require_fitted(fitted_);
   const python_object X = parse_object(arguments, keywords, "O:predict", "X");
   const dense_matrix design = to_double_matrix(X.get());
@@ -64,6 +67,7 @@ python_object ridge_regression_bridge::make_objective(PyObject* arguments,
   // The data of the last fit, not the arguments; nothing translates this failure.
   require_matching(stored_);
   if (!is_matching(data)) raise_error(PyExc_RuntimeError, mismatch_text);
+  // Here, unlike in a fit, a bias column counts as one more parameter to group.
   index_vector groups;
   if (grouper_) {
     const index_t bias = descriptor_.options().with_bias ? 1 : 0;
@@ -89,6 +93,7 @@ python_object ridge_regression_bridge::regularization() const {
 python_object ridge_regression_bridge::regularization_groups() const {
   const auto fitted = require_fitted(fitted_);
   const index_vector& groups = fitted->regularization_groups;
+  // As doubles: numpy.zeros makes no other array.
   dense_vector numbers = allocate_vector(groups.size());
   std::transform(groups.begin(), groups.end(), numbers.begin(),
                  [](index_t group) { return static_cast<double>(group); });

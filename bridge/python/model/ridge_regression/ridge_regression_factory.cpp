@@ -23,6 +23,7 @@ using model::ridge_grouping_mode;
 using model::ridge_objective_mode;
 using model::ridge_regression_model_options;
 
+// The texts by which callers name a mode are compared exactly.
 std::optional<ridge_objective_mode> find_objective_mode(std::string_view text) {
   if (text == "loocv") return ridge_objective_mode::loocv;
   if (text == "gcv") return ridge_objective_mode::gcv;
@@ -55,6 +56,8 @@ bool read_modes(const char* objective_mode, const char* unknown_objective_mode,
   return true;
 }
 
+// `num_groups` is what the format letter I read: it takes a negative number for a large
+// one.
 PyObject* make_object(ridge_regression_model_options&& options, unsigned num_groups,
                       std::optional<grouper_bridge>&& grouper,
                       stacked_optimizer&& optimizer) {
@@ -69,6 +72,7 @@ PyObject* make_public_ridge_regression_model(PyObject* /*module*/, PyObject* arg
                                              PyObject* keywords) noexcept {
   constexpr std::array names{"init0",         "fit_intercept", "normalize", "score",
                              "grouping_mode", "num_groups",    "grouper",   "tolerance"};
+  // Defaults; the parser leaves alone what is not given. Object references are borrowed.
   PyObject* init0 = nullptr;
   int fit_intercept = 1;
   int normalize = 1;
@@ -116,6 +120,8 @@ PyObject* make_internal_ridge_regression_model(PyObject* /*module*/, PyObject* a
                              "record_stats",
                              "log",
                              "optimizer_initializer"};
+  // Defaults, those of the core's own options. The format letter p reads any object as true
+  // or false.
   int center_target = 1;
   int center_features = 1;
   int with_bias = 0;
@@ -150,6 +156,7 @@ PyObject* make_internal_ridge_regression_model(PyObject* /*module*/, PyObject* a
   options.rescale_features = rescale_features != 0;
 
   std::optional<grouper_bridge> grouping;
+  // A grouper of this factory is also told how many parameters it is to group.
   if (grouper != nullptr) grouping.emplace(python_object::share(grouper), true);
   return make_object(
       std::move(options), num_groups, std::move(grouping),

@@ -14,8 +14,11 @@ namespace {
 
 using model_type = ridge_regression_bridge;
 
-PyTypeObject* ridge_type = nullptr;  // set once, when the module is made
+// Set once, when the module is made.
+PyTypeObject* ridge_type = nullptr;
 
+// The two tables differ in `make_objective` alone. The interpreter keeps pointers into
+// them, and they end with an empty entry.
 const PyMethodDef fit_method = make_member_method<&model_type::fit>("fit", "fit the model");
 const PyMethodDef predict_method =
     make_member_method<&model_type::predict>("predict", "make predictions");

@@ -1,0 +1,52 @@
+# SPDX-License-Identifier: BSD-3-Clause
+"""What the tests of the bridge share: errors compared whole, objects that are nearly
+arrays, child processes, and the size of the process."""
+
+import os
+import subprocess
+import sys
+from pathlib import Path
+
+import pytest
+
+# An instrumented build ends the process where the heap is exhausted, and keeps freed memory
+# back: what is asked of either is asked of the plain build alone.
+SANITIZED = "TREVALON_SANITIZED" in os.environ
+
+
+class OwnError(Exception):
+    """What callables and objects of the tests raise, told from every other error."""
+
+
+def assert_raises(kind, text, function, *arguments, **keywords):
+    """The call raises this very type, with this text and no other."""
+    with pytest.raises(kind) as caught:
+        function(*arguments, **keywords)
+    assert type(caught.value) is kind
+    assert str(caught.value) == text
+
+
+class Shaped:
+    """The least that counts as a matrix: a `shape` and an iteration, neither checked."""
+
+    def __init__(self, rows, shape):
+        self.rows = rows
+        self.shape = shape
+
+    def __iter__(self):
+        return iter(self.rows)
+
+
+def run_child(program, *arguments):
+    """Runs a program text in an interpreter of its own, with this one's import path."""
+    environment = os.environ | {"PYTHONPATH": os.pathsep.join(filter(None, sys.path))}
+    return subprocess.run(
+        [sys.executable, "-c", program, *arguments],
+        capture_output=True, text=True, env=environment, timeout=120, check=False,
+    )  # fmt: skip
+
+
+def resident_bytes():
+    """Memory of this process that is in use, as the kernel counts it."""
+    pages = int(Path("/proc/self/statm").read_text().split()[1])
+    return pages * os.sysconf("SC_PAGE_SIZE")
