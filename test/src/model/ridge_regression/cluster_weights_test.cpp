@@ -31,12 +31,14 @@ long double deviation(const std::vector<double>& values, const groups_type& grou
     long double count = 0.0L;
     for (std::size_t i = 0; i < values.size(); ++i)
       if (groups[i] == group) {
-        sum += values[i];
+        sum += static_cast<long double>(values[i]);
         count += 1.0L;
       }
     for (std::size_t i = 0; i < values.size(); ++i)
-      if (groups[i] == group)
-        total += (values[i] - sum / count) * (values[i] - sum / count);
+      if (groups[i] == group) {
+        const long double difference = static_cast<long double>(values[i]) - sum / count;
+        total += difference * difference;
+      }
   }
   return total;
 }
@@ -70,9 +72,10 @@ long double least_deviation_by_recurrence(std::vector<double> values, index_t k)
       long double mean = 0.0L;  // of the entries i to j - 1, by Welford's updates
       long double squares = 0.0L;
       for (std::size_t i = j; i-- > 0;) {
-        const long double difference = values[i] - mean;
+        const auto value = static_cast<long double>(values[i]);
+        const long double difference = value - mean;
         mean += difference / static_cast<long double>(j - i);
-        squares += difference * (values[i] - mean);
+        squares += difference * (value - mean);
         next[j] = std::min(next[j], least[i] + squares);
       }
     }

@@ -69,12 +69,13 @@ std::vector<index_t> entries(const index_vector& values) {
   return {values.begin(), values.end()};
 }
 
-std::vector<double> expanded_point(const ridge_regression_model& model) {
+long_vector expanded_point(const ridge_regression_model& model) {
   const index_t count = model.regularization_scaled.size();
   const bool grouped = model.regularization.size() < count;
-  std::vector<double> point;
+  long_vector point;
   for (index_t j = 0; j < count; ++j)
-    point.push_back(model.regularization[grouped ? model.regularization_groups[j] : j]);
+    point.push_back(static_cast<long double>(
+        model.regularization[grouped ? model.regularization_groups[j] : j]));
   return point;
 }
 
@@ -82,12 +83,12 @@ void expect_consistent(const data_normalizer_options& normalization,
                        const sample_data& data, const ridge_regression_model& model) {
   const reference_problem problem(normalization, data);
   long_vector penalties;
-  for (const double t : expanded_point(model)) {
+  for (const long double t : expanded_point(model)) {
     const std::size_t j = penalties.size();
     const long double scaled = t * problem.target_scale / problem.scales[j];
     expect_close(model.regularization_scaled[static_cast<index_t>(j)], scaled * scaled,
                  1e-12);
-    penalties.push_back(static_cast<long double>(t) * t);
+    penalties.push_back(t * t);
   }
   const long_vector weights = solve_ridge(problem.columns, problem.target, penalties);
 

@@ -6,6 +6,7 @@
 
 #include <gtest/gtest.h>
 
+#include <array>
 #include <vector>
 
 #include "model/ridge_regression/ridge_regression_model_descriptor.h"
@@ -13,9 +14,9 @@
 
 namespace corvane::model {
 
-inline constexpr ridge_objective_mode all_scores[] = {ridge_objective_mode::loocv,
-                                                      ridge_objective_mode::gcv,
-                                                      ridge_objective_mode::range_risk};
+inline constexpr std::array all_scores = {ridge_objective_mode::loocv,
+                                          ridge_objective_mode::gcv,
+                                          ridge_objective_mode::range_risk};
 
 ridge_regression_model_options make_options(
     ridge_objective_mode score, ridge_grouping_mode grouping,
@@ -30,7 +31,7 @@ std::vector<double> entries(const_vector_view values);
 std::vector<index_t> entries(const index_vector& values);
 
 // The t of every penalized coefficient, through the groups where there are any.
-std::vector<double> expanded_point(const ridge_regression_model& model);
+long_vector expanded_point(const ridge_regression_model& model);
 
 // Weights, intercept, scaled regularization and predictions are those of the penalties
 // found, with the normalization undone.

@@ -19,7 +19,7 @@ measured_column normalize(bool center, bool rescale, const_vector_view raw) {
   measured_column result{long_vector(raw.begin(), raw.end()), 0.0L, 1.0L};
   const auto n = static_cast<long double>(raw.size());
   if (center)
-    for (const double value : raw) result.mean += value / n;
+    for (const long double value : result.normalized) result.mean += value / n;
   for (long double& value : result.normalized) value -= result.mean;
   if (rescale) {
     long double squares = 0.0L;

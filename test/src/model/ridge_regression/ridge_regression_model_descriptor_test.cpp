@@ -75,7 +75,7 @@ TEST(ridge_regression_model_descriptor, the_fit_minimizes_the_leave_one_out_erro
   const auto error_at = [&](long double t) {
     return static_cast<double>(leave_one_out_error(problem, long_vector(4, t * t)));
   };
-  const long double t = model.regularization[0];
+  const auto t = static_cast<long double>(model.regularization[0]);
   EXPECT_NEAR(model.score, error_at(t), 1e-12);
   EXPECT_LT(model.score, error_at(0.8L * t));
   EXPECT_LT(model.score, error_at(1.25L * t));
@@ -98,7 +98,7 @@ TEST(ridge_regression_model_descriptor, a_fit_to_raw_data_finds_the_same_weights
   const reference_problem normalized({}, data);
   const reference_problem raw({true, true, false, false, false}, data);
   long_vector strengths;
-  for (const double t : expanded_point(model)) {
+  for (const long double t : expanded_point(model)) {
     const long double root = t * normalized.scales[strengths.size()];
     strengths.push_back(root * root);
   }

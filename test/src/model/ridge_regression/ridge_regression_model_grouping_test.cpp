@@ -104,8 +104,8 @@ TEST(ridge_grouping, the_groups_are_the_clusters_of_the_squared_first_weights) {
   const reference_problem problem({}, data);
   std::vector<double> squares;
   for (std::size_t j = 0; j < 5; ++j) {
-    const auto normalized = double(first.weights[static_cast<index_t>(j)] *
-                                   problem.scales[j] / problem.target_scale);
+    const double normalized = first.weights[static_cast<index_t>(j)] *
+                              double(problem.scales[j] / problem.target_scale);
     squares.push_back(normalized * normalized);
   }
   for (const index_t k : {2, 3, 4})
