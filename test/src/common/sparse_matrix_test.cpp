@@ -4,6 +4,7 @@
 // product is the dense matrix that the descriptor stands for, multiplied entry by entry.
 #include <gtest/gtest.h>
 
+#include <array>
 #include <cmath>
 #include <limits>
 #include <utility>
@@ -91,8 +92,8 @@ void expect_product(const stored_matrix& a, sparse_matrix_form form, transpositi
   }
 }
 
-constexpr transposition all_operations[] = {transposition::none, transposition::transpose,
-                                            transposition::conjugate};
+constexpr std::array all_operations{transposition::none, transposition::transpose,
+                                    transposition::conjugate};
 
 TEST(sparse_matrix_handle, an_empty_one_is_destroyed_without_the_kernel) {
   // The kernel refuses to destroy nothing, so asking it would end the process.
@@ -110,8 +111,9 @@ TEST(sparse_matrix_handle, moved_twice_leaves_the_last_target_as_the_only_owner)
   sparse_matrix_handle second = std::move(first);
   sparse_matrix_handle third;
   third = std::move(second);
-  EXPECT_EQ(first.handle(), nullptr);   // NOLINT(bugprone-use-after-move): what is proved
-  EXPECT_EQ(second.handle(), nullptr);  // NOLINT(bugprone-use-after-move): what is proved
+  // That a moved-from handle is empty is what is proved here.
+  EXPECT_EQ(first.handle(), nullptr);   // NOLINT(bugprone-use-after-move,clang-analyzer*)
+  EXPECT_EQ(second.handle(), nullptr);  // NOLINT(bugprone-use-after-move,clang-analyzer*)
   EXPECT_EQ(third.handle(), object);
 }
 

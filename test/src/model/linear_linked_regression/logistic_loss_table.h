@@ -4,6 +4,8 @@
 // at y = +1 and its derivatives in z, computed with 50 digits and rounded once to double.
 #pragma once
 
+#include <array>
+
 namespace corvane::testing {
 
 struct logistic_loss_row {
@@ -18,7 +20,7 @@ struct logistic_loss_row {
 
 // The rows ascend in z and are symmetric about z = 0.
 // clang-format off
-inline constexpr logistic_loss_row logistic_loss_table[] = {
+inline constexpr auto logistic_loss_table = std::to_array<logistic_loss_row>({
     {-800.0, 0.0, 800.0, -1.0, 0.0, 0.0, 0.0},
     {-746.0, 0.0, 746.0, -1.0, 0.0, 0.0, 0.0},
     {-745.0, 5e-324, 745.0, -1.0, 5e-324, 5e-324, 5e-324},
@@ -70,7 +72,7 @@ inline constexpr logistic_loss_row logistic_loss_table[] = {
     {745.0, 1.0, 5e-324, -5e-324, 5e-324, -5e-324, 5e-324},
     {746.0, 1.0, 0.0, -0.0, 0.0, -0.0, 0.0},
     {800.0, 1.0, 0.0, -0.0, 0.0, -0.0, 0.0},
-};
+});
 // clang-format on
 
 }  // namespace corvane::testing

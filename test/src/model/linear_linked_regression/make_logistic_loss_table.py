@@ -44,6 +44,8 @@ HEADER = """\
 // at y = +1 and its derivatives in z, computed with 50 digits and rounded once to double.
 #pragma once
 
+#include <array>
+
 namespace corvane::testing {
 
 struct logistic_loss_row {
@@ -58,10 +60,10 @@ struct logistic_loss_row {
 
 // The rows ascend in z and are symmetric about z = 0.
 // clang-format off
-inline constexpr logistic_loss_row logistic_loss_table[] = {"""
+inline constexpr auto logistic_loss_table = std::to_array<logistic_loss_row>({"""
 
 FOOTER = """\
-};
+});
 // clang-format on
 
 }  // namespace corvane::testing"""

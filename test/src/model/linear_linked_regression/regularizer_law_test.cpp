@@ -64,18 +64,16 @@ struct weight_law {
 
 // Each derivative in w along `direction`; the penalties are separable.
 void expect_weight_law(const weight_law& law) {
-  for (const auto& [name, owner, theta] : all_penalties(s)) {
-    const regularizer& penalty = *owner;
-    const numbers& hyperparameters = theta;
-    SCOPED_TRACE(name);
+  for (const named_penalty& example : all_penalties(s)) {
+    const regularizer& penalty = *example.penalty;
+    const numbers& theta = example.theta;
+    SCOPED_TRACE(example.name);
     const index_t Q = penalty.num_hyperparameters();
     const auto at = [&](vector_operation compute, double t) {
-      return derivative_of(penalty, compute, hyperparameters,
-                           moved(law.w, t, law.direction));
+      return derivative_of(penalty, compute, theta, moved(law.w, t, law.direction));
     };
     const auto rows_at = [&](sparse_operation compute, index_t num_rows, double t) {
-      return rows_of(penalty, compute, num_rows, hyperparameters,
-                     moved(law.w, t, law.direction));
+      return rows_of(penalty, compute, num_rows, theta, moved(law.w, t, law.direction));
     };
     const auto expect_vector = [&](vector_operation lower, vector_operation upper) {
       EXPECT_TRUE(is_derivative_of([&](double t) { return at(lower, t); },
@@ -131,18 +129,18 @@ TEST(regularizer_in_the_weights,
 }
 
 TEST(regularizer_in_the_weights, the_gradient_is_that_of_the_value) {
-  for (const auto& [name, owner, theta] : all_penalties(s)) {
+  for (const named_penalty& example : all_penalties(s)) {
     for (const numbers& w : {inside, outside, mixed}) {
-      SCOPED_TRACE(name);
-      const regularizer& penalty = *owner;
-      const numbers& hyperparameters = theta;
+      SCOPED_TRACE(example.name);
+      const regularizer& penalty = *example.penalty;
+      const numbers& theta = example.theta;
       const numbers slope = derivative_of(penalty, gradient, theta, w);
       const numbers room = room_of(w);
       for (std::size_t k = 0; k < w.size(); ++k) {
         numbers direction(w.size(), 0.0);
         direction[k] = room[k];
         const auto value_at = [&](double t) {
-          return numbers{value_of(penalty, hyperparameters, moved(w, t, direction))};
+          return numbers{value_of(penalty, theta, moved(w, t, direction))};
         };
         EXPECT_TRUE(is_derivative_of(value_at, {slope[k] * room[k]},
                                      {.first_step = 0.5, .noise = 1e-14}));
@@ -153,27 +151,27 @@ TEST(regularizer_in_the_weights, the_gradient_is_that_of_the_value) {
 
 // One hyperparameter after the other.
 void expect_hyperparameter_law(const numbers& w, ladder_options options) {
-  for (const auto& [name, owner, theta] : all_penalties(s)) {
-    const regularizer& penalty = *owner;
-    const numbers& here = theta;
-    SCOPED_TRACE(name);
+  for (const named_penalty& example : all_penalties(s)) {
+    const regularizer& penalty = *example.penalty;
+    const numbers& theta = example.theta;
+    SCOPED_TRACE(example.name);
     const index_t Q = penalty.num_hyperparameters();
     const auto p = static_cast<std::ptrdiff_t>(w.size());
     for (index_t a = 0; a < Q; ++a) {
       SCOPED_TRACE(a);
       const auto theta_at = [&](double t) {
-        numbers there = here;
+        numbers there = theta;
         there[static_cast<std::size_t>(a)] += t;
         return there;
       };
       const auto expect_first = [&](vector_operation lower, sparse_operation upper) {
-        const numbers rows = rows_of(penalty, upper, Q, here, w);
+        const numbers rows = rows_of(penalty, upper, Q, theta, w);
         EXPECT_TRUE(is_derivative_of(
             [&](double t) { return derivative_of(penalty, lower, theta_at(t), w); },
             numbers(rows.begin() + a * p, rows.begin() + (a + 1) * p), options));
       };
       const auto expect_second = [&](sparse_operation lower, sparse_operation upper) {
-        const numbers rows = rows_of(penalty, upper, num_pairs(Q), here, w);
+        const numbers rows = rows_of(penalty, upper, num_pairs(Q), theta, w);
         numbers claimed;
         for (index_t b = 0; b < Q; ++b) {
           const auto first = pair_index(std::min(a, b), std::max(a, b), Q) * p;

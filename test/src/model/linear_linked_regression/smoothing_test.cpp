@@ -70,13 +70,13 @@ TEST(smoothing_basis, solves_for_the_value_and_four_derivatives_at_the_threshold
 // The derivative of the given order just inside the threshold against that at it, measured
 // in the size that it has for a power near one.
 template <int order, class Function>
-void expect_no_step(const Function& derivative, const char* name) {
+void expect_no_step(const Function& derivative) {
   for (const double side : {-1.0, 1.0}) {
     const double from_polynomial = derivative(side * std::nextafter(s, 0.0));
     const double from_power = derivative(side * s);
     const double size = std::pow(s, 1 - order);
     EXPECT_NEAR(from_polynomial / size, from_power / size, 1e-11)
-        << name << ", derivative " << order << " at " << side * s;
+        << "derivative " << order << " at " << side * s;
   }
 }
 
@@ -87,31 +87,31 @@ TEST(smoothing, a_weight_at_the_threshold_takes_the_power_and_just_inside_the_po
 }
 
 TEST(smoothing, value_and_four_derivatives_agree_across_the_join) {
-  for (const auto& [name, owner, theta] : all_penalties(s)) {
-    const regularizer& penalty = *owner;
-    const numbers& hyperparameters = theta;
+  for (const named_penalty& example : all_penalties(s)) {
+    const regularizer& penalty = *example.penalty;
+    const numbers& theta = example.theta;
+    SCOPED_TRACE(example.name);
     // The sum of all entries when every weight is w.
     const auto total = [&](vector_operation compute, double w) {
       double sum = 0.0;
-      for (const double entry :
-           derivative_of(penalty, compute, hyperparameters, numbers(9, w)))
+      for (const double entry : derivative_of(penalty, compute, theta, numbers(9, w)))
         sum += entry;
       return sum;
     };
-    const auto value = [&](double w) {
-      return value_of(penalty, hyperparameters, numbers(9, w));
-    };
-    expect_no_step<0>(value, name.c_str());
-    expect_no_step<1>([&](double w) { return total(gradient, w); }, name.c_str());
-    expect_no_step<2>([&](double w) { return total(second_derivative, w); }, name.c_str());
-    expect_no_step<3>([&](double w) { return total(third_derivative, w); }, name.c_str());
-    expect_no_step<4>([&](double w) { return total(fourth_derivative, w); }, name.c_str());
+    const auto value = [&](double w) { return value_of(penalty, theta, numbers(9, w)); };
+    expect_no_step<0>(value);
+    expect_no_step<1>([&](double w) { return total(gradient, w); });
+    expect_no_step<2>([&](double w) { return total(second_derivative, w); });
+    expect_no_step<3>([&](double w) { return total(third_derivative, w); });
+    expect_no_step<4>([&](double w) { return total(fourth_derivative, w); });
   }
 }
 
 TEST(smoothing, the_derivatives_in_the_hyperparameters_agree_across_the_join) {
-  for (const auto& [name, owner, theta] : all_penalties(s)) {
-    const regularizer& penalty = *owner;
+  for (const named_penalty& example : all_penalties(s)) {
+    const regularizer& penalty = *example.penalty;
+    const numbers& theta = example.theta;
+    SCOPED_TRACE(example.name);
     const index_t Q = penalty.num_hyperparameters();
     const auto expect_rows = [&](sparse_operation compute, index_t num_rows, int order) {
       const numbers at = rows_of(penalty, compute, num_rows, theta, numbers(9, s));
@@ -119,7 +119,7 @@ TEST(smoothing, the_derivatives_in_the_hyperparameters_agree_across_the_join) {
           rows_of(penalty, compute, num_rows, theta, numbers(9, std::nextafter(s, 0.0)));
       const double size = std::pow(s, 1 - order);
       for (std::size_t k = 0; k < at.size(); ++k)
-        EXPECT_NEAR(at[k] / size, below[k] / size, 1e-10) << name << ", entry " << k;
+        EXPECT_NEAR(at[k] / size, below[k] / size, 1e-10) << "entry " << k;
     };
     expect_rows(gradient_in_theta, Q, 1);
     expect_rows(gradient_in_theta_twice, num_pairs(Q), 1);
