@@ -55,8 +55,8 @@ bool aloocv_objective::solve_inner_problem(const_vector_view theta) {
   inner_objective_.set_hyperparameters(theta);
   if (!run_inner_optimizer()) return false;
   hessian_factor_ = inner_result_.hessian;
-  if (!inner_result_.positive_definite || !settle_at_solution()) return false;
-  return potrf(hessian_factor_) == 0;
+  return inner_result_.positive_definite && !inner_objective_.is_exhausted() &&
+         settle_at_solution() && potrf(hessian_factor_) == 0;
 }
 
 bool aloocv_objective::run_inner_optimizer() {

@@ -59,6 +59,7 @@ bool loss_objective::accepts_hyperparameters(const_vector_view theta) const {
 
 void loss_objective::set_hyperparameters(const_vector_view theta) {
   std::fill(weights_.begin(), weights_.end(), nan);
+  num_iterations_ = 0;
   hyperparameters_ = theta;
   const vector_view slope = regularizer_gradient_at_zero_;
   const regularizer_status status = gradient_at_zero(theta, slope);
@@ -79,7 +80,14 @@ void loss_objective::refresh(const_vector_view w) {
   gemv(1.0, plain, X_, w, 0.0, predictions_);
 }
 
+void loss_objective::begin_iteration(const_vector_view /*w*/, double /*value*/,
+                                     const_vector_view /*gradient*/,
+                                     const_symmetric_view /*hessian*/) {
+  ++num_iterations_;
+}
+
 bool loss_objective::compute_value(const_vector_view w, double& value) {
+  if (is_exhausted()) return false;
   refresh(w);
   scoped_allocator scratch;
   const vector_view losses = scratch.vector(y_.size());

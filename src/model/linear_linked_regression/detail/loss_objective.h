@@ -34,9 +34,18 @@ class loss_objective final : public optimization_objective_helper {
   // The penalty has a slope at w = 0.
   bool is_nonsmooth_at_zero() const { return is_nonsmooth_at_zero_; }
 
+  // A run of the optimizer that takes more iterations than any sound problem needs (tens)
+  // will not end in a lifetime: a huge theta with groups of very different strengths makes
+  // steps too short to arrive. From there on the objective is undefined, which ends the
+  // run.
+  static constexpr int iteration_limit = 1000;
+  bool is_exhausted() const { return num_iterations_ > iteration_limit; }
+
   bool compute_value(const_vector_view w, double& value) override;
   bool compute_gradient_hessian(const_vector_view w, vector_view gradient,
                                 symmetric_view hessian) override;
+  void begin_iteration(const_vector_view w, double value, const_vector_view gradient,
+                       const_symmetric_view hessian) override;
 
   // The last point asked for; NaN before the first one.
   const_vector_view weights() const { return weights_; }
@@ -54,6 +63,7 @@ class loss_objective final : public optimization_objective_helper {
 
   dense_vector regularizer_gradient_at_zero_;
   bool is_nonsmooth_at_zero_ = false;
+  int num_iterations_ = 0;  // since theta was set
   std::shared_ptr<const linear_loss_link> loss_link_;
   std::shared_ptr<const regularizer> regularizer_;
   const_matrix_view X_;
