@@ -86,6 +86,7 @@ TEST(logistic_loss_link, where_the_probability_rounds_to_one_the_curvature_is_ze
 
 TEST(logistic_loss_link, a_prediction_may_take_the_place_of_its_argument) {
   std::vector<double> z;
+  z.reserve(logistic_loss_table.size());
   for (const auto& row : logistic_loss_table) z.push_back(row.z);
   const auto n = static_cast<index_t>(z.size());
   std::vector<double> apart(z.size());
