@@ -8,6 +8,7 @@
 
 #include <gtest/gtest.h>
 
+#include <array>
 #include <cmath>
 #include <cstring>
 #include <limits>
@@ -131,12 +132,11 @@ void expect_matrix(const padded_matrix<T>& actual, const padded_matrix<T>& befor
   expect_matrix(actual, before, wanted, [](int, int) { return true; });
 }
 
-inline constexpr transposition all_transpositions[] = {
+inline constexpr std::array all_transpositions{
     transposition::none, transposition::transpose, transposition::conjugate};
 // Any value but 0 means lower.
-inline constexpr triangle all_triangles[] = {triangle::upper, triangle::lower,
-                                             static_cast<triangle>(5)};
-inline constexpr diagonal_kind all_diagonals[] = {diagonal_kind::general,
-                                                  diagonal_kind::unit};
+inline constexpr std::array all_triangles{triangle::upper, triangle::lower,
+                                          static_cast<triangle>(5)};
+inline constexpr std::array all_diagonals{diagonal_kind::general, diagonal_kind::unit};
 
 }  // namespace corvane::test

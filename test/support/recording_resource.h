@@ -35,7 +35,8 @@ class recording_resource final : public std::pmr::memory_resource {
 
   void do_deallocate(void* block, std::size_t bytes, std::size_t alignment) override {
     deallocations_.push_back({block, bytes, alignment});
-    std::pmr::new_delete_resource()->deallocate(block, bytes, alignment);
+    if (block != nullptr)
+      std::pmr::new_delete_resource()->deallocate(block, bytes, alignment);
   }
 
   bool do_is_equal(const std::pmr::memory_resource& other) const noexcept override {

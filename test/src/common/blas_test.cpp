@@ -5,6 +5,8 @@
 
 #include <gtest/gtest.h>
 
+#include <array>
+
 #include "support/padded_matrix.h"
 
 namespace corvane {
@@ -21,7 +23,7 @@ using test::random_matrix;
 using test::random_triangle;
 using test::symmetric_element;
 
-constexpr int sizes[] = {0, 1, 3, 8};
+constexpr std::array sizes{0, 1, 3, 8};
 
 template <class T>
 class blas_forwarder : public testing::Test {};

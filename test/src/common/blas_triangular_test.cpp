@@ -4,6 +4,7 @@
 // multiplied back.
 #include <gtest/gtest.h>
 
+#include <array>
 #include <csignal>
 
 #include "common/blas.h"
@@ -22,7 +23,7 @@ using test::random_matrix;
 using test::random_triangle;
 using test::triangular_element;
 
-constexpr int sizes[] = {0, 1, 3, 8};
+constexpr std::array sizes{0, 1, 3, 8};
 
 template <class T>
 class blas_triangular : public testing::Test {};

@@ -6,6 +6,7 @@
 
 #include <gtest/gtest.h>
 
+#include <array>
 #include <climits>
 #include <cmath>
 #include <limits>
@@ -31,7 +32,7 @@ using padded = padded_matrix<double>;
 constexpr double nan = std::numeric_limits<double>::quiet_NaN();
 constexpr double alpha = -0.75;
 constexpr double beta = 0.5;
-constexpr int sizes[] = {0, 1, 5};
+constexpr std::array sizes{0, 1, 5};
 
 matrix_block block(padded& a) { return {a.begin(), a.rows, a.cols, a.stride}; }
 const_matrix_block block(const padded& a) { return {a.begin(), a.rows, a.cols, a.stride}; }

@@ -181,7 +181,7 @@ TEST(scoped_allocator, each_thread_has_an_arena_of_its_own) {
 struct last_of_the_thread {
   ~last_of_the_thread() {
     scoped_allocator scope;
-    double* block = scope.take<double>(8);
+    auto* block = scope.take<double>(8);
     block[7] = 1.0;
     served_by_heap = !in_arena(scope, block);
     served_zero_bytes = scope.do_allocate(0, 1) != nullptr;

@@ -57,7 +57,8 @@ TEST(n_array, built_from_a_shape_of_no_elements_holds_null_and_never_calls_the_r
     EXPECT_EQ(a.cols(), 5);
     EXPECT_EQ(a.capacity(), 0);
     EXPECT_EQ(s.data(), nullptr);
-    const dense_matrix copied{a};
+    dense_matrix copied;
+    copied = a;
     EXPECT_EQ(copied.cols(), 5);
   }
   EXPECT_EQ(resource.num_calls(), 0U);
