@@ -79,8 +79,7 @@ ridge_problem rotated_densely(const ridge_problem& problem) {
   for (index_t j = 0; j < p; ++j) {
     real_vector column(static_cast<std::size_t>(n));
     for (index_t i = 0; i < k; ++i)
-      column[static_cast<std::size_t>(i)] =
-          static_cast<real>(f.s[i]) * static_cast<real>(f.vt(i, j));
+      column[static_cast<std::size_t>(i)] = widened(f.s[i]) * widened(f.vt(i, j));
     const real_vector bins = all_bins(column);
     for (index_t i = 0; i < 2 * n; ++i) rotated.X(i, j) = bins[static_cast<std::size_t>(i)];
   }
@@ -89,8 +88,7 @@ ridge_problem rotated_densely(const ridge_problem& problem) {
   real_vector turned(y.begin(), y.end());
   for (index_t i = 0; i < k; ++i) {
     real sum = 0.0L;
-    for (index_t row = 0; row < k; ++row)
-      sum += static_cast<real>(f.u(row, i)) * static_cast<real>(y[row]);
+    for (index_t row = 0; row < k; ++row) sum += widened(f.u(row, i)) * widened(y[row]);
     turned[static_cast<std::size_t>(i)] = sum;
   }
   rotated.y = all_bins(turned);

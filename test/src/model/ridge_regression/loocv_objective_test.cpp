@@ -152,7 +152,8 @@ TEST(loocv_objective, the_residuals_are_orthogonal_to_an_unpenalized_bias_column
   real sum_of_residuals = 0.0L;
   for (index_t i = 0; i < 18; ++i) {
     sum_of_residuals += problem.y[static_cast<std::size_t>(i)];
-    for (index_t j = 0; j < 4; ++j) sum_of_residuals -= problem.X(i, j) * weights[j];
+    for (index_t j = 0; j < 4; ++j)
+      sum_of_residuals -= problem.X(i, j) * widened(weights[j]);
   }
   EXPECT_NEAR(static_cast<double>(sum_of_residuals), 0.0, 1e-13);
 }
@@ -242,8 +243,8 @@ TEST(loocv_objective, design_and_target_are_taken_over_without_a_copy) {
   dense_matrix design = problem.design();
   dense_vector target = problem.target();
   const loocv_objective objective{std::move(design), std::move(target)};
-  EXPECT_EQ(design.data(), nullptr);
-  EXPECT_EQ(target.data(), nullptr);
+  EXPECT_EQ(design.data(), nullptr);  // NOLINT(bugprone-use-after-move): the promise tested
+  EXPECT_EQ(target.data(), nullptr);  // NOLINT(bugprone-use-after-move): the promise tested
 }
 
 }  // namespace corvane::model::ridge_regression_detail

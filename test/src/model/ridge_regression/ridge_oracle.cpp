@@ -47,7 +47,8 @@ class observation_terms {
 
   real gradient(index_t j) const {
     real sum = 0.0L;
-    for (std::size_t r = 0; r < o_.s.size(); ++r) sum += 2.0L * o_.s[r] * T(r, j);
+    for (std::size_t r = 0; r < o_.s.size(); ++r)
+      sum += 2.0L * o_.s[r] * residual_slope(r, j);
     return sum;
   }
 
@@ -56,30 +57,38 @@ class observation_terms {
     for (std::size_t r = 0; r < o_.s.size(); ++r) {
       const real u = o_.s[r] / o_.d;
       const real v = 2.0L * u / o_.d;
-      const real second = Q(j) * Q(k) * v + Q2(k, j) * u -
-                          (P(r, j) * Q(k) + P(r, k) * Q(j)) / o_.d / o_.d -
-                          P2(r, k, j) / o_.d;
-      sum += 2.0L * o_.s[r] * second + 2.0L * T(r, j) * T(r, k);
+      const real second = leverage_slope(j) * leverage_slope(k) * v +
+                          leverage_curvature(k, j) * u -
+                          (prediction_slope(r, j) * leverage_slope(k) +
+                           prediction_slope(r, k) * leverage_slope(j)) /
+                              o_.d / o_.d -
+                          prediction_curvature(r, k, j) / o_.d;
+      sum += 2.0L * o_.s[r] * second + 2.0L * residual_slope(r, j) * residual_slope(r, k);
     }
     return sum;
   }
 
  private:
   real a(std::size_t r, index_t j) const { return o_.a[r][at(j)]; }
-  real P(std::size_t r, index_t j) const { return -2.0L * a(r, j) * w_[at(j)] / t_[at(j)]; }
-  real Q(index_t j) const {
+  real prediction_slope(std::size_t r, index_t j) const {
+    return -2.0L * a(r, j) * w_[at(j)] / t_[at(j)];
+  }
+  real leverage_slope(index_t j) const {
     real sum = 0.0L;
     for (std::size_t r = 0; r < o_.a.size(); ++r) sum += -2.0L * a(r, j) * a(r, j);
     return sum / t_[at(j)];
   }
-  real T(std::size_t r, index_t j) const { return Q(j) * o_.s[r] / o_.d - P(r, j) / o_.d; }
-  real P2(std::size_t r, index_t k, index_t j) const {
+  real residual_slope(std::size_t r, index_t j) const {
+    return leverage_slope(j) * o_.s[r] / o_.d - prediction_slope(r, j) / o_.d;
+  }
+  real prediction_curvature(std::size_t r, index_t k, index_t j) const {
     const real m = m_inverse_(k, j);
     const real tt = t_[at(j)] * t_[at(k)];
-    if (k == j) return 8.0L * a(r, j) * m * w_[at(j)] / tt + P(r, j) / t_[at(j)];
+    if (k == j)
+      return 8.0L * a(r, j) * m * w_[at(j)] / tt + prediction_slope(r, j) / t_[at(j)];
     return 4.0L * (a(r, j) * w_[at(k)] + a(r, k) * w_[at(j)]) * m / tt;
   }
-  real Q2(index_t k, index_t j) const {
+  real leverage_curvature(index_t k, index_t j) const {
     const real tt = t_[at(j)] * t_[at(k)];
     real sum = 0.0L;
     for (std::size_t r = 0; r < o_.a.size(); ++r) {
@@ -127,7 +136,7 @@ void ridge_problem::append_bias_column() {
   real_matrix wider{X.rows, X.cols + 1};
   for (index_t i = 0; i < X.rows; ++i) {
     for (index_t j = 0; j < X.cols; ++j) wider(i, j) = X(i, j);
-    wider(i, X.cols) = 1.0 / std::sqrt(static_cast<double>(X.rows));
+    wider(i, X.cols) = widened(1.0 / std::sqrt(static_cast<double>(X.rows)));
   }
   X = wider;
 }
@@ -143,10 +152,10 @@ ridge_problem make_problem(index_t n, index_t p, unsigned seed) {
     for (index_t j = 0; j < p; ++j) {
       const double length = 1.0 + 0.1 * static_cast<double>(j);
       const double x = length * (normal(generator) + 0.5 * shared) / root;
-      problem.X(i, j) = x;
+      problem.X(i, j) = widened(x);
       y += x / (1.0 + static_cast<double>(j));
     }
-    problem.y[at(i)] = y + 0.2;
+    problem.y[at(i)] = widened(y + 0.2);
   }
   return problem;
 }
@@ -221,7 +230,7 @@ real_matrix normal_matrix(const real_matrix& X, const std::vector<double>& t) {
   real_matrix a = gram(X);
   for (std::size_t j = 0; j < t.size(); ++j) {
     const auto i = static_cast<index_t>(j);
-    a(i, i) += static_cast<real>(t[j]) * static_cast<real>(t[j]);
+    a(i, i) += widened(t[j]) * widened(t[j]);
   }
   return a;
 }
@@ -306,12 +315,12 @@ score_derivatives range_risk_by_loops(const ridge_problem& problem,
   }
   for (index_t j = 0; j < problem.X.cols; ++j) score.value += 2.0L * s2 * hat_core(j, j);
   for (index_t j = 0; j < q; ++j) {
-    const real tj = t[at(j)];
+    const real tj = widened(t[at(j)]);
     const real bj = beta[at(j)];
     score.gradient[at(j)] = 4.0L * tj * (bj * bj - v[at(j)] * bj - K(j, j) * s2);
     for (index_t k = j; k < q; ++k) {
       const real bk = beta[at(k)];
-      const real tt = tj * t[at(k)];
+      const real tt = tj * widened(t[at(k)]);
       const real direct = k == j ? 4.0L * (bj * bj - v[at(j)] * bj - s2 * K(j, j)) : 0.0L;
       score.hessian(k, j) = direct +
                             16.0L * tt * (s2 * K(k, j) - bj * bk) * a_inverse(k, j) +
@@ -331,7 +340,8 @@ score_derivatives range_risk_by_loops(const ridge_problem& problem,
   symmetric_matrix hessian{q, q};
   if (!objective.compute_value_gradient_hessian(view_of(t), value, gradient, hessian))
     return ::testing::AssertionFailure() << "undefined";
-  const real value_error = std::abs(value - expected.value) / std::abs(expected.value);
+  const real value_error =
+      std::abs(widened(value) - expected.value) / std::abs(expected.value);
   real gradient_scale = 0.0L;
   real gradient_error = 0.0L;
   real hessian_scale = 0.0L;
@@ -339,17 +349,17 @@ score_derivatives range_risk_by_loops(const ridge_problem& problem,
   for (index_t j = 0; j < q; ++j) {
     const real entry = expected.gradient[at(j)];
     gradient_scale = std::max(gradient_scale, std::abs(entry));
-    gradient_error = std::max(gradient_error, std::abs(gradient[j] - entry));
+    gradient_error = std::max(gradient_error, std::abs(widened(gradient[j]) - entry));
     for (index_t i = j; i < q; ++i) {
       hessian_scale = std::max(hessian_scale, std::abs(expected.hessian(i, j)));
-      hessian_error =
-          std::max(hessian_error, std::abs(hessian(i, j) - expected.hessian(i, j)));
+      hessian_error = std::max(hessian_error,
+                               std::abs(widened(hessian(i, j)) - expected.hessian(i, j)));
     }
   }
   // The comparisons are written so that a NaN fails them.
-  const bool agree = value_error <= tolerance &&
-                     gradient_error <= tolerance * gradient_scale &&
-                     hessian_error <= tolerance * hessian_scale;
+  const real share = widened(tolerance);
+  const bool agree = value_error <= share && gradient_error <= share * gradient_scale &&
+                     hessian_error <= share * hessian_scale;
   if (agree) return ::testing::AssertionSuccess();
   return ::testing::AssertionFailure() << "relative errors: value " << value_error
                                        << ", gradient " << gradient_error / gradient_scale

@@ -17,6 +17,8 @@ namespace corvane::model::ridge_regression_detail {
 using real = long double;
 using real_vector = std::vector<real>;
 
+inline real widened(double x) { return static_cast<real>(x); }
+
 struct real_matrix {
   index_t rows = 0;
   index_t cols = 0;
