@@ -1,7 +1,18 @@
 // SPDX-License-Identifier: BSD-3-Clause
 #include "model/warped_linear_regression/tanh_step_coefficients.h"
 
+#include <algorithm>
+
+#include "common/compensated_sum.h"
+
 namespace corvane::model::tanh_warper_detail {
+
+double mean_term(const_vector_view terms) {
+  const auto differs = [&](double term) { return term != terms[0]; };
+  const bool constant =
+      terms.size() > 0 && std::none_of(terms.begin(), terms.end(), differs);
+  return constant ? terms[0] : compensated_mean(terms);
+}
 
 step_coefficients make_step_coefficients(const_vector_view triple) {
   const double alpha = triple[0];

@@ -60,6 +60,12 @@ struct step_curvatures {
   double slope_gamma_gamma_ss;   // -2 alpha^2 beta^6, of s^2
 };
 
+// The mean of a term of a step over the targets: a compensated sum divided by the count.
+// The mean of equal terms is that term, which the rounded division may miss by an ulp:
+// where all targets are equal, or a step is saturated at all of them, its contribution is
+// exactly zero.
+double mean_term(const_vector_view terms);
+
 // From the three parameters of a step.
 step_coefficients make_step_coefficients(const_vector_view triple);
 step_curvatures make_step_curvatures(const_vector_view triple);

@@ -5,7 +5,6 @@
 #include <stdexcept>
 #include <utility>
 
-#include "common/compensated_sum.h"
 #include "common/finite.h"
 #include "common/scoped_allocator.h"
 #include "model/warped_linear_regression/tanh_inverse.h"
@@ -32,7 +31,7 @@ tanh_target_warper::tanh_target_warper(const tanh_target_warper_descriptor& desc
     const step_coefficients& step = step_coefficients_[static_cast<std::size_t>(k)];
     for (index_t i = 0; i < y.size(); ++i)
       terms[i] = std::tanh((y[i] + step.position) * step.steepness);
-    step_means_[k] = compensated_mean(terms);
+    step_means_[k] = mean_term(terms);
     for (index_t i = 0; i < y.size(); ++i)
       training_latents_[i] += (terms[i] - step_means_[k]) * step.height;
   }
