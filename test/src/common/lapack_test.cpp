@@ -6,10 +6,10 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <array>
 #include <cmath>
 #include <csignal>
 #include <limits>
-#include <tuple>
 #include <vector>
 
 #include "support/padded_matrix.h"
@@ -173,11 +173,19 @@ padded_matrix<T> explicit_q(const padded_matrix<T>& factor, const std::vector<T>
   return q;
 }
 
-const std::vector<std::tuple<int, int>> shapes = {{1, 1}, {3, 3}, {7, 4}, {4, 7}, {5, 1}};
+struct shape {
+  int rows;
+  int cols;
+};
+
+constexpr std::array shapes{shape{1, 1}, shape{3, 3}, shape{7, 4}, shape{4, 7},
+                            shape{5, 1}};
 
 TYPED_TEST(lapack_forwarder, geqrf_and_ormqr_give_back_the_matrix) {
   using T = TypeParam;
-  for (const auto& [m, n] : shapes) {
+  for (const shape each : shapes) {
+    const int m = each.rows;
+    const int n = each.cols;
     const auto a = random_matrix<T>(m, n, 5);
     auto factor = a;
     std::vector<T> tau(static_cast<std::size_t>(std::min(m, n)));
@@ -193,7 +201,9 @@ TYPED_TEST(lapack_forwarder, geqrf_and_ormqr_give_back_the_matrix) {
 
 TYPED_TEST(lapack_forwarder, ormqr_applies_an_orthogonal_matrix_at_either_side) {
   using T = TypeParam;
-  for (const auto& [m, n] : shapes) {
+  for (const shape each : shapes) {
+    const int m = each.rows;
+    const int n = each.cols;
     auto factor = random_matrix<T>(m, n, 5);
     std::vector<T> tau(static_cast<std::size_t>(std::min(m, n)));
     ASSERT_EQ(lapack::geqrf<T>(m, n, factor.begin(), factor.stride, tau.data()), 0);
@@ -227,8 +237,10 @@ void expect_svd(const padded_matrix<T>& a, const padded_matrix<T>& u,
 
 TYPED_TEST(lapack_forwarder, gesdd_gives_back_the_matrix_from_all_and_from_thin_factors) {
   using T = TypeParam;
-  for (const auto& [m, n] : shapes)
+  for (const shape each : shapes)
     for (const svd_job job : {svd_job::all, svd_job::thin}) {
+      const int m = each.rows;
+      const int n = each.cols;
       const auto a = random_matrix<T>(m, n, 6);
       auto destroyed = a;
       const int least = std::min(m, n);
