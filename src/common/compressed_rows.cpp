@@ -21,6 +21,7 @@ bool columns_are_inside(const object& a) {
                      [&a](index_t j) { return j >= 0 && j < a.columns; });
 }
 
+// The descriptor's triangle alone is read; what else is stored does not count.
 bool is_in_triangle(descriptor how, index_t row, index_t column) {
   if (how.type == structure::general) return true;
   return how.fill == stored_triangle::lower ? row >= column : row <= column;
@@ -42,6 +43,7 @@ void for_each_entry(const object& a, descriptor how, Visit visit) {
   }
 }
 
+// With beta 0 whatever Y held, a NaN too, is gone: 0 times it is not formed.
 void scale(double beta, matrix_block y) {
   if (beta == 0.0) {
     fill(y, 0.0);
@@ -51,6 +53,7 @@ void scale(double beta, matrix_block y) {
     for (double& entry : y.column(j)) entry *= beta;
 }
 
+// Y is op(A)'s rows by X's columns, and what mirrors a triangle needs a square A.
 bool shapes_agree(transposition op, const object& a, descriptor how, const_matrix_block x,
                   matrix_block y) {
   if (how.type != structure::general && a.rows != a.columns) return false;

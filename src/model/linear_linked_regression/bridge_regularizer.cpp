@@ -32,6 +32,7 @@ void bridge_regularizer::initialize_hyperparameters(vector_view theta) const {
   std::fill(theta.begin(), theta.end(), 0.5);
 }
 
+// sum over the groups of lambda^2 sum over the group of phi(w)
 bool bridge_regularizer::compute_value(const_vector_view theta, const_vector_view w,
                                        double& value) const {
   scoped_allocator scratch;
@@ -90,6 +91,7 @@ regularizer_status bridge_regularizer::build_hessian(const_vector_view theta,
   return build_hyperparameter_pair_rows(mapping_, num_kinds, entry, out);
 }
 
+// What follows gives each operation of the interface its order of differentiation.
 regularizer_status bridge_regularizer::compute_gradient(const_vector_view theta,
                                                         const_vector_view w,
                                                         vector_view r1) const {

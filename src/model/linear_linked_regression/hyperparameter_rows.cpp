@@ -12,6 +12,7 @@ sparse_row_builder::sparse_row_builder(index_t num_rows, std::size_t expected_en
 }
 
 void sparse_row_builder::append(index_t column, double value) {
+  // A NaN is unequal to zero and stays, so that it is seen further up.
   if (value == 0.0) return;
   values_.push_back(value);
   column_indices_.push_back(column);

@@ -8,6 +8,7 @@ namespace corvane::model::loss_link_detail {
 
 namespace {
 
+// For z below -709 exp(-z) overflows, and the quotient is the exact limit 0.
 double probability(double z) { return 1.0 / (std::exp(-z) + 1.0); }
 
 }  // namespace
@@ -17,6 +18,7 @@ void logistic_log_likelihood_loss_link::compute_prediction(const_vector_view z,
   std::transform(z.begin(), z.end(), out.begin(), probability);
 }
 
+// log(1 + exp(-y z)): log1p keeps the digits of a small exp(-y z)
 bool logistic_log_likelihood_loss_link::compute_loss(const_vector_view y,
                                                      const_vector_view z,
                                                      vector_view out) const {
@@ -24,6 +26,7 @@ bool logistic_log_likelihood_loss_link::compute_loss(const_vector_view y,
   return true;
 }
 
+// -y (1 - P(y)), with 1 - P(y) formed directly: it cancels no digits at large y z
 bool logistic_log_likelihood_loss_link::compute_first_derivative(const_vector_view y,
                                                                  const_vector_view z,
                                                                  vector_view out) const {

@@ -15,6 +15,7 @@ void write_join(const power_function& power, double s, vector_view joined) {
   joined[4] = power.derivative<4, j>(s);
 }
 
+// The system does not depend on alpha: its j-th derivative has the same matrix.
 template <int j>
 matrix_view solve_coefficients(const_vector_view alpha, double s, smoothing_basis basis,
                                scoped_allocator& scratch) {

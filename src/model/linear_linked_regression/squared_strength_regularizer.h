@@ -89,6 +89,7 @@ class squared_strength_regularizer : public regularizer {
  private:
   static constexpr auto num_kinds = static_cast<index_t>(sizeof...(Term));
 
+  // Whether some term has a derivative of this order that is not zero everywhere.
   static constexpr bool has_order(int order) {
     return ((Term::highest_order >= order) || ...);
   }
@@ -120,11 +121,14 @@ class squared_strength_regularizer : public regularizer {
     });
   }
 
+  // Whether some term has its smoothed form at w.
   bool is_in_some_zone(double w) const {
     return std::apply([w](const auto&... term) { return (term.is_in_zone(w) || ...); },
                       terms_);
   }
 
+  // lambda^2 psi^(order)(w), summed over the terms. Where every term's derivative lives in
+  // its zone alone and no weight is there, the answer is known without the strengths.
   template <int order>
   regularizer_status write_derivative(const_vector_view theta, const_vector_view w,
                                       vector_view out) const {
@@ -144,6 +148,7 @@ class squared_strength_regularizer : public regularizer {
     return status_of(out);
   }
 
+  // Row (kind, group): 2 lambda psi^(order)(w)
   template <int order>
   regularizer_status build_derivative(const_vector_view theta, const_vector_view w,
                                       sparse_matrix& out) const {
@@ -153,6 +158,7 @@ class squared_strength_regularizer : public regularizer {
     return build_hyperparameter_rows(mapping_, num_kinds, entry, out);
   }
 
+  // The pair of a hyperparameter with itself: 2 psi^(order)(w)
   template <int order>
   regularizer_status build_hessian(const_vector_view w, sparse_matrix& out) const {
     const auto entry = [&](index_t kind, index_t other_kind, index_t /*group*/, index_t k) {
