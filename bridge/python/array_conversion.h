@@ -49,6 +49,8 @@ inline dense_vector allocate_vector(index_t size) {
 
 // numpy arrays of float64.
 python_object to_numpy_vector(const_vector_view vector);
+// A tuple of two of them.
+python_object to_numpy_vectors(const_vector_view first, const_vector_view second);
 python_object to_numpy_matrix(const_matrix_view matrix);
 // Full, with both halves read from the stored triangle.
 python_object to_numpy_matrix(const_symmetric_view matrix);

@@ -221,3 +221,47 @@ def test_a_negative_num_groups_is_read_as_an_unsigned_number(problem):
     for m in (model, same):
         m.fit(*problem)
     np.testing.assert_array_equal(model.weights, same.weights)
+
+
+@pytest.mark.parametrize("fit_intercept", [0, 1, -3])
+@pytest.mark.parametrize("normalize", [0, 1, 7])
+@pytest.mark.parametrize("score", ["loocv", "gcv"])
+def test_the_plain_factory_is_the_internal_one_with_these_flags(
+    problem, fit_intercept, normalize, score
+):
+    plain = RidgeRegressionModel(
+        fit_intercept=fit_intercept, normalize=normalize, score=score, tolerance=0.01
+    )
+    internal = make_ridge_regression_model(
+        center_target=False,
+        center_features=fit_intercept != 0,
+        with_bias=fit_intercept != 0,
+        rescale_target=normalize != 0,
+        rescale_features=normalize != 0,
+        objective_mode=score,
+        grouping_mode="all",
+        tolerance=0.01,
+        tolerance2=0.01,
+    )
+    for m in (plain, internal):
+        m.fit(*problem)
+    np.testing.assert_array_equal(plain.weights, internal.weights)
+    np.testing.assert_array_equal(plain.regularization, internal.regularization)
+    # In raw units without `normalize`, so that a scale of the target would show.
+    assert plain.score == internal.score
+
+
+def test_the_one_tolerance_of_the_plain_factory_bounds_the_gradient_too(problem):
+    options = {"grouping_mode": "none", "tolerance": 0.125}
+    plain = RidgeRegressionModel(score="loocv", fit_intercept=0, normalize=1, **options)
+    plain.fit(*problem)
+    scores = {}
+    for tolerance2 in (0.125, 0.0):
+        internal = make_ridge_regression_model(
+            center_target=False, center_features=False, tolerance2=tolerance2, **options
+        )
+        internal.fit(*problem)
+        scores[tolerance2] = internal.score
+    # A second tolerance of 0 stands for the cube root of the first, here 0.5.
+    assert scores[0.0] > scores[0.125]
+    assert plain.score == scores[0.125]

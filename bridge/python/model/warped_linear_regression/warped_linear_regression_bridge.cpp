@@ -1,0 +1,141 @@
+// SPDX-License-Identifier: BSD-3-Clause
+#include "python/model/warped_linear_regression/warped_linear_regression_bridge.h"
+
+#include <array>
+#include <cmath>
+#include <stdexcept>
+#include <utility>
+
+#include "common/finite.h"
+#include "python/argument_parser.h"
+#include "python/array_conversion.h"
+#include "python/model/warped_linear_regression/target_warper_type.h"
+#include "python/model_checks.h"
+#include "python/objective_object.h"
+#include "python/python_error.h"
+
+namespace corvane::python_bridge {
+
+namespace {
+
+constexpr int num_quadrature_points = 21;
+constexpr double inversion_tolerance = 1e-05;
+
+// The residuals of as many features as observations are all zero, and tell no map from
+// another.
+void require_residuals(const training_data& data) {
+  if (data.design->cols() >= data.design->rows())
+    throw std::runtime_error{
+        "number of features must be less than the number of data points"};
+}
+
+}  // namespace
+
+warped_linear_regression_bridge::warped_linear_regression_bridge(
+    model::warped_linear_regression_model_options&& options, optimizer_stack stack)
+    : descriptor_{std::move(options)}, stack_{stack} {}
+
+void warped_linear_regression_bridge::fit(PyObject* arguments, PyObject* keywords) {
+  with_fit_error("failed to fit WarpedLinearRegressionModel", [&] {
+    const auto parsed = parse_features_and_target(arguments, keywords, "OO:fit");
+    const training_data data = read_training_data(parsed, stored_);
+    require_matching(data);
+    require_residuals(data);
+    fitted_ = std::make_shared<const model::warped_fit>(
+        descriptor_.fit(*data.target, *data.design));
+  });
+}
+
+python_object warped_linear_regression_bridge::make_objective(PyObject* arguments,
+                                                              PyObject* keywords) const {
+  const auto parsed = parse_features_and_target(arguments, keywords, "OO:make_objective");
+  training_data data;
+  read_training_data(parsed, data);
+  return with_core_error([&] {
+    require_matching(data);
+    auto objective = descriptor_.make_objective(*data.target, *data.design);
+    const index_t num_variables = objective->num_parameters();
+    return make_objective_object(
+        std::make_unique<objective_handle>(std::move(objective), num_variables));
+  });
+}
+
+python_object warped_linear_regression_bridge::make_warper(PyObject* arguments,
+                                                           PyObject* keywords) const {
+  PyObject* borrowed_theta = nullptr;
+  PyObject* borrowed_y = nullptr;
+  if (!try_parse_arguments(arguments, keywords, "OO:make_warper", std::array{"theta", "y"},
+                           &borrowed_theta, &borrowed_y))
+    throw python_error{};
+  const python_object theta_object = python_object::share(borrowed_theta);
+  const python_object y_object = python_object::share(borrowed_y);
+  const dense_vector theta = to_double_vector(theta_object.get());
+  const dense_vector y = to_double_vector(y_object.get());
+  return with_core_error(
+      [&] { return make_target_warper_object(descriptor_.make_warper(theta, y)); });
+}
+
+// What a prediction works on.
+struct warped_linear_regression_bridge::prediction_task {
+  std::shared_ptr<const model::warped_fit> fitted;
+  dense_matrix rows;
+};
+
+auto warped_linear_regression_bridge::read_rows(PyObject* arguments,
+                                                PyObject* keywords) const
+    -> prediction_task {
+  // Ahead of any look at the arguments.
+  require_fitted(fitted_);
+  // Both predictions go by this name in the errors of the parser.
+  const python_object X = parse_object(arguments, keywords, "O:predict_latent", "X");
+  dense_matrix rows = to_double_matrix(X.get());
+  // Taken after the conversion, which may have fitted the model anew.
+  auto fitted = require_fitted(fitted_);
+  require_columns(rows.cols(), fitted->regressors.size());
+  // A latent value that is not finite has no inverse.
+  if (!all_finite(const_matrix_view{rows}))
+    raise_error(PyExc_RuntimeError, "X holds a value that is not finite");
+  return {std::move(fitted), std::move(rows)};
+}
+
+python_object warped_linear_regression_bridge::predict_latent_with_stddev(
+    PyObject* arguments, PyObject* keywords) const {
+  const prediction_task task = read_rows(arguments, keywords);
+  dense_vector latent = allocate_vector(task.rows.rows());
+  dense_vector stddev = allocate_vector(task.rows.rows());
+  with_core_error(
+      [&] { descriptor_.predict_latent(*task.fitted, task.rows, latent, stddev); });
+  for (double& entry : stddev) entry = std::sqrt(entry);
+  return to_numpy_vectors(latent, stddev);
+}
+
+python_object warped_linear_regression_bridge::predict(PyObject* arguments,
+                                                       PyObject* keywords) const {
+  const prediction_task task = read_rows(arguments, keywords);
+  dense_vector predictions = allocate_vector(task.rows.rows());
+  with_core_error([&] {
+    descriptor_.predict(*task.fitted, task.rows, num_quadrature_points, inversion_tolerance,
+                        predictions);
+  });
+  return to_numpy_vector(predictions);
+}
+
+python_object warped_linear_regression_bridge::regressors() const {
+  const auto fitted = require_fitted(fitted_);
+  return to_numpy_vector(fitted->regressors);
+}
+
+python_object warped_linear_regression_bridge::noise_variance() const {
+  return python_object{PyFloat_FromDouble(require_fitted(fitted_)->noise_variance)};
+}
+
+python_object warped_linear_regression_bridge::warper() const {
+  return make_target_warper_object(require_fitted(fitted_)->target_warper);
+}
+
+python_object warped_linear_regression_bridge::within_tolerance() const {
+  return python_object{
+      PyBool_FromLong(require_fitted(fitted_)->result.within_tolerance ? 1 : 0)};
+}
+
+}  // namespace corvane::python_bridge
