@@ -5,7 +5,8 @@
 // and tests for convergence.
 //
 // J. Nocedal, S. Wright, Numerical Optimization, 2nd ed. (2006), algorithm 4.1;
-// J. Moré, D. Sorensen, "Computing a trust region step", SIAM J. Sci. Stat. Comput. 4 (1983).
+// J. Moré, D. Sorensen, "Computing a trust region step", SIAM J. Sci. Stat. Comput. 4
+// (1983).
 #pragma once
 
 #include <memory>
@@ -18,8 +19,8 @@ namespace corvane {
 
 class trust_region_step_searcher;
 
-// Stateless between runs, so that one object serves many. `self` is the outermost optimizer:
-// a decorator sees every iteration although the implementation runs the loop.
+// Stateless between runs, so that one object serves many. `self` is the outermost
+// optimizer: a decorator sees every iteration although the implementation runs the loop.
 class trust_region_optimizer {
  public:
   trust_region_optimizer() = default;
@@ -41,9 +42,9 @@ class trust_region_optimizer {
 std::unique_ptr<trust_region_optimizer> make_trust_region_optimizer(
     trust_region_optimizer_options options);
 
-// Runs `optimizer` on `objective` from x0. Throws optimizer_undefined_error when the objective
-// is undefined at x0; every later failure shows in `within_tolerance` alone, and the result
-// still carries the best point.
+// Runs `optimizer` on `objective` from x0. Throws optimizer_undefined_error when the
+// objective is undefined at x0; every later failure shows in `within_tolerance` alone, and
+// the result still carries the best point.
 trust_region_result optimize(trust_region_optimizer& optimizer,
                              second_order_objective& objective, const_vector_view x0);
 

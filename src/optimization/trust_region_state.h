@@ -20,8 +20,8 @@ struct trust_region_optimizer_options {
   double grow_threshold = 0.75;
   double shrink_factor = 0.25;
   double grow_factor = 2.0;
-  bool scale_variables = true;              // rescale by the Hessian's diagonal
-  double hessian_floor = double_epsilon;    // smallest diagonal magnitude that counts
+  bool scale_variables = true;            // rescale by the Hessian's diagonal
+  double hessian_floor = double_epsilon;  // smallest diagonal magnitude that counts
 };
 
 // All that one run knows. The views lie in the scratch memory of the run.

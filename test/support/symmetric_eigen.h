@@ -28,11 +28,11 @@ inline void rotate(square_rows& a, square_rows& v, std::size_t p, std::size_t q)
   const double t = std::copysign(1.0, theta) / (std::abs(theta) + std::hypot(theta, 1.0));
   const double c = 1.0 / std::hypot(t, 1.0);
   const double s = t * c;
-  for (std::size_t k = 0; k < a.size(); ++k) {
-    const double left = a[k][p];
-    const double right = a[k][q];
-    a[k][p] = c * left - s * right;
-    a[k][q] = s * left + c * right;
+  for (std::vector<double>& row : a) {
+    const double left = row[p];
+    const double right = row[q];
+    row[p] = c * left - s * right;
+    row[q] = s * left + c * right;
   }
   for (std::size_t k = 0; k < a.size(); ++k) {
     const double upper = a[p][k];

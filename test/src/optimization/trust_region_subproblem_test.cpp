@@ -6,6 +6,7 @@
 
 #include <gtest/gtest.h>
 
+#include <array>
 #include <cmath>
 #include <cstddef>
 #include <limits>
@@ -72,7 +73,7 @@ class random_models {
 
 class model_of_size : public ::testing::TestWithParam<std::size_t> {
  protected:
-  static constexpr double radii[] = {1e-6, 0.01, 0.3, 1.0, 10.0, 1e6};
+  static constexpr std::array radii{1e-6, 0.01, 0.3, 1.0, 10.0, 1e6};
 };
 
 TEST_P(model_of_size, with_a_random_hessian_is_certified) {
