@@ -22,7 +22,7 @@ index_t observations_per_block(const leave_one_out_rows& rows) {
   return std::min(height / rows.parts, rows.count);
 }
 
-// y_k += the squares of all parts of the table's rows, column for column
+// sums_k += the sum over the parts of a_kj^2, for one column j
 void add_squares(const block_tables& block, index_t column, double* sums) {
   for (index_t r = 0; r < block.parts; ++r) {
     const double* const entries = block.part_of_column(block.a, r, column);
@@ -69,9 +69,12 @@ void predict_block(const leave_one_out_rows& rows, const solved_point& point,
   for (index_t r = 0; r < block.parts; ++r)
     divide_columns(point.t, design.part_rows(r * rows.count + block.first, block.count),
                    block.a.part_rows(r * block.count, block.count));
+  // Rows are observations here: inverse(L) from the left is inverse(L)' from the right.
   trsm(side::right, triangle::lower, transposed, point.cholesky, block.a);
+  // The predictions, of which the loop below makes s.
   gemv(1.0, plain, block.a, point.z, 0.0, block.s);
 
+  // The leverages h, then d = 1 - h.
   std::fill(block.d.begin(), block.d.end(), 0.0);
   for (index_t j = 0; j < block.a.cols(); ++j) add_squares(block, j, block.d.data());
   for (index_t k = 0; k < block.count; ++k) {

@@ -52,7 +52,7 @@ double sum_of_squares(const_matrix_view a) {
   return dot(entries, entries);
 }
 
-// What the derivatives are made of: A and inverse(A) have p rows, c = R beta.
+// What the derivatives are made of, with c = R beta.
 struct range_solution {
   const_vector_view beta;  // inverse(A) b, p entries
   const_vector_view v;     // G'c = inverse(A) X'X beta, p entries
@@ -129,20 +129,24 @@ bool range_risk_objective::evaluate(const_vector_view t,
   divide_columns(t, system().triangle, B);
   if (!factor_normal_matrix(B, t.size(), cholesky)) return false;
 
+  // z = inverse(L) inverse(D) b with |z|^2 = b'beta, then inverse(M) inverse(D) b, then
+  // beta.
   const vector_view beta = scope.vector(p);
   std::copy(system().correlation.begin(), system().correlation.end(), beta.begin());
   divide_entries(t, beta);
   trsv(triangle::lower, plain, cholesky, beta);
-  const double e = dot(beta, beta);
+  const double target_dot_fit = dot(beta, beta);
   trsv(triangle::lower, transposed, cholesky, beta);
   const vector_view c = scope.vector(p);
   std::copy(beta.begin(), beta.end(), c.begin());
   trmv(triangle::upper, plain, B, c);
   divide_entries(t, beta);
 
+  // B becomes B inverse(L') here and G = B inverse(M) inverse(D) below.
   solve_by_transposed_factor(cholesky, B);
   if (wanted.value != nullptr) {
-    *wanted.value = (dot(c, c) - 2.0 * e) + 2.0 * noise_variance_ * sum_of_squares(B);
+    *wanted.value =
+        (dot(c, c) - 2.0 * target_dot_fit) + 2.0 * noise_variance_ * sum_of_squares(B);
     if (!is_finite(*wanted.value)) return false;
   }
   if (!wanted.derivatives_wanted()) return true;

@@ -13,6 +13,7 @@ bool ridge_outputs::all_finite() const {
          (!hessian || corvane::all_finite(const_symmetric_view{*hessian}));
 }
 
+// Each operation names what it wants written: the value, the gradient, the Hessian.
 ridge_score_objective::ridge_score_objective(ridge_system&& system)
     : system_{std::move(system)} {}
 

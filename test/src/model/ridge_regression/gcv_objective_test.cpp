@@ -106,12 +106,6 @@ struct shape {
   index_t p;
 };
 
-ridge_problem make_problem_with_bias(index_t n, index_t features, unsigned seed) {
-  ridge_problem problem = make_problem(n, features, seed);
-  problem.append_bias_column();
-  return problem;
-}
-
 }  // namespace
 
 TEST(gcv_objective, counts_the_last_bin_once_for_even_n_and_the_other_bins_above_0_twice) {

@@ -51,13 +51,6 @@ struct shape {
 // The last ones take more than one block of rows, the last of them not full.
 const std::vector<shape> shapes{{2, 1}, {9, 4}, {10, 4}, {4, 7}, {256, 3}, {600, 5}};
 
-// A problem whose last column has no penalty.
-ridge_problem make_problem_with_bias(index_t n, index_t features, unsigned seed) {
-  ridge_problem problem = make_problem(n, features, seed);
-  problem.append_bias_column();
-  return problem;
-}
-
 bool is_undefined(bool result, double value) { return !result || !std::isfinite(value); }
 
 }  // namespace

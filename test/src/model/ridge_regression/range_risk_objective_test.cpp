@@ -22,12 +22,6 @@ range_risk_objective make_objective(const ridge_problem& problem) {
   return {problem.target(), problem.design()};
 }
 
-ridge_problem make_problem_with_bias(index_t n, index_t features, unsigned seed) {
-  ridge_problem problem = make_problem(n, features, seed);
-  problem.append_bias_column();
-  return problem;
-}
-
 // What the constructor says, or nothing.
 std::string complaint(const ridge_problem& problem) {
   try {

@@ -13,7 +13,7 @@
 #include "model/ridge_regression/gcv_objective.h"
 #include "model/ridge_regression/loocv_objective.h"
 #include "model/ridge_regression/range_risk_objective.h"
-#include "ridge_oracle.h"
+#include "ridge_problem.h"
 
 namespace {
 
