@@ -50,6 +50,12 @@ python_object to_numpy_vector(const_vector_view vector) {
   return array;
 }
 
+python_object to_numpy_vectors(const_vector_view first, const_vector_view second) {
+  const python_object first_array = to_numpy_vector(first);
+  const python_object second_array = to_numpy_vector(second);
+  return python_object{Py_BuildValue("OO", first_array.get(), second_array.get())};
+}
+
 python_object to_numpy_matrix(index_t rows, index_t columns,
                               const std::function<double(index_t, index_t)>& element) {
   python_object array = make_zeros({rows, columns});

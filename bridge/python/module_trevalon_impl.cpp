@@ -5,7 +5,10 @@
 #include <array>
 
 #include "python/method_wrapper.h"
+#include "python/model/linear_linked_regression/logistic_regression_type.h"
 #include "python/model/ridge_regression/ridge_regression_type.h"
+#include "python/model/warped_linear_regression/target_warper_type.h"
+#include "python/model/warped_linear_regression/warped_linear_regression_type.h"
 #include "python/python.h"
 #include "python/python_type.h"
 
@@ -19,10 +22,19 @@ PyMODINIT_FUNC PyInit_trevalon_impl() noexcept {
       std::array{bridge::make_method("RidgeRegressionModel",
                                      &bridge::make_public_ridge_regression_model,
                                      "Constructs a ridge regression model"),
+                 bridge::make_method("LogisticRegressionModel",
+                                     &bridge::make_public_logistic_regression_model,
+                                     "Constructs a logistic regression model"),
+                 bridge::make_method("WarpedLinearRegressionModel",
+                                     &bridge::make_public_warped_linear_regression_model,
+                                     "Constructs a warped linear regression model"),
                  PyMethodDef{}};
   constexpr const char* name = "trevalon_impl";
   bridge::python_object module =
       bridge::make_python_module(name, "Machine Learning Toolkit", methods.data());
+  bridge::register_target_warper(name, module);
   bridge::register_ridge_regression_model(name, module, true);
+  bridge::register_logistic_regression_model(name, module, true);
+  bridge::register_warped_linear_regression_model(name, module, true);
   return module.release();
 }

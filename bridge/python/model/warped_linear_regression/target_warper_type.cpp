@@ -41,7 +41,7 @@ void register_target_warper(const char* module_name, const python_object& module
   python_type_description description;
   description.name = std::string{module_name} + "._TargetWarper";
   description.basic_size = sizeof(model_object);
-  description.doc = "_TargetWarper";
+  description.doc = "TargetWarper";
   description.dealloc = &deallocate_model_object<handle_type>;
   description.methods = methods.data();
   description.getset = attributes.data();
@@ -50,8 +50,8 @@ void register_target_warper(const char* module_name, const python_object& module
 
 python_object make_target_warper_object(
     std::shared_ptr<const model::target_warper> warper) {
-  auto handle = with_memory_error(
-      [&] { return std::make_unique<handle_type>(std::move(warper)); });
+  auto handle =
+      with_memory_error([&] { return std::make_unique<handle_type>(std::move(warper)); });
   return python_object{make_model_object(target_warper_type, std::move(handle))};
 }
 

@@ -73,10 +73,10 @@ PyObject* make_public_warped_linear_regression_model(PyObject* /*module*/,
 PyObject* make_internal_warped_linear_regression_model(PyObject* /*module*/,
                                                        PyObject* arguments,
                                                        PyObject* keywords) noexcept {
-  constexpr std::array names{
-      "center_target",    "center_features", "rescale_target",       "rescale_features",
-      "num_warper_steps", "tolerance",       "tolerance2",           "record_stats",
-      "log",              "optimizer_initializer"};
+  constexpr std::array names{"center_target",        "center_features",  "rescale_target",
+                             "rescale_features",     "num_warper_steps", "tolerance",
+                             "tolerance2",           "record_stats",     "log",
+                             "optimizer_initializer"};
   int center_target = 1;
   int center_features = 1;
   int rescale_target = 1;
@@ -87,11 +87,10 @@ PyObject* make_internal_warped_linear_regression_model(PyObject* /*module*/,
   int record_stats = 1;
   int log = 0;
   PyObject* initializer = nullptr;
-  if (!try_parse_arguments(arguments, keywords,
-                           "|iiiiiddiiO:make_warped_linear_regression_model", names,
-                           &center_target, &center_features, &rescale_target,
-                           &rescale_features, &num_steps, &tolerance, &tolerance2,
-                           &record_stats, &log, &initializer))
+  if (!try_parse_arguments(
+          arguments, keywords, "|iiiiiddiiO:make_warped_linear_regression_model", names,
+          &center_target, &center_features, &rescale_target, &rescale_features, &num_steps,
+          &tolerance, &tolerance2, &record_stats, &log, &initializer))
     return nullptr;
   // Here the number of steps goes ahead of the tolerance.
   if (!check_num_steps(num_steps, "num warper steps must be greater than 0"))

@@ -32,21 +32,19 @@ const PyMethodDef predict_method =
 
 auto public_methods = std::array{fit_method, make_warper_method, predict_latent_method,
                                  predict_method, PyMethodDef{}};
-auto internal_methods =
-    std::array{fit_method,     make_objective_method, make_warper_method, predict_latent_method,
-               predict_method, PyMethodDef{}};
+auto internal_methods = std::array{fit_method,         make_objective_method,
+                                   make_warper_method, predict_latent_method,
+                                   predict_method,     PyMethodDef{}};
 
-auto attributes =
-    std::array{make_attribute<&model_type::regressors>(
-                   "regressors", "Return the regressors of the underlying linear model"),
-               make_attribute<&model_type::noise_variance>(
-                   "noise_variance",
-                   "Return the noise variance of the underlying linear model"),
-               make_attribute<&model_type::warper>("warper",
-                                                   "Return the warper for the model"),
-               make_attribute<&model_type::within_tolerance>(
-                   "within_tolerance", "Whether the tolerance was met"),
-               PyGetSetDef{}};
+auto attributes = std::array{
+    make_attribute<&model_type::regressors>(
+        "regressors", "Return the regressors of the underlying linear model"),
+    make_attribute<&model_type::noise_variance>(
+        "noise_variance", "Return the noise variance of the underlying linear model"),
+    make_attribute<&model_type::warper>("warper", "Return the warper for the model"),
+    make_attribute<&model_type::within_tolerance>("within_tolerance",
+                                                  "Whether the tolerance was met"),
+    PyGetSetDef{}};
 
 }  // namespace
 
