@@ -62,6 +62,8 @@ double newton_multiplier(const_symmetric_view factor, const_vector_view step,
                          double step_norm, double lambda, double radius, vector_view work) {
   std::copy(step.begin(), step.end(), work.begin());
   trsv(triangle::lower, plain, factor, work);
+  // ||p||^2 / ||q||^2 with L q = p is minus the inverse slope of ||p(lambda)||, times
+  // ||p||.
   const double scale = step_norm / norm(work);
   return lambda + scale * scale * (step_norm - radius) / radius;
 }

@@ -21,6 +21,7 @@ bool compute_scale(vector_view scale, const_symmetric_view hessian) {
   for (index_t i = 0; i < curvature.size(); ++i)
     if (std::abs(curvature[i]) > 0.0) smallest = std::min(smallest, std::abs(curvature[i]));
   if (smallest == largest_double) return false;
+  // A variable with little curvature is scaled as the least curved one that has some.
   const double floor = std::max(1e5 * double_epsilon, std::sqrt(smallest));
   for (index_t i = 0; i < curvature.size(); ++i)
     scale[i] = std::max(std::sqrt(std::abs(curvature[i])), floor);
@@ -50,6 +51,7 @@ stop_measures measure_stop(double old_value, double new_value, const_vector_view
 
 bool hessian_positive_definite(const_symmetric_view hessian, double floor) {
   scoped_allocator scope;
+  // Negated, so that a NaN on the diagonal is kept and fails the factorization.
   auto* kept = scope.take<index_t>(hessian.rows());
   index_t count = 0;
   for (index_t i = 0; i < hessian.rows(); ++i)
@@ -66,6 +68,7 @@ bool hessian_positive_definite(const_symmetric_view hessian, double floor) {
 
 bool stop_test(stop_measures measures, const_symmetric_view hessian, stop_limits limits) {
   const strided_view<const double> curvature = diagonal(hessian);
+  // Without any curvature the positive-definiteness below would be empty.
   bool curved = false;
   for (index_t i = 0; i < curvature.size(); ++i)
     curved = curved || std::abs(curvature[i]) > limits.hessian_floor;

@@ -14,6 +14,7 @@ namespace corvane {
 
 namespace {
 
+// The state before the first evaluation, unscaled.
 trust_region_state make_state(const_vector_view x0, scoped_allocator& scope) {
   const index_t n = x0.size();
   trust_region_state state;
@@ -34,6 +35,7 @@ trust_region_result make_result(trust_region_state&& state, bool within_toleranc
           std::move(state.gradient), std::move(state.hessian)};
 }
 
+// The first attempt of an iteration: radius and multiplier go on from the last one.
 trust_region_step make_attempt(const trust_region_state& state, scoped_allocator& scope) {
   trust_region_step attempt;
   attempt.x_new = scope.vector(state.x.size());
@@ -111,6 +113,7 @@ trust_region_result trust_region_optimizer_impl::optimize(trust_region_optimizer
     throw optimizer_undefined_error{};
   if (x0.size() == 0) return make_result(std::move(state), true, true);
   state.radius = initial_radius(state.x);
+  // From here on a failure still has a best point to return: it shows in the flag alone.
   try {
     stalled_run stall{state};
     while (!self.step(self, objective, state)) {
@@ -133,9 +136,11 @@ bool trust_region_optimizer_impl::step(trust_region_optimizer& self,
   trust_region_step attempt = make_attempt(state, scope);
   objective.begin_iteration(state.x, state.value, state.gradient, state.hessian);
   objective.adjust_point(state.x, state.value, state.gradient, state.hessian);
+  // The hooks may have moved the point: all that follows works on what they left.
   if (is_degenerate(state.gradient, state.hessian)) throw optimizer_degenerate_error{};
   if (options_.scale_variables) rescale(state, scope);
 
+  // The derivatives in the state are those of x_new from here on, its value that of x.
   trust_region_step_searcher& searcher = self.step_searcher();
   const bool moved = take_step(searcher, objective, state, attempt);
   const stop_measures measures = measure_stop(state.value, attempt.value, state.gradient,
@@ -145,6 +150,7 @@ bool trust_region_optimizer_impl::step(trust_region_optimizer& self,
   const bool converged = passes_stop_test(state) &&
                          objective.accept_convergence(attempt.x_new, state.value,
                                                       state.gradient, state.hessian);
+  // A collapse at a point that passes the test is a solution, to the last digit.
   if (!converged && !moved) throw optimizer_trust_region_collapse_error{};
 
   // After a collapse x_new is a view of x itself.

@@ -47,6 +47,8 @@ class trust_region_stats_filter_impl final
             trust_region_state& state) override {
     ++stats_.iterations;
     record_point(state);
+    // x before the step, and then dx. When the step throws, the series of points alone
+    // grow.
     dense_vector change{state.x};
     const bool converged = forwarding_optimizer::step(self, objective, state);
     for (index_t i = 0; i < change.size(); ++i) change[i] = state.x[i] - change[i];

@@ -69,6 +69,7 @@ double subproblem_solver_impl::solve(subproblem_bounds& bounds, const_vector_vie
   endless_rounds rounds{bounds};
   lambda = safeguard(bounds, lambda);
   while (!rounds.recognized(bounds)) {
+    // lambda <= -lambda_min(H): the failing pivot says by how much at least.
     if (const std::optional<index_t> pivot = factorize_shifted(H, lambda, factor)) {
       raise_singular(bounds, pivot_bound(*pivot, lambda, H, factor));
       lambda = safeguard(bounds, lambda);
@@ -76,12 +77,14 @@ double subproblem_solver_impl::solve(subproblem_bounds& bounds, const_vector_vie
     }
     const shifted_solution solution = solve_shifted(model, factor, step);
     narrow_bounds(bounds, lambda, solution.step_norm, radius);
+    // False of a NaN, as `is_near_boundary` is: the round then ends in the bracket alone.
     const bool inside = radius > solution.step_norm;
     if (!inside && is_near_boundary(radius, solution.step_norm))
       return model_change(model, step);
     if (inside && settle_inside(bounds, factor, solution, lambda, radius, work, step) !=
                       verdict::iterate)
       return model_change(model, step);
+    // A zero step has no Newton iterate: 1 / ||p|| is not there.
     if (solution.step_norm == 0.0) {
       lambda = bounds.lambda_singular;
     } else {
