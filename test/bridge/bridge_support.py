@@ -2,6 +2,7 @@
 """What the tests of the bridge share: errors compared whole, objects that are nearly
 arrays, child processes, and the size of the process."""
 
+import gc
 import os
 import subprocess
 import sys
@@ -50,3 +51,31 @@ def resident_bytes():
     """Memory of this process that is in use, as the kernel counts it."""
     pages = int(Path("/proc/self/statm").read_text().split()[1])
     return pages * os.sysconf("SC_PAGE_SIZE")
+
+
+REPETITIONS = 10_000
+# A leak of 200 bytes in each repetition would show: less than any array of these tests.
+ALLOWED_GROWTH = 2_000_000
+
+
+def growth(action, repetitions=REPETITIONS):
+    """By how many bytes the process grows in so many repetitions, after a warm-up."""
+    for _ in range(repetitions // 10):
+        action()
+    gc.collect()
+    before = resident_bytes()
+    for _ in range(repetitions):
+        action()
+    gc.collect()
+    return resident_bytes() - before
+
+
+def expecting(kind, function, *arguments):
+    def action():
+        try:
+            function(*arguments)
+        except kind:
+            return
+        raise AssertionError("did not raise")
+
+    return action

@@ -1,19 +1,14 @@
 # SPDX-License-Identifier: BSD-3-Clause
 """Nothing leaks: neither memory of the process nor references to what the caller gave."""
 
-import gc
 import sys
 
 import numpy as np
 import pytest
 import trevalon_conversion_probe as probe
-from bridge_support import Shaped, resident_bytes
+from bridge_support import ALLOWED_GROWTH, Shaped, expecting, growth
 from trevalon_impl import RidgeRegressionModel
 from trevalon_internal import make_ridge_regression_model
-
-REPETITIONS = 10_000
-# A leak of 200 bytes in each repetition would show: less than any array of these tests.
-ALLOWED_GROWTH = 2_000_000
 
 
 @pytest.fixture
@@ -21,29 +16,6 @@ def small():
     random = np.random.default_rng(3)
     X = random.normal(size=(12, 3))
     return X, X @ [1.0, 0.0, -1.0] + random.normal(size=12)
-
-
-def growth(action):
-    """By how many bytes the process grows in 10,000 repetitions, after a warm-up."""
-    for _ in range(REPETITIONS // 10):
-        action()
-    gc.collect()
-    before = resident_bytes()
-    for _ in range(REPETITIONS):
-        action()
-    gc.collect()
-    return resident_bytes() - before
-
-
-def expecting(kind, function, *arguments):
-    def action():
-        try:
-            function(*arguments)
-        except kind:
-            return
-        raise AssertionError("did not raise")
-
-    return action
 
 
 def fail(*_arguments):

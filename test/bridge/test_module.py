@@ -25,14 +25,32 @@ def own_members(kind):
 
 
 def test_importing_the_module_yields_its_factories_and_types():
-    assert own_names(trevalon_impl) == {"RidgeRegressionModel", "_RidgeRegressionModel"}
-
-
-def test_the_internal_module_yields_the_second_factory_and_the_objective_type_as_well():
-    assert own_names(trevalon_internal) == {
+    assert own_names(trevalon_impl) == {
         "RidgeRegressionModel",
-        "make_ridge_regression_model",
+        "LogisticRegressionModel",
+        "WarpedLinearRegressionModel",
+        "_TargetWarper",
         "_RidgeRegressionModel",
+        "_LogisticRegressionModel",
+        "_WarpedLinearRegressionModel",
+    }
+
+
+def test_the_types_are_registered_in_order_with_the_one_that_others_return_first():
+    # A module's attributes keep the order in which they were added.
+    names = [name for name in vars(trevalon_impl) if name.startswith("_")]
+    assert [name for name in names if not name.startswith("__")] == [
+        "_TargetWarper",
+        "_RidgeRegressionModel",
+        "_LogisticRegressionModel",
+        "_WarpedLinearRegressionModel",
+    ]
+
+
+def test_the_internal_module_yields_the_full_factories_and_the_objective_type_as_well():
+    assert own_names(trevalon_internal) == own_names(trevalon_impl) | {
+        "make_ridge_regression_model",
+        "make_warped_linear_regression_model",
         "_Objective",
     }
 
