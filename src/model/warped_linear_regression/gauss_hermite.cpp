@@ -11,25 +11,25 @@ namespace corvane::model {
 namespace {
 
 // The rules are symmetric: of each, the nodes that are not negative, ascending.
-constexpr double half_nodes[] = {
+constexpr std::array half_nodes{
 #include "model/warped_linear_regression/gauss_hermite_nodes.inc"
 };
-constexpr double half_weights[] = {
+constexpr std::array half_weights{
 #include "model/warped_linear_regression/gauss_hermite_weights.inc"
 };
 
 // The sum of (c + 1) / 2 over the counts c below this one, rounded down each.
 constexpr index_t entries_before(index_t count) { return count * count / 4; }
 
-static_assert(sizeof(half_nodes) == sizeof(half_weights));
-static_assert(sizeof(half_nodes) / sizeof(double) ==
+static_assert(half_nodes.size() == half_weights.size());
+static_assert(half_nodes.size() ==
               static_cast<std::size_t>(entries_before(gauss_hermite_rule::largest_count +
                                                       1)));
 
 }  // namespace
 
 gauss_hermite_rule::gauss_hermite_rule(index_t count)
-    : count_{std::min(count, largest_count)}, nodes_{}, weights_{} {
+    : count_{std::min(count, largest_count)} {
   if (count < 1)
     throw std::invalid_argument("a quadrature rule needs at least 1 point, not " +
                                 std::to_string(count));

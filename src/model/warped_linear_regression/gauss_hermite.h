@@ -25,8 +25,8 @@ class gauss_hermite_rule {
 
  private:
   index_t count_;
-  std::array<double, largest_count> nodes_;
-  std::array<double, largest_count> weights_;
+  std::array<double, largest_count> nodes_{};
+  std::array<double, largest_count> weights_{};
 };
 
 }  // namespace corvane::model

@@ -2,7 +2,9 @@
 #include "model/warped_linear_regression/tanh_step_derivatives.h"
 
 #include <algorithm>
+#include <array>
 #include <cmath>
+#include <cstddef>
 
 #include "common/linear_algebra.h"
 #include "common/scoped_allocator.h"
@@ -24,21 +26,23 @@ struct step_point {
   double uts() const { return u * ts(); }
 };
 
-// The packed second derivatives of dz/dy of one step at one target.
-void slope_hessian(const step_curvatures& f, const step_point& p,
-                   double out[pairs_per_step]) {
+// One number for each pair of the parameters of a step, in packed order.
+using packed_pairs = std::array<double, pairs_per_step>;
+
+// The second derivatives of dz/dy of one step at one target.
+packed_pairs slope_hessian(const step_curvatures& f, const step_point& p) {
   const double us = p.us();
   const double ts = p.ts();
   const double uts = p.uts();
-  out[0] = f.slope_alpha_alpha * p.s;
-  out[1] = f.slope_alpha_beta * p.s + f.slope_alpha_beta_uts * uts;
-  out[2] = f.slope_alpha_gamma * ts;
-  out[3] = f.slope_beta_beta * p.s + f.slope_beta_beta_uts * uts +
-           f.slope_beta_beta_usus * (us * us) +
-           f.slope_beta_beta_utsut * (uts * (p.u * p.t));
-  out[4] = f.slope_beta_gamma * ts + f.slope_beta_gamma_uss * (us * p.s) +
-           f.slope_beta_gamma_ustt * (us * (p.t * p.t));
-  out[5] = f.slope_gamma_gamma_tst * (ts * p.t) + f.slope_gamma_gamma_ss * (p.s * p.s);
+  return {f.slope_alpha_alpha * p.s,
+          f.slope_alpha_beta * p.s + f.slope_alpha_beta_uts * uts,
+          f.slope_alpha_gamma * ts,
+          f.slope_beta_beta * p.s + f.slope_beta_beta_uts * uts +
+              f.slope_beta_beta_usus * (us * us) +
+              f.slope_beta_beta_utsut * (uts * (p.u * p.t)),
+          f.slope_beta_gamma * ts + f.slope_beta_gamma_uss * (us * p.s) +
+              f.slope_beta_gamma_ustt * (us * (p.t * p.t)),
+          f.slope_gamma_gamma_tst * (ts * p.t) + f.slope_gamma_gamma_ss * (p.s * p.s)};
 }
 
 // entry = factor (entry - mean)
@@ -187,15 +191,14 @@ class step_evaluation {
         const_matrix_block{scaled_slope_gradient_}.part_rows(0, count);
     syrk(-1.0, transposed, rows, 1.0, out_.log_jacobian_hessian);
     for (index_t k = 0; k < num_steps_; ++k) {
-      double sums[pairs_per_step] = {};
+      packed_pairs sums{};
       for (index_t i = 0; i < count; ++i) {
-        double terms[pairs_per_step];
-        slope_hessian(curvatures_[k], at(first + i, k), terms);
-        for (index_t pair = 0; pair < pairs_per_step; ++pair)
+        const packed_pairs terms = slope_hessian(curvatures_[k], at(first + i, k));
+        for (std::size_t pair = 0; pair < terms.size(); ++pair)
           sums[pair] += terms[pair] / slope_[i];
       }
-      for (index_t pair = 0; pair < pairs_per_step; ++pair)
-        pair_sums_[k * pairs_per_step + pair] += sums[pair];
+      double* packed = pair_sums_.data() + k * pairs_per_step;
+      for (const double sum : sums) *packed++ += sum;
     }
   }
 
