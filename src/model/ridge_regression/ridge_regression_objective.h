@@ -11,8 +11,8 @@ namespace corvane::model::ridge_regression_detail {
 
 class ridge_regression_objective : public second_order_objective {
  public:
-  // Writes the p coefficients of the normalized problem, (X'X + diag(t)^2)^-1 X'y. False when
-  // the normal matrix is not positive definite.
+  // Writes the p coefficients of the normalized problem, (X'X + diag(t)^2)^-1 X'y. False
+  // when the normal matrix is not positive definite.
   virtual bool compute_weights(const_vector_view t, vector_view weights) = 0;
 };
 
