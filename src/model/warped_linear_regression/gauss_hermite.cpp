@@ -2,6 +2,7 @@
 #include "model/warped_linear_regression/gauss_hermite.h"
 
 #include <algorithm>
+#include <array>
 #include <cstddef>
 #include <stdexcept>
 #include <string>

@@ -14,8 +14,8 @@ namespace corvane::model::tanh_warper_detail {
 
 namespace {
 
-// Rows of a block: for five steps its scratch takes 70 kB, which the second cache level
-// holds.
+// Rows of a block: few enough that the tangents of a block are still in cache when its
+// derivatives are taken.
 constexpr index_t block_rows = 256;
 
 // Step k at one target, with u = y + c, t = tanh(b u), s = 1 - t^2.
@@ -63,7 +63,7 @@ class step_evaluation {
         pair_sums_{scope_.vector(num_steps_ * pairs_per_step)},
         tanh_{scope_.matrix(y.size(), num_steps_)},
         slope_{scope_.vector(block_rows)},
-        scaled_slope_gradient_{scope_.matrix(block_rows, theta.size())} {
+        scaled_slope_gradient_{scope_.matrix(num_gradient_rows(), theta.size())} {
     fill_step_coefficients(theta, steps_);
     for (index_t k = 0; k < num_steps_; ++k)
       curvatures_[k] = make_step_curvatures(triple(k));
@@ -74,7 +74,7 @@ class step_evaluation {
     clear_sums();
     for (index_t first = 0; first < y_.size(); first += block_rows)
       visit_block(first, std::min(block_rows, y_.size() - first));
-    add_pair_sums();
+    if (wants_hessian()) finish_log_jacobian_hessian();
     finish_columns();
   }
 
@@ -85,6 +85,9 @@ class step_evaluation {
   bool wants_jacobian() const { return out_.jacobian.data() != nullptr; }
   bool wants_latent_hessian() const { return out_.latent_hessian.data() != nullptr; }
   bool wants_gradient() const { return out_.log_jacobian_gradient.data() != nullptr; }
+  index_t num_gradient_rows() const {
+    return wants_gradient() || wants_hessian() ? y_.size() : 0;
+  }
   bool wants_hessian() const { return out_.log_jacobian_hessian.data() != nullptr; }
 
   step_point at(index_t i, index_t k) const {
@@ -107,8 +110,8 @@ class step_evaluation {
     if (wants_latent_hessian()) fill_latent_hessian(first, count);
     if (num_steps_ > 0 && (wants_gradient() || wants_hessian())) {
       compute_scaled_slope_gradient(first, count);
-      add_log_jacobian_gradient(count);
-      if (wants_hessian()) add_log_jacobian_hessian(first, count);
+      if (wants_gradient()) add_log_jacobian_gradient(first, count);
+      if (wants_hessian()) add_pair_terms(first, count);
     }
   }
 
@@ -160,7 +163,7 @@ class step_evaluation {
     }
   }
 
-  // G / d, with G the derivatives of d in the parameters: one row per target of the block.
+  // G / d, with G the derivatives of d in the parameters: one row per target.
   void compute_scaled_slope_gradient(index_t first, index_t count) const {
     for (index_t k = 0; k < num_steps_; ++k) {
       const step_coefficients step = steps_[k];
@@ -168,28 +171,25 @@ class step_evaluation {
       for (index_t i = 0; i < count; ++i) {
         const step_point p = at(first + i, k);
         const double d = slope_[i];
-        scaled_slope_gradient_(i, column) = step.slope_by_alpha * p.s / d;
-        scaled_slope_gradient_(i, column + 1) =
+        scaled_slope_gradient_(first + i, column) = step.slope_by_alpha * p.s / d;
+        scaled_slope_gradient_(first + i, column + 1) =
             (step.slope_by_beta * p.s + step.slope_by_beta_through_s * p.uts()) / d;
-        scaled_slope_gradient_(i, column + 2) = step.slope_by_gamma * p.ts() / d;
+        scaled_slope_gradient_(first + i, column + 2) = step.slope_by_gamma * p.ts() / d;
       }
     }
   }
 
-  void add_log_jacobian_gradient(index_t count) const {
-    if (!wants_gradient()) return;
+  void add_log_jacobian_gradient(index_t first, index_t count) const {
     for (index_t j = 0; j < theta_.size(); ++j) {
       double sum = out_.log_jacobian_gradient[j];
-      for (const double term : scaled_slope_gradient_.column(j).part(0, count)) sum += term;
+      for (const double term : scaled_slope_gradient_.column(j).part(first, count))
+        sum += term;
       out_.log_jacobian_gradient[j] = sum;
     }
   }
 
-  // d2 log d = D / d - (G / d)(G / d)', with D the second derivatives of d.
-  void add_log_jacobian_hessian(index_t first, index_t count) {
-    const const_matrix_block rows =
-        const_matrix_block{scaled_slope_gradient_}.part_rows(0, count);
-    syrk(-1.0, transposed, rows, 1.0, out_.log_jacobian_hessian);
+  // The sums of D / d, with D the second derivatives of d.
+  void add_pair_terms(index_t first, index_t count) const {
     for (index_t k = 0; k < num_steps_; ++k) {
       packed_pairs sums{};
       for (index_t i = 0; i < count; ++i) {
@@ -202,9 +202,11 @@ class step_evaluation {
     }
   }
 
-  // Unpacks the sums of D / d into the blocks on the diagonal.
-  void add_pair_sums() const {
-    if (!wants_hessian()) return;
+  // d2 log d = D / d - (G / d)(G / d)', summed over the targets in one product; the sums of
+  // D / d belong to the blocks on the diagonal.
+  void finish_log_jacobian_hessian() const {
+    if (num_steps_ == 0) return;
+    syrk(-1.0, transposed, scaled_slope_gradient_, 1.0, out_.log_jacobian_hessian);
     index_t packed = 0;
     for (index_t k = 0; k < num_steps_; ++k)
       for (index_t a = 0; a < parameters_per_step; ++a)
@@ -258,7 +260,7 @@ class step_evaluation {
   vector_view pair_sums_;              // of D / d, packed
   matrix_view tanh_;                   // n by K
   vector_view slope_;                  // d, of one block
-  matrix_view scaled_slope_gradient_;  // G / d, of one block
+  matrix_view scaled_slope_gradient_;  // G / d, n by 3 K
 };
 
 }  // namespace
