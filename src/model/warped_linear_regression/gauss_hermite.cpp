@@ -11,21 +11,19 @@ namespace corvane::model {
 
 namespace {
 
-// The rules are symmetric: of each, the nodes that are not negative, ascending.
-constexpr std::array half_nodes{
-#include "model/warped_linear_regression/gauss_hermite_nodes.inc"
-};
-constexpr std::array half_weights{
-#include "model/warped_linear_regression/gauss_hermite_weights.inc"
-};
-
 // The sum of (c + 1) / 2 over the counts c below this one, rounded down each.
 constexpr index_t entries_before(index_t count) { return count * count / 4; }
 
-static_assert(half_nodes.size() == half_weights.size());
-static_assert(half_nodes.size() ==
-              static_cast<std::size_t>(entries_before(gauss_hermite_rule::largest_count +
-                                                      1)));
+// The rules are symmetric: of each, the nodes that are not negative, ascending.
+using half_table =
+    std::array<double, entries_before(gauss_hermite_rule::largest_count + 1)>;
+constexpr half_table half_nodes{
+#include "model/warped_linear_regression/gauss_hermite_nodes.inc"
+};
+constexpr half_table half_weights{
+#include "model/warped_linear_regression/gauss_hermite_weights.inc"
+};
+static_assert(half_nodes.back() > 0.0 && half_weights.back() > 0.0, "the tables are full");
 
 }  // namespace
 

@@ -81,8 +81,9 @@ TEST(gauss_hermite, every_rule_is_exact_for_polynomials_below_twice_its_count) {
     for (index_t k = 0; k < count; ++k) {
       long double sum = 0.0L;
       for (index_t j = 0; j < count; ++j)
-        sum += rule.weights()[j] *
-               std::pow(static_cast<long double>(rule.nodes()[j]), 2.0L * k);
+        sum += static_cast<long double>(rule.weights()[j]) *
+               std::pow(static_cast<long double>(rule.nodes()[j]),
+                        2.0L * static_cast<long double>(k));
       const long double exact = std::tgamma(static_cast<long double>(k) + 0.5L);
       // A node is rounded to 2^-53, and its 2 k-th power magnifies that.
       const double rounding = 1.2e-16 * (2.0 + 2.0 * static_cast<double>(k));
