@@ -3,6 +3,7 @@
 
 #include <gtest/gtest.h>
 
+#include <array>
 #include <cmath>
 #include <cstddef>
 #include <stdexcept>
@@ -14,18 +15,18 @@ const double root_pi = std::sqrt(std::acos(-1.0));
 
 // numpy.polynomial.hermite.hermgauss(21) of numpy 2: the nodes from the middle on, and
 // their weights.
-constexpr double numpy_nodes[] = {0.0,
-                                  0.47945070707910753,
-                                  0.961499634418369,
-                                  1.448934250650732,
-                                  1.9449629491862537,
-                                  2.453552124512838,
-                                  2.979991207704598,
-                                  3.5319728771376777,
-                                  4.12199554749184,
-                                  4.773992343411219,
-                                  5.550351873264678};
-constexpr double numpy_weights[] = {
+constexpr std::array<double, 11> numpy_nodes{0.0,
+                                             0.47945070707910753,
+                                             0.961499634418369,
+                                             1.448934250650732,
+                                             1.9449629491862537,
+                                             2.453552124512838,
+                                             2.979991207704598,
+                                             3.5319728771376777,
+                                             4.12199554749184,
+                                             4.773992343411219,
+                                             5.550351873264678};
+constexpr std::array<double, 11> numpy_weights{
     0.47902370312017756,   0.3816690736135022,   0.19212032406699775,
     0.0601796466589123,    0.011414065837434397, 0.0012549820417264088,
     7.478398867310063e-05, 2.17188489805667e-06, 2.5712301800593154e-08,

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: BSD-3-Clause
 #include <gtest/gtest.h>
 
+#include <array>
 #include <cmath>
 #include <stdexcept>
 #include <vector>
@@ -127,8 +128,8 @@ double rounding_of_column(const std::vector<double>& theta, const family_point& 
                           std::size_t a) {
   const double alpha = std::abs(theta[a - a % 3]);
   const double beta = std::abs(theta[a - a % 3 + 1]);
-  const double factors[] = {2.0 * alpha, 2.0 * alpha * alpha * beta,
-                            alpha * alpha * beta * beta};
+  const std::array factors{2.0 * alpha, 2.0 * alpha * alpha * beta,
+                           alpha * alpha * beta * beta};
   double largest = 0.0;
   for (const double entry : column(at.jacobian, static_cast<index_t>(a)))
     largest = std::max(largest, std::abs(entry));
