@@ -18,6 +18,7 @@ void check_features(const_matrix_view X) {
   if (!all_finite(X)) throw std::invalid_argument{"X holds a value that is not finite"};
 }
 
+// Plain sums: the results are fixed to the last bit by the order of the observations.
 double mean(const_vector_view column) {
   double sum = 0.0;
   for (const double x : column) sum += x;
@@ -32,6 +33,7 @@ double scale(const_vector_view column, double center) {
   return root == 0.0 ? 1.0 : root;
 }
 
+// Ascending, compared exactly.
 dense_vector distinct_targets(const_vector_view y) {
   std::set<double> distinct;
   for (const double target : y) {
@@ -66,12 +68,14 @@ classification_data_normalizer::classification_data_normalizer(
     feature_means[X.cols()] = 0.0;
     feature_scales[X.cols()] = std::sqrt(static_cast<double>(X.rows()));
   }
+  // Sums of finite values may overflow.
   if (!all_finite(feature_means) || !all_finite(feature_scales))
     throw std::invalid_argument{"the values of X are too large to be normalized"};
   classes = distinct_targets(y);
   if (classes.size() != num_classes) throw invalid_target_error{};
 }
 
+// Centering alone can overflow too, where no scale is computed.
 dense_matrix classification_data_normalizer::normalized_features(
     const_matrix_view X) const {
   dense_matrix normalized{X.rows(), num_columns};

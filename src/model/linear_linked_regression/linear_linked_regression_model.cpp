@@ -7,6 +7,7 @@
 
 namespace corvane::model {
 
+// The weights are in raw units, so one product with the raw features does.
 void linear_linked_regression_model::predict_proba(const_matrix_view X,
                                                    vector_view out) const {
   std::fill(out.begin(), out.end(), bias);

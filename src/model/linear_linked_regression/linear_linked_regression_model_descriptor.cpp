@@ -32,6 +32,7 @@ std::shared_ptr<const regularizer> default_penalty(index_t p, bool with_free_bia
   return std::make_shared<ridge_regularizer>(variable_mapping{entries});
 }
 
+// From the caller where there is an initializer, else from the penalty.
 dense_vector start_hyperparameters(const linear_linked_regression_model_options& options,
                                    const regularizer& penalty) {
   dense_vector theta{penalty.num_hyperparameters()};
@@ -103,6 +104,7 @@ linear_linked_regression_model linear_linked_regression_model_descriptor::fit(
   if (!penalty)
     penalty = default_penalty(normalizer.num_columns,
                               options_.with_bias && !options_.regularize_bias);
+  // The objective owns the normalized design: no other copy of it is alive.
   aloocv_objective objective{options_.inner_optimizer, options_.loss_link, penalty,
                              normalizer.normalized_features(X), normalizer.coded_target(y)};
   linear_linked_regression_model model;

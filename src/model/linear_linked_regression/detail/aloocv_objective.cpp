@@ -40,6 +40,7 @@ const_vector_view aloocv_objective::weights() const {
 // theta: one refresh serves them all, and a theta that failed is remembered as such.
 bool aloocv_objective::refresh(const_vector_view theta) {
   if (evaluated_ && same_point(theta, *evaluated_)) return is_defined_;
+  // Undefined until proven otherwise, so that a failure at any step is remembered.
   evaluated_ = dense_vector{theta};
   value_.reset();
   is_defined_ = false;
@@ -54,11 +55,14 @@ bool aloocv_objective::solve_inner_problem(const_vector_view theta) {
   if (!inner_objective_.accepts_hyperparameters(theta)) return false;
   inner_objective_.set_hyperparameters(theta);
   if (!run_inner_optimizer()) return false;
+  // The copy panics on a Hessian that is not square.
   hessian_factor_ = inner_result_.hessian;
   return inner_result_.positive_definite && !inner_objective_.is_exhausted() &&
          settle_at_solution() && potrf(hessian_factor_) == 0;
 }
 
+// An objective that is undefined at its start point is the one failure that a run throws;
+// here it is a theta that does not work.
 bool aloocv_objective::run_inner_optimizer() {
   try {
     inner_result_ = optimize(*inner_optimizer_, inner_objective_, start_weights_);
@@ -78,6 +82,8 @@ bool aloocv_objective::settle_at_solution() {
                                                    scratch.symmetric(p));
 }
 
+// zeta from one Newton step without sample i: by the formula of Sherman and Morrison the
+// inverse Hessian without l''_i x_i x_i' turns h_i into h_i / (1 - h_i l''_i).
 void aloocv_objective::leave_each_out() {
   inverse_quadratic_forms(X_, hessian_factor_, leverages_);
   const const_vector_view z = inner_objective_.predictions();
@@ -102,6 +108,7 @@ inner_optimum aloocv_objective::optimum() const {
           loo_predictions_};
 }
 
+// V is the sum of the losses alone: the penalty is no part of it.
 bool aloocv_objective::compute_value(const_vector_view theta, double& value) {
   if (!refresh(theta)) return false;
   if (!value_) {

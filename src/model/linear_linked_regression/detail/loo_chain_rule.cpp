@@ -12,8 +12,6 @@
 // The work for a pair of hyperparameters is thus that of its own sums over n and p.
 #include "model/linear_linked_regression/detail/loo_chain_rule.h"
 
-#include <cmath>
-
 #include "common/finite.h"
 #include "common/sparse_matrix_operation.h"
 #include "model/linear_linked_regression/detail/observation_products.h"
@@ -53,6 +51,8 @@ bool differentiate_loss(const linear_loss_link& link, const inner_optimum& optim
          link.compute_second_derivative(y, optimum.loo_predictions, at.c2);
 }
 
+// e = 1 - h l2 is what is left of a sample's own weight; it is 0 where the sample alone
+// determines its prediction, and the derivatives are then not finite.
 void differentiate_samples(const inner_optimum& optimum, const sample_derivatives& at) {
   for (index_t i = 0; i < at.u.size(); ++i) {
     const double h = optimum.leverages[i];
@@ -62,6 +62,7 @@ void differentiate_samples(const inner_optimum& optimum, const sample_derivative
     const double c1 = at.c1[i];
     const double c2 = at.c2[i];
     const double e = 1.0 - h * l2;
+    // a = dzeta/dz and b = dzeta/dh
     const double a = h * l2 / e + 1.0 + l3 * l1 * h * h / (e * e);
     const double b = l1 / (e * e);
     const double da_dz = (h * l3 + (l2 * l3 + l1 * at.l4[i]) * h * h) / (e * e) +
@@ -100,6 +101,7 @@ void fill_leverage_adjoint(const inner_optimum& optimum, const_vector_view v,
   weighted_gram(optimum.X, v, gram);
   mirror_lower(gram);
   divide_by_factor(plain, optimum.hessian_factor, gram);
+  // W = L^-T (L^-1 X' diag(v) X L^-T) L^-1
   const matrix_view W = scratch.matrix(gram.rows(), gram.cols());
   copy(gram, W);
   divide_by_factor(transposed, optimum.hessian_factor, W);
@@ -130,6 +132,7 @@ void add_sample_terms(const optimum_derivatives& moves, const sample_derivatives
     t[i] = at.zz[i] - at.l4[i] * from.q[i] - at.l3[i] * from.X_mu[i];
   add_weighted_gram(moves.dz, t, hessian);
   add_weighted_gram(moves.dh, at.hh, hessian);
+  // dz_a' diag(zh) dh_b + dh_a' diag(zh) dz_b
   const matrix_view scaled = scratch.matrix(n, moves.dz.cols());
   for (index_t a = 0; a < scaled.cols(); ++a)
     for (index_t i = 0; i < n; ++i) scaled(i, a) = at.zh[i] * moves.dz(i, a);
@@ -209,7 +212,7 @@ bool compute_loo_gradient_hessian(const linear_loss_link& link, const regularize
   if (!differentiate_loss(link, optimum, at)) return false;
   const auto of_penalty = differentiate_penalty(penalty, optimum.theta, optimum.weights);
   if (!of_penalty) return false;
-  if (optimum.theta.size() == 0) return true;
+  if (optimum.theta.size() == 0) return true;  // nothing to differentiate by
 
   differentiate_samples(optimum, at);
   const optimum_derivatives moves =

@@ -57,6 +57,8 @@ bool loss_objective::accepts_hyperparameters(const_vector_view theta) const {
                                   regularizer_status::not_finite;
 }
 
+// The penalty must be smooth enough at zero to start there. A caller that cannot know asks
+// accepts_hyperparameters first.
 void loss_objective::set_hyperparameters(const_vector_view theta) {
   std::fill(weights_.begin(), weights_.end(), nan);
   num_iterations_ = 0;
@@ -106,6 +108,7 @@ bool loss_objective::compute_gradient_hessian(const_vector_view w, vector_view g
     return false;
   if (!loss_link_->compute_second_derivative(y_, predictions_, loss_second_derivative_))
     return false;
+  // gradient = X' l' + r1, Hessian = X' diag(l'') X + diag(r2)
   gemv(1.0, transposed, X_, loss_first_derivative_, 0.0, gradient);
   weighted_gram(X_, loss_second_derivative_, hessian);
   return add_penalty_gradient(w, gradient) && add_penalty_curvature(w, hessian);

@@ -11,7 +11,7 @@ namespace {
 // dW = -H^-1 G', G being the Q by p matrix of dr1/dtheta. The sparse matrix stands at the
 // left of a product, so it is the transpose that is computed first.
 void differentiate_weights(const_matrix_block L, const sparse_matrix& G, matrix_view dW) {
-  if (G.empty()) {
+  if (G.empty()) {  // theta moves nothing, as where every weight is exactly zero
     fill(dW, 0.0);
     return;
   }
@@ -35,11 +35,13 @@ void differentiate_hessian(const inner_optimum& optimum, const penalty_derivativ
   const vector_view t = scratch.vector(l3.size());
   for (index_t i = 0; i < t.size(); ++i) t[i] = dz[i] * l3[i];
   weighted_gram(optimum.X, t, dH);
+  // How r2 moves with theta_a itself.
   if (!penalty.curvature_derivative.empty()) {
     const const_vector_view values = penalty.curvature_derivative.row_values(a);
     const const_index_view columns = penalty.curvature_derivative.row_columns(a);
     for (index_t e = 0; e < values.size(); ++e) dH(columns[e], columns[e]) += values[e];
   }
+  // How r2 moves with the weights.
   for (index_t k = 0; k < dw.size(); ++k) dH(k, k) += penalty.r3[k] * dw[k];
 }
 
@@ -73,11 +75,13 @@ optimum_derivatives differentiate_optimum(scoped_allocator& scratch,
   const index_t n = optimum.X.rows();
   const index_t p = optimum.X.cols();
   const index_t Q = optimum.theta.size();
+  // Taken before any inner scope opens: they outlive the call.
   const optimum_derivatives out{scratch.matrix(p, Q), scratch.matrix(n, Q),
                                 scratch.matrix(n, Q), scratch.matrix(p * p, Q)};
   differentiate_weights(optimum.hessian_factor, penalty.gradient_derivative, out.dW);
   gemm(1.0, plain, optimum.X, plain, out.dW, 0.0, out.dz);
   for (index_t a = 0; a < Q; ++a) {
+    // dH_a is made in its column and whitened there.
     const matrix_view dH{out.whitened_dH.column(a).data(), p, p};
     differentiate_hessian(optimum, penalty, l3, out.dW.column(a), out.dz.column(a), a, dH);
     mirror_lower(dH);

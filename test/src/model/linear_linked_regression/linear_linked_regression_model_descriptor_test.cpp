@@ -14,6 +14,7 @@
 
 #include "classification_problem.h"
 #include "counting_fakes.h"
+#include "optimization/optimizer_error.h"
 #include "penalty_kind.h"
 
 namespace corvane::model {
@@ -183,6 +184,29 @@ TEST(linear_linked_regression_model_descriptor, starts_where_the_initializer_say
   EXPECT_THROW(fit(data, options), std::runtime_error);
   // A start value that somebody asked for is not replaced by another.
   options.initializer = [](vector_view theta) { theta[0] = HUGE_VAL; };
+  EXPECT_THROW(fit(data, options), optimizer_undefined_error);
+}
+
+// Fails the first `count` inner runs.
+std::shared_ptr<recording_optimizer> failing_at_first(int count) {
+  auto optimizer = std::make_shared<recording_optimizer>(std::make_shared<call_log>(),
+                                                         optimizer_of(1e-4));
+  optimizer->alter = [count](trust_region_result& result) mutable {
+    if (count-- > 0) result.positive_definite = false;
+  };
+  return optimizer;
+}
+
+TEST(linear_linked_regression_model_descriptor,
+     tries_stronger_starts_where_one_is_undefined) {
+  const classification_problem data = drawn_problem(60, 3, 5);
+  model_options options = options_of();
+  options.inner_optimizer = failing_at_first(3);
+  EXPECT_TRUE(std::isfinite(fit(data, options).result.value));
+  options.inner_optimizer = failing_at_first(1000000);
+  EXPECT_THROW(fit(data, options), optimizer_undefined_error);
+  options.inner_optimizer = failing_at_first(1);
+  options.initializer = [](vector_view theta) { theta[0] = 1.0; };
   EXPECT_THROW(fit(data, options), optimizer_undefined_error);
 }
 
