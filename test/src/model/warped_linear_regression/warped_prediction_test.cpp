@@ -19,7 +19,6 @@ using warped_testing::draw_model;
 using warped_testing::make_model;
 using warped_testing::model_data;
 using warped_testing::normal_matrix;
-using warped_testing::normal_vector;
 using warped_testing::options_for;
 using warped_testing::predictions;
 using warped_testing::view;
