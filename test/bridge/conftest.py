@@ -3,9 +3,10 @@
 
 import numpy as np
 import pytest
+
 from bridge_support import SANITIZED
 
-collect_ignore = ["test_memory.py"] if SANITIZED else []
+collect_ignore_glob = ["test_*memory.py"] if SANITIZED else []
 
 
 @pytest.fixture
