@@ -6,9 +6,10 @@ from __future__ import annotations
 from collections.abc import Iterator
 
 import numpy as np
-from harness import Row, compare, kernel_ratios, peak_memory
 from sklearn.linear_model import ARDRegression
 from trevalon_impl import RidgeRegressionModel
+
+from harness import Row, compare, kernel_ratios, peak_memory
 
 
 def made_data(n: int, p: int, seed: int = 0) -> tuple[np.ndarray, np.ndarray]:

@@ -6,6 +6,7 @@ import math
 
 import pytest
 import trevalon_conversion_probe as probe
+
 from bridge_support import assert_raises
 
 NOT_CORRECT = "variable groupings not correct"

@@ -6,9 +6,10 @@ import sys
 import numpy as np
 import pytest
 import trevalon_conversion_probe as probe
-from bridge_support import ALLOWED_GROWTH, Shaped, expecting, growth
 from trevalon_impl import RidgeRegressionModel
 from trevalon_internal import make_ridge_regression_model
+
+from bridge_support import ALLOWED_GROWTH, Shaped, expecting, growth
 
 
 @pytest.fixture

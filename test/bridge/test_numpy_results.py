@@ -6,6 +6,7 @@ import sys
 import numpy as np
 import pytest
 import trevalon_conversion_probe as probe
+
 from bridge_support import OwnError, Shaped, assert_raises
 
 

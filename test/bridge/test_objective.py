@@ -6,6 +6,7 @@ import signal
 import numpy as np
 import pytest
 import trevalon_internal
+
 from bridge_support import assert_raises, run_child
 
 METHODS = ["compute_value", "compute_gradient", "compute_hessian"]

@@ -6,9 +6,10 @@ import threading
 
 import numpy as np
 import pytest
-from bridge_support import OwnError, assert_raises
 from trevalon_impl import RidgeRegressionModel
 from trevalon_internal import make_ridge_regression_model
+
+from bridge_support import OwnError, assert_raises
 
 
 def fail(*_arguments):

@@ -5,9 +5,10 @@ import math
 
 import numpy as np
 import pytest
-from bridge_support import assert_raises
 from trevalon_impl import RidgeRegressionModel
 from trevalon_internal import make_ridge_regression_model
+
+from bridge_support import assert_raises
 
 TOLERANCE = "tolerance must be greater than 0"
 BOTH = pytest.mark.parametrize(

@@ -7,9 +7,10 @@ import itertools
 import numpy as np
 import pytest
 import trevalon_internal
-from bridge_support import assert_raises
 from sklearn.linear_model import Ridge
 from trevalon_impl import RidgeRegressionModel
+
+from bridge_support import assert_raises
 
 ATTRIBUTES = ["weights", "regularization", "regularization_groups", "score",
               "within_tolerance"]  # fmt: skip

@@ -7,9 +7,10 @@ import sys
 import numpy as np
 import pytest
 import trevalon_conversion_probe as probe
-from bridge_support import SANITIZED, OwnError, Shaped, assert_raises
 from hypothesis import given
 from hypothesis import strategies as st
+
+from bridge_support import SANITIZED, OwnError, Shaped, assert_raises
 
 IMPROPER_VECTOR = "improper dimensions for a vector"
 

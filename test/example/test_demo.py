@@ -1,5 +1,5 @@
 # SPDX-License-Identifier: BSD-3-Clause
-"""The demo as its user meets it: a table and pictures, or a message that says what to do."""
+"""The demo as its user meets it: a table and pictures, or a message that says why not."""
 
 import subprocess
 import sys
