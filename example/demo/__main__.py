@@ -10,8 +10,38 @@ from __future__ import annotations
 import argparse
 import sys
 
+import numpy as np
+
+import logistic_section
 import ridge_section
-from datasets import DemoError, read_csv, regression_sets
+import warped_section
+from datasets import (
+    Dataset,
+    DemoError,
+    binary_sets,
+    read_csv,
+    regression_sets,
+    skewed_sets,
+)
+
+
+def run_on(dataset: Dataset) -> None:
+    """The models that fit the user's target: two values are classes, others are numbers."""
+    values = np.unique(dataset.y)
+    if len(values) == 1:
+        raise DemoError(
+            f"the target is {values[0]:g} in every row: there is nothing to fit"
+        )
+    if len(values) == 2:
+        classes = (dataset.y == values[1]).astype(float)
+        logistic_section.run([Dataset(dataset.name, dataset.X, classes)])
+        return
+    ridge_section.run([dataset])
+    n, p = dataset.X.shape
+    if p + 1 < 0.8 * n and np.linalg.matrix_rank(dataset.X - dataset.X.mean(axis=0)) == p:
+        warped_section.run([dataset])
+    else:
+        print("\nThe warped model needs independent columns, fewer than rows: left out.")
 
 
 def main() -> int:
@@ -24,8 +54,10 @@ def main() -> int:
             if arguments.target is not None:
                 raise DemoError("--target needs a file: ./run demo FILE.csv --target NAME")
             ridge_section.run(list(regression_sets()))
+            logistic_section.run(list(binary_sets()))
+            warped_section.run(list(skewed_sets()))
         else:
-            ridge_section.run([read_csv(arguments.file, arguments.target)])
+            run_on(read_csv(arguments.file, arguments.target))
     except DemoError as error:
         print(f"./run demo: {error}", file=sys.stderr)
         return 2

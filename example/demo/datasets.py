@@ -46,11 +46,30 @@ def regression_sets() -> Iterator[Dataset]:
     star = statsmodels.datasets.star98.load_pandas().data
     share = star["NABOVE"] / (star["NABOVE"] + star["NBELOW"])
     features = star.drop(columns=["NABOVE", "NBELOW"])
-    yield Dataset(
-        "star98: maths pass rate", features.to_numpy(float), share.to_numpy(float)
-    )
+    yield Dataset("star98: pass rate", features.to_numpy(float), share.to_numpy(float))
     yield _statsmodels_set("fair", "affairs")
     yield _statsmodels_set("randhie", "mdvis")
+
+
+def binary_sets() -> Iterator[Dataset]:
+    """Sets with a target of two classes, coded 0 and 1."""
+    X, y = datasets.load_breast_cancer(return_X_y=True)
+    yield Dataset("breast cancer", X, y.astype(float))
+    fair = _statsmodels_set("fair", "affairs")
+    yield Dataset("fair: any affair", fair.X, (fair.y > 0.0).astype(float))
+
+
+def skewed_sets() -> Iterator[Dataset]:
+    """Sets with a positive target whose distribution has a long tail."""
+    yield _statsmodels_set("ccard", "AVGEXP")
+    wine = datasets.load_wine()
+    yield Dataset("wine: proline", wine.data[:, :-1], wine.data[:, -1])
+    cells = datasets.load_breast_cancer()
+    names = list(cells.feature_names)
+    # The means of each image, without the area itself.
+    means = [k for k in range(10) if names[k] != "mean area"]
+    area_error = cells.data[:, names.index("area error")]
+    yield Dataset("cells: area error", cells.data[:, means], area_error)
 
 
 def _statsmodels_set(name: str, target: str) -> Dataset:

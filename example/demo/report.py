@@ -5,12 +5,15 @@ from __future__ import annotations
 
 import statistics
 import time
-from collections.abc import Callable, Sequence
+import warnings
+from collections.abc import Sequence
 from pathlib import Path
 
 import matplotlib as mpl
 import numpy as np
+from matplotlib.axes import Axes
 from matplotlib.figure import Figure
+from sklearn.exceptions import ConvergenceWarning
 
 mpl.use("Agg")
 
@@ -33,6 +36,17 @@ def print_table(title: str, header: Sequence[str], rows: Sequence[Sequence[str]]
         print(line(row))
 
 
+def panels(count: int, columns: int = 3) -> tuple[Figure, list[Axes]]:
+    """A page of small pictures."""
+    columns = min(columns, count)
+    rows = -(-count // columns)
+    figure = Figure(figsize=(3.9 * columns, 3.1 * rows), layout="constrained")
+    grid = figure.subplots(rows, columns, squeeze=False).ravel()
+    for unused in grid[count:]:
+        unused.set_visible(False)
+    return figure, list(grid[:count])
+
+
 def save(figure: Figure, name: str) -> None:
     """Writes one picture and says where."""
     OUTPUT.mkdir(exist_ok=True)
@@ -41,12 +55,18 @@ def save(figure: Figure, name: str) -> None:
     print(f"wrote {path}")
 
 
-def median_time(action: Callable[[], object], repeats: int = 5) -> float:
-    """Median wall time in seconds."""
+def timed_fit(model: object, X: np.ndarray, y: np.ndarray, repeats: int = 3) -> float:
+    """Fits the model and returns the median wall time in seconds.
+
+    What a model has to say of its convergence is not the demo's subject: the tables show
+    what it found.
+    """
     times = []
     for _ in range(repeats):
         start = time.perf_counter()
-        action()
+        with warnings.catch_warnings():
+            warnings.simplefilter("ignore", ConvergenceWarning)
+            model.fit(X, y)
         times.append(time.perf_counter() - start)
     return statistics.median(times)
 

@@ -7,17 +7,17 @@ from collections.abc import Sequence
 from dataclasses import dataclass
 
 import numpy as np
-from datasets import Dataset
 from matplotlib.axes import Axes
-from matplotlib.figure import Figure
-from report import few, median_time, milliseconds, print_table, root_mean_square, save
 from sklearn.linear_model import RidgeCV
 from sklearn.pipeline import Pipeline, make_pipeline
 from sklearn.preprocessing import StandardScaler
-from trevalon_impl import RidgeRegressionModel
 
-# Score mode and what shares a penalty, as the model takes them.
-VARIANTS = (("gcv", "all"), ("loocv", "all"), ("loocv", "none"))
+from datasets import Dataset
+from report import few, milliseconds, panels, print_table, root_mean_square, save, timed_fit
+from trevalon import RidgeRegression
+
+# Criterion, and which columns share a penalty.
+VARIANTS = (("gcv", "all"), ("loo", "all"), ("loo", "none"))
 ALPHAS = np.logspace(-6, 6, 100)
 # A penalty per column is searched for where there are at most so many columns.
 MANY_COLUMNS = 100
@@ -27,27 +27,24 @@ MANY_COLUMNS = 100
 class RidgeFit:
     """What one variant found on one data set."""
 
-    score: str
-    grouping: str
-    penalties: np.ndarray  # t^2, for columns and target of unit length
+    criterion: str
+    groups: str
+    penalties: np.ndarray  # for standardized columns
     error: float  # root mean square on the held-out fifth
     seconds: float
     prediction: np.ndarray  # of the held-out fifth
 
 
-def fit_variant(dataset: Dataset, score: str, grouping: str) -> RidgeFit:
+def fit_variant(dataset: Dataset, criterion: str, groups: str) -> RidgeFit:
     X, X_test, y, y_test = dataset.split()
-    model = RidgeRegressionModel(score=score, grouping_mode=grouping)
-    seconds = median_time(lambda: model.fit(X, y))
+    model = RidgeRegression(criterion, groups=groups)
+    seconds = timed_fit(model, X, y)
     prediction = model.predict(X_test)
-    return RidgeFit(
-        score,
-        grouping,
-        np.square(model.regularization),
-        root_mean_square(prediction - y_test),
-        seconds,
-        prediction,
-    )
+    variance = X.var(axis=0)
+    penalties = model.alpha_[variance > 0.0] / variance[variance > 0.0]
+    error = root_mean_square(prediction - y_test)
+    shown = penalties[:1] if groups == "all" else penalties
+    return RidgeFit(criterion, groups, shown, error, seconds, prediction)
 
 
 def fit_peer(dataset: Dataset) -> tuple[Pipeline, float, float]:
@@ -55,17 +52,15 @@ def fit_peer(dataset: Dataset) -> tuple[Pipeline, float, float]:
     X, X_test, y, y_test = dataset.split()
     # Leave-one-out over the alphas, which RidgeCV does with one factorization.
     peer = make_pipeline(StandardScaler(), RidgeCV(ALPHAS, store_cv_results=True))
-    seconds = median_time(lambda: peer.fit(X, y))
+    seconds = timed_fit(peer, X, y)
     return peer, root_mean_square(peer.predict(X_test) - y_test), seconds
 
 
 def draw_criterion(axes: Axes, dataset: Dataset, peer: Pipeline, fit: RidgeFit) -> None:
     """The leave-one-out error over the peer's grid, and the penalty found."""
-    n = len(dataset.split()[0])
     curve = np.sqrt(peer[-1].cv_results_.mean(axis=0))
     axes.semilogx(ALPHAS, curve, ".-", markersize=3, linewidth=0.8, label="RidgeCV's grid")
-    # A standardized column has length sqrt(n), so that a penalty counts n times there.
-    axes.axvline(n * fit.penalties[0], color="C3", label="found")
+    axes.axvline(fit.penalties[0], color="C3", label="found")
     axes.set_title(dataset.name, fontsize=9)
     axes.set_xlabel("penalty, standardized columns", fontsize=8)
     axes.set_ylabel("leave-one-out error", fontsize=8)
@@ -84,43 +79,20 @@ def draw_prediction(axes: Axes, dataset: Dataset, fit: RidgeFit) -> None:
     axes.tick_params(labelsize=7)
 
 
-def panels(count: int) -> tuple[Figure, list[Axes]]:
-    """A page of small pictures, at most three in a row."""
-    columns = min(3, count)
-    rows = -(-count // columns)
-    figure = Figure(figsize=(3.6 * columns, 2.9 * rows), layout="constrained")
-    grid = figure.subplots(rows, columns, squeeze=False).ravel()
-    for unused in grid[count:]:
-        unused.set_visible(False)
-    return figure, list(grid[:count])
-
-
 def run(regression_sets: Sequence[Dataset]) -> None:
     rows = []
     criterion_page, criterion_axes = panels(len(regression_sets))
     prediction_page, prediction_axes = panels(len(regression_sets))
     for k, dataset in enumerate(regression_sets):
-        n, p = dataset.X.shape
         peer, peer_error, peer_seconds = fit_peer(dataset)
-        for score, grouping in VARIANTS:
-            if grouping == "none" and p > MANY_COLUMNS:
+        for criterion, groups in VARIANTS:
+            if groups == "none" and dataset.X.shape[1] > MANY_COLUMNS:
                 continue
-            fit = fit_variant(dataset, score, grouping)
-            rows.append(
-                [
-                    dataset.name,
-                    str(n),
-                    str(p),
-                    score,
-                    grouping,
-                    few(fit.penalties),
-                    f"{fit.error:.4g}",
-                    milliseconds(fit.seconds),
-                    f"{peer_error:.4g}",
-                    milliseconds(peer_seconds),
-                ]
-            )
-            if (score, grouping) == ("loocv", "all"):
+            fit = fit_variant(dataset, criterion, groups)
+            row = [dataset.name, *map(str, dataset.X.shape), criterion, groups]
+            row += [few(fit.penalties), f"{fit.error:.4g}", milliseconds(fit.seconds)]
+            rows.append([*row, f"{peer_error:.4g}", milliseconds(peer_seconds)])
+            if (criterion, groups) == ("loo", "all"):
                 draw_criterion(criterion_axes[k], dataset, peer, fit)
                 draw_prediction(prediction_axes[k], dataset, fit)
     print_table(
