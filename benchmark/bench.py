@@ -8,9 +8,17 @@ import json
 from dataclasses import asdict
 from pathlib import Path
 
+import logistic
+import package
 import ridge
+import warped
 
-SECTIONS = {"ridge": ridge.rows}
+SECTIONS = {
+    "ridge": ridge.rows,
+    "logistic": logistic.rows,
+    "warped": warped.rows,
+    "package": package.rows,
+}
 
 
 def main() -> None:

@@ -16,6 +16,9 @@ from collections.abc import Callable, Sequence
 from dataclasses import dataclass
 from pathlib import Path
 
+import numpy as np
+from scipy.linalg import lapack
+
 ROOT = Path(__file__).resolve().parents[1]
 KERNELS = ROOT / "build" / "release" / "benchmark"
 
@@ -31,23 +34,43 @@ class Row:
     detail: str = ""
 
 
-def seconds(action: Callable[[], object]) -> float:
+def seconds(action: Callable[..., object], *arguments: object) -> float:
     start = time.perf_counter()
-    action()
+    action(*arguments)
     return time.perf_counter() - start
 
 
 def compare(
-    product: Callable[[], object], baseline: Callable[[], object], turns: int = 7
+    product: Callable[[], object],
+    baseline: Callable[..., object],
+    turns: int = 7,
+    prepare: Callable[[], object] | None = None,
 ) -> tuple[float, str]:
-    """The median ratio of their times, and both median times in words."""
-    product()
-    baseline()
-    times = [(seconds(product), seconds(baseline)) for _ in range(turns)]
+    """The median ratio of their times, and both median times in words.
+
+    What `prepare` makes is handed to the baseline, and is not counted in its time.
+    """
+    times = []
+    for _ in range(turns + 1):
+        ours = seconds(product)
+        arguments = () if prepare is None else (prepare(),)
+        times.append((ours, seconds(baseline, *arguments)))
+    times = times[1:]  # the first turn warms up
     ratio = statistics.median(ours / theirs for ours, theirs in times)
     ours = statistics.median(t[0] for t in times)
     theirs = statistics.median(t[1] for t in times)
     return ratio, f"{1e3 * ours:.1f} ms against {1e3 * theirs:.1f} ms"
+
+
+def fortran_copy(X: np.ndarray) -> np.ndarray:
+    """A copy that LAPACK may overwrite."""
+    return np.array(X, order="F", copy=True)
+
+
+def factor_once(X: np.ndarray) -> None:
+    """One dgeqrf in place, with the workspace that it asks for."""
+    work, _ = lapack.dgeqrf_lwork(*X.shape)
+    lapack.dgeqrf(X, lwork=int(work), overwrite_a=1)
 
 
 _PEAK = """
@@ -88,13 +111,14 @@ def kernel_ratios(program: str, pairs: Sequence[tuple[str, str]]) -> list[float]
             "--benchmark_repetitions=9",
             "--benchmark_enable_random_interleaving=true",
             "--benchmark_report_aggregates_only=true",
+            f"--benchmark_filter=^({'|'.join(name for pair in pairs for name in pair)})/",
         ],
         capture_output=True,
         text=True,
         check=True,
     )
     medians = {
-        entry["run_name"]: entry["real_time"]
+        entry["run_name"].removesuffix("/real_time"): entry["real_time"]
         for entry in json.loads(result.stdout)["benchmarks"]
         if entry["aggregate_name"] == "median"
     }

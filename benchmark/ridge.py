@@ -63,8 +63,8 @@ def rows() -> Iterator[Row]:
         kernel_ratios(
             "trevalon_ridge_benchmark",
             [
-                ("loocv_value_gradient_hessian", "dsyrk"),
-                ("gcv_value_gradient_hessian", "dsyrk"),
+                ("loocv_value_gradient_hessian/10000/100", "gram_matrix/10000/100"),
+                ("gcv_value_gradient_hessian/10000/100", "gram_matrix/10000/100"),
             ],
         ),
         strict=True,
