@@ -10,6 +10,7 @@
 #include <memory_resource>
 #include <new>
 
+#include "n_array/large_pages.h"
 #include "n_array/n_array_view.h"
 
 namespace corvane {
@@ -82,8 +83,10 @@ class array_buffer {
  private:
   void acquire(index_t count) {
     if (count == 0) return;
-    data_ = static_cast<T*>(resource_->allocate(byte_count<T>(count), array_alignment));
+    const std::size_t bytes = byte_count<T>(count);
+    data_ = static_cast<T*>(resource_->allocate(bytes, array_alignment));
     capacity_ = count;
+    if (bytes >= large_array_bytes) advise_large_pages(data_, bytes);
   }
 
   T* data_ = nullptr;
