@@ -2,8 +2,9 @@
 //
 // Movement of arrays between Python and the core. Inward comes whatever has a `shape` and
 // iterates, element by element through the iterator protocol; outward goes a numpy array,
-// element by element through __setitem__. So no numpy headers are needed, and numpy itself
-// only at run time.
+// element by element through __setitem__. A numpy array of float64 is copied through its
+// memory instead, in both directions, with the same result (float64_buffer.h). So no numpy
+// headers are needed, and numpy itself only at run time.
 //
 // Every function throws python_error, with the Python error set, when a Python call fails
 // or memory is short. Conversions run Python code: what they convert may call back into a

@@ -5,6 +5,7 @@
 #include <optional>
 
 #include "python/array_conversion.h"
+#include "python/float64_buffer.h"
 
 namespace corvane::python_bridge {
 
@@ -117,6 +118,11 @@ bool fill_index_line(PyObject* object, strided_view<index_t> destination) {
 }
 
 dense_vector to_double_vector(PyObject* object) {
+  if (const auto buffer = float64_buffer::hold(object, 1, buffer_access::read)) {
+    auto vector = allocate_array<dense_vector>(buffer->extent(0));
+    copy_strided(buffer->elements(), {vector.data(), vector.size(), 1});
+    return vector;
+  }
   return to_vector<double, read_double>(object);
 }
 
@@ -125,6 +131,11 @@ index_vector to_index_vector(PyObject* object) {
 }
 
 dense_matrix to_double_matrix(PyObject* object) {
+  if (const auto buffer = float64_buffer::hold(object, 2, buffer_access::read)) {
+    auto matrix = allocate_array<dense_matrix>(buffer->extent(0), buffer->extent(1));
+    copy_strided(buffer->elements(), matrix);
+    return matrix;
+  }
   return to_matrix<double, read_double>(object);
 }
 

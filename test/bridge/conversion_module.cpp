@@ -41,6 +41,12 @@ python_object double_matrix(PyObject* object) {
   return pair_of(to_list(matrix), to_numpy_matrix(matrix));
 }
 
+// The conversion by itself, for those who time it.
+python_object read_matrix(PyObject* object) {
+  const corvane::dense_matrix matrix = to_double_matrix(object);
+  return python_object{Py_BuildValue("ll", long{matrix.rows()}, long{matrix.cols()})};
+}
+
 python_object double_vector(PyObject* object) {
   const corvane::dense_vector vector = to_double_vector(object);
   return pair_of(to_list(vector), to_numpy_vector(vector));
@@ -113,6 +119,7 @@ PyMethodDef make_probe(const char* name) {
 // NOLINTNEXTLINE(readability-identifier-naming)
 PyMODINIT_FUNC PyInit_trevalon_conversion_probe() noexcept {
   static auto methods = std::array{make_probe<double_matrix>("double_matrix"),
+                                   make_probe<read_matrix>("read_matrix"),
                                    make_probe<double_vector>("double_vector"),
                                    make_probe<index_matrix>("index_matrix"),
                                    make_probe<index_vector>("index_vector"),

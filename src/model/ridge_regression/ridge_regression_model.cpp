@@ -8,9 +8,15 @@
 namespace corvane::model {
 
 // A bias weight, at the end, stays out of the product: it is in the intercept.
-void ridge_regression_model::predict(const_matrix_view X, vector_view out) const {
+void ridge_regression_model::predict(transposition op, const_matrix_block A,
+                                     vector_view out) const {
+  const index_t num_features = op == plain ? A.cols() : A.rows();
   std::fill(out.begin(), out.end(), intercept);
-  gemv(1.0, plain, X, weights.view().part(0, X.cols()), 1.0, out);
+  gemv(1.0, op, A, weights.view().part(0, num_features), 1.0, out);
+}
+
+void ridge_regression_model::predict(const_matrix_view X, vector_view out) const {
+  predict(plain, X, out);
 }
 
 }  // namespace corvane::model

@@ -3,6 +3,8 @@
 // ridge_regression_model: the record of a fitted ridge model, in raw units.
 #pragma once
 
+#include "common/blas_arguments.h"
+#include "common/matrix_block.h"
 #include "n_array/n_array.h"
 #include "optimization/trust_region_state.h"
 
@@ -27,6 +29,8 @@ struct ridge_regression_model {
 
   // X is n by the number of features; writes n predictions, intercept + X weights.
   void predict(const_matrix_view X, vector_view out) const;
+  // The same with X = op(A), for rows that lie one behind another.
+  void predict(transposition op, const_matrix_block A, vector_view out) const;
 };
 
 }  // namespace corvane::model

@@ -9,6 +9,7 @@
 #include "python/model_checks.h"
 #include "python/objective_object.h"
 #include "python/python_error.h"
+#include "python/readable_matrix.h"
 
 namespace corvane::python_bridge {
 
@@ -50,12 +51,12 @@ python_object ridge_regression_bridge::predict(PyObject* arguments,
   // Ahead of any look at the arguments.
   require_fitted(fitted_);
   const python_object X = parse_object(arguments, keywords, "O:predict", "X");
-  const dense_matrix design = to_double_matrix(X.get());
+  const readable_matrix design{X.get()};
   // Taken after the conversion, which may have fitted the model anew.
   const auto fitted = require_fitted(fitted_);
   dense_vector predictions = allocate_vector(design.rows());
   require_columns(design.cols(), fitted->weights.size() - (fitted->with_bias ? 1 : 0));
-  fitted->predict(design, predictions);
+  with_core_error([&] { fitted->predict(design.op(), design.block(), predictions); });
   return to_numpy_vector(predictions);
 }
 

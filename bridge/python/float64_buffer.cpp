@@ -1,0 +1,80 @@
+// SPDX-License-Identifier: BSD-3-Clause
+#include "python/float64_buffer.h"
+
+#include <cstdint>
+#include <string_view>
+#include <utility>
+
+#include "python/python_error.h"
+#include "python/python_object.h"
+
+namespace corvane::python_bridge {
+
+namespace {
+
+// Borrowed, or null where there is none.
+PyObject* find(PyObject* dictionary, const char* name) {
+  if (dictionary == nullptr || PyDict_Check(dictionary) == 0) return nullptr;
+  const python_object key{PyUnicode_FromString(name)};
+  PyObject* const value = PyDict_GetItemWithError(dictionary, key.get());
+  if (value == nullptr) throw_if_error_set();
+  return value;
+}
+
+// The class of the numpy that is loaded already: without one there are no arrays. The
+// dictionaries are read directly, as looking up an attribute may run Python code. Whatever
+// else stands under these names is not the type of an array, and no more.
+bool is_plain_array(PyObject* object) {
+  PyObject* const numpy = find(PyImport_GetModuleDict(), "numpy");
+  if (numpy == nullptr || !PyModule_CheckExact(numpy)) return false;
+  PyObject* const array_type = find(PyModule_GetDict(numpy), "ndarray");
+  return reinterpret_cast<PyObject*>(Py_TYPE(object)) == array_type;
+}
+
+// The codes of a double of this machine's byte order. '=' stands in front of it where an
+// array is not aligned.
+bool is_double(const Py_buffer& buffer) {
+  const std::string_view format = buffer.format == nullptr ? "B" : buffer.format;
+  return buffer.itemsize == Py_ssize_t{sizeof(double)} &&
+         (format == "d" || format == "@d" || format == "=d");
+}
+
+bool is_aligned(const void* address) {
+  return reinterpret_cast<std::uintptr_t>(address) % alignof(double) == 0;
+}
+
+int request_for(buffer_access access) {
+  return access == buffer_access::read ? PyBUF_RECORDS_RO
+                                       : PyBUF_C_CONTIGUOUS | PyBUF_WRITABLE | PyBUF_FORMAT;
+}
+
+}  // namespace
+
+// Accepts one that was never filled.
+float64_buffer::held_buffer::~held_buffer() { PyBuffer_Release(&view); }
+
+std::optional<float64_buffer> float64_buffer::hold(PyObject* object, int dimensions,
+                                                   buffer_access access) {
+  if (!is_plain_array(object)) return std::nullopt;
+  auto held = with_memory_error([] { return std::make_unique<held_buffer>(); });
+  if (PyObject_GetBuffer(object, &held->view, request_for(access)) != 0) {
+    PyErr_Clear();  // an array of dates, for one, has no buffer
+    return std::nullopt;
+  }
+  if (held->view.ndim != dimensions || !is_double(held->view)) return std::nullopt;
+  if (access == buffer_access::write_contiguous && !is_aligned(held->view.buf))
+    return std::nullopt;
+  return float64_buffer{std::move(held)};
+}
+
+strided_doubles float64_buffer::elements() const {
+  const Py_buffer& view = held_->view;
+  const bool is_matrix = view.ndim == 2;
+  return {.data = static_cast<const std::byte*>(view.buf),
+          .rows = view.shape[0],
+          .columns = is_matrix ? view.shape[1] : 1,
+          .row_stride = view.strides[0],
+          .column_stride = is_matrix ? view.strides[1] : 0};
+}
+
+}  // namespace corvane::python_bridge
