@@ -1,0 +1,42 @@
+# SPDX-License-Identifier: BSD-3-Clause
+"""Means and lengths of columns, as the models normalize by them."""
+
+from __future__ import annotations
+
+from dataclasses import dataclass
+
+import numpy as np
+
+from trevalon._types import FloatArray
+
+
+@dataclass(frozen=True)
+class CenteredColumns:
+    """Columns less their means, and what it takes to normalize them.
+
+    means : p entries, zeros without centering.
+    scales : p entries, the lengths of the centered columns, not divided by n; a length of 0
+        counts as 1. All are 1 without rescaling.
+    values : (n, p), the centered columns, not divided by their scales.
+    """
+
+    means: FloatArray
+    scales: FloatArray
+    values: FloatArray
+
+
+def center_columns(X: FloatArray, center: bool, rescale: bool) -> CenteredColumns:
+    """Centers the columns of X. Without centering, `values` is X itself."""
+    means, values = np.zeros(X.shape[1]), X
+    if center:
+        ones = np.ones(len(X))
+        means = (ones @ X) / len(X)
+        values = X - means
+        # The second pass takes back the rounding of the first. What a constant column has
+        # left by then is a few bits, whose sum is exact: its length becomes 0.
+        rest = (ones @ values) / len(X)
+        means += rest
+        values -= rest
+    lengths = np.sqrt(np.einsum("ij,ij->j", values, values))
+    scales = np.where(lengths == 0.0, 1.0, lengths) if rescale else np.ones_like(lengths)
+    return CenteredColumns(means, scales, values)

@@ -1,0 +1,21 @@
+# SPDX-License-Identifier: BSD-3-Clause
+"""The axes that a display draws on; matplotlib is imported here alone, and late."""
+
+from __future__ import annotations
+
+from typing import TYPE_CHECKING
+
+if TYPE_CHECKING:
+    from matplotlib.axes import Axes
+
+
+def axes_for(display: object, ax: Axes | None) -> Axes:
+    """`ax`, or axes of a new figure. Raises ImportError where matplotlib is missing."""
+    try:
+        import matplotlib.pyplot as plt
+    except ImportError as error:
+        raise ImportError(
+            f"{type(display).__name__}.plot requires matplotlib. You can install it with "
+            "`pip install trevalon[plot]`"
+        ) from error
+    return plt.subplots()[1] if ax is None else ax

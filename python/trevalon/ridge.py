@@ -1,0 +1,294 @@
+# SPDX-License-Identifier: BSD-3-Clause
+"""Ridge regression that finds one strength per column, or per group of columns."""
+
+from __future__ import annotations
+
+from typing import Any, Self
+
+import numpy as np
+import numpy.typing as npt
+from sklearn.base import RegressorMixin
+from sklearn.utils.validation import check_is_fitted, validate_data
+from trevalon_impl import RidgeRegressionModel, _RidgeRegressionModel
+
+from trevalon._base import (
+    SelfTunedModel,
+    as_grouper,
+    find_dependent_columns,
+    predict_linear,
+)
+from trevalon._columns import center_columns
+from trevalon._groups import UNPENALIZED, Grouping, resolve_groups
+from trevalon._leave_one_out import ridge_leverages
+from trevalon._parameters import check_choice
+from trevalon._types import FloatArray, Groups, Init, IntArray, MatrixLike, VectorLike
+
+# How the extension module calls the criteria.
+_SCORES = {"gcv": "gcv", "loo": "loocv", "range_risk": "range_risk"}
+
+
+class RidgeRegression(RegressorMixin, SelfTunedModel):
+    """Linear least squares with an l2 penalty, its strengths found by cross-validation.
+
+    The coefficients b and the intercept c minimize, in the units of the data,
+
+        sum over i of (y_i - c - x_i . b)^2  +  sum over j of alpha_j b_j^2
+
+    and the strengths ``alpha_j``, one for each group of columns before normalization is
+    undone, minimize ``criterion`` over the same data. The criterion is minimized by a
+    trust-region method with its exact gradient and Hessian.
+
+    Parameters
+    ----------
+    criterion : {"gcv", "loo", "range_risk"}, default="gcv"
+        ``"loo"`` is the sum of squared leave-one-out residuals [1]_; ``"gcv"`` is the same
+        in rotated coordinates, in which every observation has the same weight [2]_;
+        ``"range_risk"`` is the residual sum of squares plus twice the noise variance times
+        the effective degrees of freedom [3]_. It needs independent columns, fewer of them
+        than rows.
+    groups : "all", "none", int, array-like, mapping or callable, default="all"
+        Which columns share a strength. ``"all"``: one strength; ``"none"``: one for each
+        column; a number: at most that many groups, found by clustering the squared
+        coefficients of a fit with one strength; an array-like of shape (n_features,): one
+        label per column; a mapping: a label for each column name of a data frame; a
+        callable: called with X and y as float64 arrays, returns one label per column.
+    fit_intercept : bool, default=True
+        Whether to fit an intercept. It is not penalized.
+    normalize : bool, default=True
+        Whether columns and target are divided by their lengths during the fit, so that a
+        shared strength does not depend on the units of the columns. What is fitted is in
+        the units of the data either way.
+    init : float, array-like, callable or None, default=None
+        Where the optimizer starts: one number for all hyperparameters, one for each, or a
+        function of how many there are. They are the square roots of strengths for
+        normalized columns; None means 0.1 for each. Not 0.
+    tol : float, default=1e-4
+        Tolerance of the optimizer, relative.
+
+    Attributes
+    ----------
+    coef_ : ndarray of shape (n_features,)
+        Coefficients, in units of the target per unit of the column.
+    intercept_ : float
+        Intercept, 0.0 without one.
+    alpha_ : ndarray of shape (n_features,)
+        Strengths in the units of the data: a ridge solve with them has these coefficients.
+    groups_ : ndarray of shape (n_features,)
+        The number of each column's group, from 0.
+    group_labels_ : ndarray of shape (n_groups,)
+        The label of each group; its number where groups were not labelled.
+    criterion_value_ : float
+        The criterion at the chosen strengths, in squared units of the target.
+    converged_ : bool
+        Whether the optimizer met its tolerance.
+    leverage_ : ndarray of shape (n_samples,)
+        The diagonal of the hat matrix at the chosen strengths, the intercept included.
+    loo_residuals_ : ndarray of shape (n_samples,)
+        For each training row the residual of the fit, at these strengths, to all other
+        rows. In units of the target.
+    effective_dof_ : float
+        The trace of the hat matrix, the intercept included.
+    n_features_in_ : int
+        Number of columns seen in the fit.
+    feature_names_in_ : ndarray of shape (n_features_in_,)
+        Column names, where X was a frame with text for names.
+
+    Raises
+    ------
+    ValueError
+        In `fit`, where a parameter or the data are refused, and where no strengths can be
+        found; the message says why.
+
+    Warns
+    -----
+    sklearn.exceptions.ConvergenceWarning
+        In `fit`, where the optimizer stopped before its tolerance was met.
+
+    Notes
+    -----
+    ``leverage_``, ``loo_residuals_`` and ``effective_dof_`` cost about as much as the fit,
+    and are worked out when one of them is first read. Until then, or until the estimator
+    is pickled, it holds a copy of the training data.
+
+    References
+    ----------
+    .. [1] D. M. Allen, "The relationship between variable selection and data augmentation
+       and a method for prediction", Technometrics 16, 1974.
+    .. [2] G. H. Golub, M. Heath, G. Wahba, "Generalized cross-validation as a method for
+       choosing a good ridge parameter", Technometrics 21, 1979.
+    .. [3] C. L. Mallows, "Some comments on C_p", Technometrics 15, 1973.
+
+    Examples
+    --------
+    >>> from sklearn.datasets import load_diabetes
+    >>> from trevalon import RidgeRegression
+    >>> X, y = load_diabetes(return_X_y=True, as_frame=True)
+    >>> model = RidgeRegression(criterion="loo", groups="none").fit(X, y)
+    >>> model.converged_
+    True
+    >>> print(f"{model.effective_dof_:.1f} of {X.shape[1] + 1} parameters in effect")
+    7.3 of 11 parameters in effect
+    """
+
+    coef_: FloatArray
+    intercept_: float
+    alpha_: FloatArray
+    groups_: IntArray
+    group_labels_: npt.NDArray[Any]
+    criterion_value_: float
+
+    def __init__(
+        self,
+        criterion: str = "gcv",
+        *,
+        groups: Groups = "all",
+        fit_intercept: bool = True,
+        normalize: bool = True,
+        init: Init = None,
+        tol: float = 1e-4,
+    ) -> None:
+        self.criterion = criterion
+        self.groups = groups
+        self.fit_intercept = fit_intercept
+        self.normalize = normalize
+        self.init = init
+        self.tol = tol
+
+    def fit(self, X: MatrixLike, y: VectorLike) -> Self:
+        """Find strengths and coefficients.
+
+        Parameters
+        ----------
+        X : array-like of shape (n_samples, n_features)
+            Training rows, at least 2, in any units.
+        y : array-like of shape (n_samples,)
+            Targets.
+
+        Returns
+        -------
+        RidgeRegression
+            The estimator itself.
+        """
+        options = self._shared_options()
+        score = _SCORES[check_choice(self, "criterion", _SCORES)]
+        X, y = validate_data(
+            self, X, y, dtype=np.float64, y_numeric=True, ensure_min_samples=2
+        )
+        rows, target = np.asarray(X), np.asarray(y, dtype=np.float64)
+        grouping = resolve_groups(self.groups, rows, target, self._column_names())
+        model = RidgeRegressionModel(score=score, **_grouping_options(grouping), **options)
+        self._run_fit(model, rows, target)
+        self._take_over(model, grouping, rows, target)
+        return self
+
+    def _take_over(
+        self,
+        model: _RidgeRegressionModel,
+        grouping: Grouping,
+        rows: FloatArray,
+        target: FloatArray,
+    ) -> None:
+        """Copies what the extension module found, in the units of the data."""
+        width = rows.shape[1]
+        self.coef_ = model.weights[:width]
+        # The prediction at the origin is the intercept itself.
+        self.intercept_ = float(model.predict(np.zeros((1, width)))[0])
+        self.groups_ = model.regularization_groups[:width].astype(np.int64)
+        self.group_labels_ = (
+            np.arange(len(model.regularization))
+            if grouping.labels is None
+            else grouping.labels
+        )
+        columns = center_columns(rows, bool(self.fit_intercept), bool(self.normalize))
+        self.alpha_ = np.square(model.regularization[self.groups_] * columns.scales)
+        self.criterion_value_ = self._criterion_in_raw_units(model.score, target)
+        self._training = (rows.copy(), target.copy())
+        for name in ("_leverage", "_loo_residuals"):
+            self.__dict__.pop(name, None)
+
+    def _criterion_in_raw_units(self, score: float, target: FloatArray) -> float:
+        """The criteria are quadratic in the target, which the fit divides by its length.
+
+        The optimizer's range risk is without the sum of squares of the target, a constant.
+        """
+        squares = float(target @ target)
+        value = score * squares if self.normalize and squares > 0.0 else score
+        return value + squares if self.criterion == "range_risk" else value
+
+    def predict(self, X: MatrixLike) -> FloatArray:
+        """Predict targets.
+
+        Parameters
+        ----------
+        X : array-like of shape (n_samples, n_features)
+            Rows in the units of the training rows.
+
+        Returns
+        -------
+        ndarray of shape (n_samples,)
+            ``X @ coef_ + intercept_``, in units of the target.
+        """
+        check_is_fitted(self)
+        return predict_linear(self, X, self.coef_, self.intercept_)
+
+    @property
+    def leverage_(self) -> FloatArray:
+        self._diagnose()
+        return self._leverage
+
+    @property
+    def loo_residuals_(self) -> FloatArray:
+        self._diagnose()
+        return self._loo_residuals
+
+    @property
+    def effective_dof_(self) -> float:
+        return float(self.leverage_.sum())
+
+    def _diagnose(self) -> None:
+        """Works the leverages out once, and lets the training data go."""
+        check_is_fitted(self)
+        if "_leverage" in self.__dict__:
+            return
+        rows, target = self._training
+        leverage = ridge_leverages(rows, self.alpha_, bool(self.fit_intercept))
+        residual = target - (rows @ self.coef_ + self.intercept_)
+        with np.errstate(divide="ignore", invalid="ignore"):
+            self._loo_residuals = residual / (1.0 - leverage)
+        self._leverage = leverage
+        del self._training
+
+    def __getstate__(self) -> dict[str, Any]:
+        """Pickles hold the leverages in place of the training data."""
+        if "_training" in self.__dict__:
+            self._diagnose()
+        state: dict[str, Any] = super().__getstate__()
+        return state
+
+    def _explain_failure(self, X: FloatArray, y: FloatArray) -> str:
+        if self.criterion == "range_risk":
+            if X.shape[0] <= X.shape[1] + int(self.fit_intercept):
+                return (
+                    "criterion='range_risk' estimates the noise from an unpenalized fit "
+                    f"and needs more rows than parameters, but X has shape {X.shape}"
+                )
+            dependent = find_dependent_columns(X, bool(self.fit_intercept))
+            if dependent:
+                return (
+                    "criterion='range_risk' needs linearly independent columns, but these "
+                    f"depend on the columns before them: {dependent}"
+                )
+        return super()._explain_failure(X, y)
+
+
+def _grouping_options(grouping: Grouping) -> dict[str, Any]:
+    if grouping.mode is not None:
+        return {"grouping_mode": grouping.mode}
+    if grouping.codes is None:
+        return {"num_groups": grouping.number_to_find}
+    if (grouping.codes == UNPENALIZED).any():
+        raise ValueError(
+            "groups has the label None, but a ridge fit penalizes every column: "
+            "give each column a label"
+        )
+    return {"grouper": as_grouper(grouping.codes)}
