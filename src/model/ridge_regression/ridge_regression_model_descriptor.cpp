@@ -5,6 +5,7 @@
 #include <cstdio>
 #include <exception>
 #include <numeric>
+#include <optional>
 #include <stdexcept>
 #include <utility>
 
@@ -12,6 +13,8 @@
 #include "common/finite.h"
 #include "common/scoped_allocator.h"
 #include "model/ridge_regression/cluster_weights.h"
+#include "model/ridge_regression/common_penalty_gcv_objective.h"
+#include "model/ridge_regression/common_penalty_loocv_objective.h"
 #include "model/ridge_regression/gcv_objective.h"
 #include "model/ridge_regression/loocv_objective.h"
 #include "model/ridge_regression/range_risk_objective.h"
@@ -52,6 +55,27 @@ std::unique_ptr<ridge_regression_objective> make_score(ridge_objective_mode mode
   return std::make_unique<detail::loocv_objective>(std::move(design), std::move(target));
 }
 
+// The score as a function of one common penalty, at the cost of one factorization; null
+// where no short form of it is known. Reads y and X again when it is evaluated.
+std::unique_ptr<ridge_regression_objective> make_common_penalty_score(
+    const ridge_regression_model_options& options, const data_normalizer& normalizer,
+    const_vector_view y, const_matrix_view X) {
+  namespace detail = ridge_regression_detail;
+  const bool free_bias = options.with_bias && !options.regularize_bias;
+  const detail::common_penalty_design design{normalizer, y, X, !free_bias};
+  switch (options.objective_mode) {
+    case ridge_objective_mode::gcv:
+      // Its short form needs the free column orthogonal to the others.
+      if (free_bias && !options.center_features) return nullptr;
+      return std::make_unique<detail::common_penalty_gcv_objective>(design);
+    case ridge_objective_mode::range_risk:
+      return nullptr;
+    case ridge_objective_mode::loocv:
+      break;
+  }
+  return std::make_unique<detail::common_penalty_loocv_objective>(design);
+}
+
 bool penalizes_bias(const ridge_regression_model_options& options) {
   return options.with_bias && options.regularize_bias;
 }
@@ -81,24 +105,30 @@ class ridge_fit {
   ridge_fit(const ridge_regression_model_options& options, const_vector_view y,
             const_matrix_view X)
       : options_{options},
+        y_{y},
+        X_{X},
         normalizer_{make_normalizer(options, y, X)},
-        score_{make_score(options.objective_mode, normalizer_, y, X)},
         num_hyperparameters_{count_hyperparameters(options, X.cols())} {}
 
   index_t num_hyperparameters() const { return num_hyperparameters_; }
 
   ridge_regression_model fit_ungrouped() {
-    solution found = minimize(*score_, num_hyperparameters_);
+    const auto score = general_score();
+    solution found = minimize(*score, num_hyperparameters_);
     std::copy(found.result.x.begin(), found.result.x.end(), found.t.begin());
     // The optimizer ends at a point whose derivatives it has, and these begin with the
     // factorization that gives the weights: a failure breaks an invariant.
-    if (!score_->compute_weights(found.t, found.weights))
+    if (!score->compute_weights(found.t, found.weights))
       panic("failed to fit weight vector", 60,
             "src/model/ridge_regression/ridge_regression_model_descriptor");
     return make_model(std::move(found), {});
   }
 
   ridge_regression_model fit_grouped(index_vector groups) {
+    check_groups(groups, num_hyperparameters_);
+    if (count_groups(groups) == 1)
+      if (auto found = solve_common())
+        return make_model(std::move(*found), std::move(groups));
     return make_model(solve_grouped(groups), std::move(groups));
   }
 
@@ -132,15 +162,36 @@ class ridge_fit {
   }
 
   solution solve_grouped(const index_vector& groups) {
-    check_groups(groups, num_hyperparameters_);
-    grouped_variable_objective grouped{index_vector{groups}, score_};
+    const auto score = general_score();
+    grouped_variable_objective grouped{index_vector{groups}, score};
     solution found = minimize(grouped, count_groups(groups));
     grouped.expand(found.result.x, found.t);
-    if (!score_->compute_weights(found.t, found.weights)) {
-      std::fputs("failed to fit weight vector\n", stderr);
-      std::terminate();  // broken as in the ungrouped fit
-    }
+    compute_grouped_weights(*score, found.t, found.weights);
     return found;
+  }
+
+  // Empty where the score has no short form.
+  std::optional<solution> solve_common() {
+    const auto score = make_common_penalty_score(options_, normalizer_, y_, X_);
+    if (score == nullptr) return std::nullopt;
+    solution found = minimize(*score, 1);
+    std::fill(found.t.begin(), found.t.end(), found.result.x[0]);
+    compute_grouped_weights(*score, found.result.x, found.weights);
+    return found;
+  }
+
+  static void compute_grouped_weights(ridge_regression_objective& score,
+                                      const_vector_view t, vector_view weights) {
+    if (score.compute_weights(t, weights)) return;
+    std::fputs("failed to fit weight vector\n", stderr);
+    std::terminate();  // broken as in the ungrouped fit
+  }
+
+  // Made where it is needed, and once: the stages of a fit share it.
+  std::shared_ptr<ridge_regression_objective> general_score() {
+    if (score_ == nullptr)
+      score_ = make_score(options_.objective_mode, normalizer_, y_, X_);
+    return score_;
   }
 
   // Undoes the normalization.
@@ -184,6 +235,8 @@ class ridge_fit {
   }
 
   const ridge_regression_model_options& options_;
+  const_vector_view y_;
+  const_matrix_view X_;
   scoped_allocator scope_;
   data_normalizer normalizer_;
   std::shared_ptr<ridge_regression_objective> score_;

@@ -1,0 +1,55 @@
+// SPDX-License-Identifier: BSD-3-Clause
+#include "model/ridge_regression/common_penalty_objective.h"
+
+#include <cmath>
+#include <utility>
+
+#include "common/finite.h"
+
+namespace corvane::model::ridge_regression_detail {
+
+namespace {
+
+// At zero and at NaN the normal matrix that is divided by t does not exist.
+bool is_in_domain(double t) { return std::abs(t) > 0.0; }
+
+}  // namespace
+
+common_penalty_objective::common_penalty_objective(
+    std::unique_ptr<const common_penalty_factors>&& factors)
+    : factors_{std::move(factors)} {}
+
+const std::optional<penalty_jet>& common_penalty_objective::jet_at(double t) {
+  if (t != kept_point_) {
+    kept_jet_ = is_in_domain(t) ? evaluate(t) : std::nullopt;
+    kept_point_ = t;
+  }
+  return kept_jet_;
+}
+
+bool common_penalty_objective::compute_value(const_vector_view t, double& value) {
+  const std::optional<penalty_jet>& jet = jet_at(t[0]);
+  if (jet) value = jet->value;
+  return jet.has_value();
+}
+
+bool common_penalty_objective::compute_gradient(const_vector_view t, vector_view gradient) {
+  const std::optional<penalty_jet>& jet = jet_at(t[0]);
+  if (jet) gradient[0] = jet->first;
+  return jet.has_value();
+}
+
+bool common_penalty_objective::compute_hessian(const_vector_view t,
+                                               symmetric_view hessian) {
+  const std::optional<penalty_jet>& jet = jet_at(t[0]);
+  if (jet) hessian(0, 0) = jet->second;
+  return jet.has_value();
+}
+
+bool common_penalty_objective::compute_weights(const_vector_view t, vector_view weights) {
+  if (!is_in_domain(t[0])) return false;
+  factors_->solve(t[0], weights);
+  return all_finite(weights);
+}
+
+}  // namespace corvane::model::ridge_regression_detail

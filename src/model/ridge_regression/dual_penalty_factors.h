@@ -1,0 +1,33 @@
+// SPDX-License-Identifier: BSD-3-Clause
+//
+// dual_penalty_factors: the factors of a design with at least as many columns as rows. A
+// reflection P takes N to the first axis; what lies below it, A = (P X1) without its first
+// row, is X1 with N projected out, in a basis of the complement of N. With A' = Q T (tall)
+// and T = W diag(s) U' it is A = U diag(s) (Q W)', of which only s and U are needed:
+//   weights = A' U diag(1 / (s^2 + t^2)) U'y.
+#pragma once
+
+#include "model/ridge_regression/common_penalty_factors.h"
+
+namespace corvane::model::ridge_regression_detail {
+
+class dual_penalty_factors final : public common_penalty_factors {
+ public:
+  explicit dual_penalty_factors(const common_penalty_design& design);
+
+  const penalty_spectrum& spectrum() const override { return spectrum_; }
+  penalty_rows rows() const override;
+  void solve(double t, vector_view weights) const override;
+
+ private:
+  // A column x of the observations' space becomes P x.
+  void reflect(vector_view x) const;
+  index_t rank() const { return right_.rows(); }
+
+  common_penalty_design design_;
+  index_t free_;        // columns of N: 1 or 0
+  dense_matrix right_;  // U'
+  penalty_spectrum spectrum_;
+};
+
+}  // namespace corvane::model::ridge_regression_detail
