@@ -8,6 +8,7 @@ import subprocess
 import sys
 from pathlib import Path
 
+import numpy as np
 import pytest
 
 # An instrumented build ends the process where the heap is exhausted, and keeps freed memory
@@ -36,6 +37,33 @@ class Shaped:
 
     def __iter__(self):
         return iter(self.rows)
+
+
+class SizedView:
+    """An array of which only shape, length and iteration can be reached."""
+
+    def __init__(self, array):
+        self.array = array
+        self.shape = array.shape
+
+    def __len__(self):
+        return len(self.array)
+
+    def __iter__(self):
+        return (SizedView(x) if isinstance(x, np.ndarray) else x for x in self.array)
+
+    def __float__(self):
+        return float(self.array)
+
+
+def outcome(function, *arguments):
+    """What a conversion gives, or the type and text of what it raises, comparable bit by
+    bit: the elements in storage order, and the array that they come back as."""
+    try:
+        storage, back = function(*arguments)
+    except Exception as error:
+        return type(error), str(error)
+    return np.array(storage).tobytes(), back.shape, back.dtype, back.tobytes()
 
 
 def run_child(program, *arguments):

@@ -122,6 +122,24 @@ def test_the_caller_keeps_every_reference_of_what_he_gave(small):
     assert [sys.getrefcount(x) for x in arguments] == before
 
 
+def test_a_broadcast_array_too_large_for_memory_is_a_memory_error_and_given_back():
+    X = np.broadcast_to(np.ones((1, 1)), (2**45, 2**12))
+    before = sys.getrefcount(X)
+    expecting(MemoryError, probe.double_matrix, X)()
+    assert sys.getrefcount(X) == before
+
+
+def test_ten_thousand_conversions_of_arrays_do_not_grow_the_process(small):
+    X, _ = small
+
+    def convert():
+        probe.double_matrix(X)
+        probe.double_matrix(X[::-1])
+        probe.double_vector(X[0])
+
+    assert growth(convert) < ALLOWED_GROWTH
+
+
 def test_a_model_holds_its_callables_and_drops_them_with_itself():
     def init0(n):
         return [0.1] * n
