@@ -58,36 +58,42 @@ dense_matrix rotate_design(real_fft& fft, const triangle_decomposition& svd) {
   return rotated;
 }
 
-// Q'y, of which the entries in the range of R are turned by U'.
-dense_vector rotate_target(real_fft& fft, const triangle_decomposition& svd,
-                           const qr_factorization& qr, const_vector_view target) {
+// What is left of the data once the design is factored.
+struct reduced_data {
+  ridge_system system;
+  triangle_decomposition svd;
+  dense_vector target;  // Q'y, of which the entries in the range of R are turned by U'
+};
+
+// The design is factored in place, and its memory is free again on return.
+reduced_data reduce(const_vector_view target, dense_matrix&& design) {
+  dense_vector correlation = correlate(design, target);
+  const design_factorization qr = factor_design(std::move(design));
+  dense_matrix triangle = qr.triangle();
+  triangle_decomposition svd =
+      decompose(const_matrix_block{triangle}.part_rows(0, qr.tau.size()));
   dense_vector y{target};
-  apply(qr, transposed, y.view());
-  const dense_vector in_range{y.view().part(0, svd.s.size())};
-  gemv(1.0, transposed, svd.u, in_range, 0.0, y.view().part(0, svd.s.size()));
-  dense_vector rotated{2 * fft.bins()};
-  transform_unitary(fft, y, rotated);
-  return rotated;
+  apply(qr.record(), transposed, y.view());
+  const vector_view in_range = y.view().part(0, svd.s.size());
+  const dense_vector unturned{in_range};
+  gemv(1.0, transposed, svd.u, unturned, 0.0, in_range);
+  return {{std::move(triangle), std::move(correlation)}, std::move(svd), std::move(y)};
 }
 
 }  // namespace
 
 gcv_objective::rotated_data gcv_objective::rotate(const_vector_view target,
-                                                  const_matrix_view design) {
-  const design_factorization qr = factor_design(design);
-  dense_matrix triangle = qr.triangle();
-  const triangle_decomposition svd =
-      decompose(const_matrix_block{triangle}.part_rows(0, qr.tau.size()));
+                                                  dense_matrix&& design) {
+  reduced_data reduced = reduce(target, std::move(design));
   real_fft fft{target.size()};
-  dense_matrix rotated_design = rotate_design(fft, svd);
-  dense_vector rotated_target = rotate_target(fft, svd, qr.record(), target);
-  return {{std::move(triangle), correlate(design, target)},
-          std::move(rotated_design),
+  dense_vector rotated_target{2 * fft.bins()};
+  transform_unitary(fft, reduced.target, rotated_target);
+  return {std::move(reduced.system), rotate_design(fft, reduced.svd),
           std::move(rotated_target)};
 }
 
-gcv_objective::gcv_objective(const_vector_view target, const_matrix_view design)
-    : gcv_objective{target.size(), rotate(target, design)} {}
+gcv_objective::gcv_objective(const_vector_view target, dense_matrix design)
+    : gcv_objective{target.size(), rotate(target, std::move(design))} {}
 
 gcv_objective::gcv_objective(index_t observations, rotated_data&& rotated)
     : ridge_score_objective{std::move(rotated.system)},

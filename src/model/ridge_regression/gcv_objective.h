@@ -14,8 +14,8 @@ namespace corvane::model::ridge_regression_detail {
 
 class gcv_objective final : public ridge_score_objective {
  public:
-  // Normalized y, n entries, and X, n by p.
-  gcv_objective(const_vector_view target, const_matrix_view design);
+  // Normalized y, n entries, and X, n by p. One that is moved in is never copied.
+  gcv_objective(const_vector_view target, dense_matrix design);
 
  private:
   struct rotated_data {
@@ -23,7 +23,7 @@ class gcv_objective final : public ridge_score_objective {
     dense_matrix design;  // 2 c by p, c = n / 2 + 1: c real parts, then c imaginary parts
     dense_vector target;  // 2 c, the same halves
   };
-  static rotated_data rotate(const_vector_view target, const_matrix_view design);
+  static rotated_data rotate(const_vector_view target, dense_matrix&& design);
   gcv_objective(index_t observations, rotated_data&& rotated);
 
   bool evaluate(const_vector_view t, const ridge_outputs& wanted) const override;

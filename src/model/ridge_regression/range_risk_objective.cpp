@@ -102,17 +102,17 @@ bool write_hessian(const_vector_view t, const range_solution& at, matrix_block c
 
 }  // namespace
 
-range_risk_objective::measured_data range_risk_objective::measure(
-    const_vector_view target, const_matrix_view design) {
-  const design_factorization qr = factor_design(design);
-  if (numerical_rank(qr) < design.cols())
+range_risk_objective::measured_data range_risk_objective::measure(const_vector_view target,
+                                                                  dense_matrix&& design) {
+  dense_vector correlation = correlate(design, target);
+  const design_factorization qr = factor_design(std::move(design));
+  if (numerical_rank(qr) < qr.packed.cols())
     throw std::runtime_error{"feature_matrix has linear dependent columns"};
-  return {{qr.triangle(), correlate(design, target)}, measure_noise_variance(qr, target)};
+  return {{qr.triangle(), std::move(correlation)}, measure_noise_variance(qr, target)};
 }
 
-range_risk_objective::range_risk_objective(const_vector_view target,
-                                           const_matrix_view design)
-    : range_risk_objective{measure(target, design)} {}
+range_risk_objective::range_risk_objective(const_vector_view target, dense_matrix design)
+    : range_risk_objective{measure(target, std::move(design))} {}
 
 range_risk_objective::range_risk_objective(measured_data&& measured)
     : ridge_score_objective{std::move(measured.system)},

@@ -14,17 +14,17 @@ namespace corvane::model::ridge_regression_detail {
 
 class range_risk_objective final : public ridge_score_objective {
  public:
-  // Normalized y, n entries, and X, n by p; neither is kept. Throws std::runtime_error when
-  // the columns of X are linearly dependent. With n = p the noise variance is NaN, and the
-  // score is undefined everywhere.
-  range_risk_objective(const_vector_view target, const_matrix_view design);
+  // Normalized y, n entries, and X, n by p, factored in place if moved in. Throws
+  // std::runtime_error when the columns of X are linearly dependent. With n = p the noise
+  // variance is NaN, and the score is undefined everywhere.
+  range_risk_objective(const_vector_view target, dense_matrix design);
 
  private:
   struct measured_data {
     ridge_system system;
     double noise_variance;
   };
-  static measured_data measure(const_vector_view target, const_matrix_view design);
+  static measured_data measure(const_vector_view target, dense_matrix&& design);
   explicit range_risk_objective(measured_data&& measured);
 
   bool evaluate(const_vector_view t, const ridge_outputs& wanted) const override;

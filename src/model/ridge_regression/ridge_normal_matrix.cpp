@@ -2,6 +2,7 @@
 #include "model/ridge_regression/ridge_normal_matrix.h"
 
 #include <algorithm>
+#include <utility>
 
 #include "common/finite.h"
 #include "common/linear_algebra.h"
@@ -45,11 +46,15 @@ dense_matrix design_factorization::triangle() const {
   return r;
 }
 
-design_factorization factor_design(const_matrix_view design) {
-  design_factorization qr{dense_matrix{design},
-                          dense_vector{std::min(design.rows(), design.cols())}};
+design_factorization factor_design(dense_matrix&& design) {
+  dense_vector tau{std::min(design.rows(), design.cols())};
+  design_factorization qr{std::move(design), std::move(tau)};
   geqrf(qr.packed, qr.tau);
   return qr;
+}
+
+design_factorization factor_design(const_matrix_view design) {
+  return factor_design(dense_matrix{design});
 }
 
 dense_vector correlate(const_matrix_view design, const_vector_view target) {

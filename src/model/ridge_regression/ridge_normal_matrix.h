@@ -29,6 +29,8 @@ struct design_factorization {
   dense_matrix triangle() const;
 };
 
+// A design that is given away is factored in place.
+design_factorization factor_design(dense_matrix&& design);
 design_factorization factor_design(const_matrix_view design);
 
 // b = X'y
