@@ -46,9 +46,9 @@ std::unique_ptr<ridge_regression_objective> make_score(ridge_objective_mode mode
   dense_vector target = normalizer.normalized_target(y);
   switch (mode) {
     case ridge_objective_mode::gcv:
-      return std::make_unique<detail::gcv_objective>(target, design);
+      return std::make_unique<detail::gcv_objective>(target, std::move(design));
     case ridge_objective_mode::range_risk:
-      return std::make_unique<detail::range_risk_objective>(target, design);
+      return std::make_unique<detail::range_risk_objective>(target, std::move(design));
     case ridge_objective_mode::loocv:
       break;
   }
