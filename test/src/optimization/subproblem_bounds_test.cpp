@@ -155,5 +155,31 @@ TEST(probe_boundary, finds_a_direction_of_little_curvature_and_lands_on_the_boun
   }
 }
 
+// With L = 2 and p = 0.5 the probe is z = -1: 0.5 - tau reaches 1 at tau = -0.5, and -1 at
+// 1.5.
+TEST(probe_boundary, takes_the_shorter_of_the_two_ways) {
+  symmetric_matrix factor(1, 1);
+  factor(0, 0) = 2.0;
+  const std::vector<double> step{0.5};
+  std::vector<double> z(1);
+  const boundary_move move =
+      probe_boundary(factor, {step.data(), 1}, 0.25, 1.0, {z.data(), 1});
+  EXPECT_EQ(z[0], -1.0);
+  EXPECT_EQ(move.tau, -0.5);
+  EXPECT_EQ(move.gap, 0.75);
+  EXPECT_EQ(move.curvature, 4.0);
+}
+
+// In one variable 1 / |p(lambda)| = (h + lambda) / |g| is linear, so that one iterate
+// solves the equation: with h = 2 and g = -6 the norm is 2 at lambda = 1, and 1 / 2 at 10.
+TEST(newton_multiplier, solves_a_model_of_one_variable_at_once) {
+  symmetric_matrix factor(1, 1);
+  factor(0, 0) = std::sqrt(3.0);
+  const std::vector<double> step{2.0};
+  std::vector<double> work(1);
+  EXPECT_NEAR(newton_multiplier(factor, {step.data(), 1}, 2.0, 1.0, 0.5, {work.data(), 1}),
+              10.0, 1e-13);
+}
+
 }  // namespace
 }  // namespace corvane::testing

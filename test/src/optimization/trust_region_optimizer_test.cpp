@@ -5,10 +5,13 @@
 
 #include <cmath>
 #include <limits>
+#include <memory>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "formula_objective.h"
+#include "optimization/trust_region_forwarding.h"
 #include "optimization/trust_region_log_filter.h"
 
 namespace corvane::testing {
@@ -80,6 +83,47 @@ TEST(optimizer, calls_the_objective_in_the_order_that_it_may_rely_on) {
   }
   EXPECT_EQ(objective.calls, repeated);
   EXPECT_EQ(objective.calls.back(), 'c');
+}
+
+// Notes the multiplier with which each search begins and the one with which it ends.
+class multiplier_recorder final : public forwarding_optimizer<trust_region_optimizer> {
+ public:
+  explicit multiplier_recorder(std::shared_ptr<trust_region_optimizer> inner)
+      : forwarding_optimizer{std::move(inner)}, searcher_{inner_step_searcher()} {}
+
+  trust_region_step_searcher& step_searcher() override { return searcher_; }
+  const std::vector<double>& begins() const { return searcher_.begins; }
+  const std::vector<double>& ends() const { return searcher_.ends; }
+
+ private:
+  struct recording_searcher final : forwarding_step_searcher {
+    using forwarding_step_searcher::forwarding_step_searcher;
+    void search(trust_region_step_searcher& self, second_order_objective& objective,
+                const trust_region_state& state, trust_region_step& attempt) override {
+      begins.push_back(attempt.lambda);
+      forwarding_step_searcher::search(self, objective, state, attempt);
+      ends.push_back(attempt.lambda);
+    }
+    std::vector<double> begins;
+    std::vector<double> ends;
+  };
+
+  recording_searcher searcher_;
+};
+
+TEST(optimizer, begins_each_iteration_with_the_multiplier_of_the_last_accepted_step) {
+  formula_objective objective{[](const numbers& x) {
+    return 100.0 * square(x[1] - square(x[0])) + square(1.0 - x[0]);
+  }};
+  multiplier_recorder optimizer{make_trust_region_optimizer({})};
+  const std::vector<double> x0{-1.2, 1.0};
+  EXPECT_TRUE(optimize(optimizer, objective, {x0.data(), 2}).within_tolerance);
+  ASSERT_GT(optimizer.ends().size(), 3U);
+  std::vector<double> expected{0.0};
+  expected.insert(expected.end(), optimizer.ends().begin(), optimizer.ends().end() - 1);
+  EXPECT_EQ(optimizer.begins(), expected);
+  // Some step ended at the boundary, so that there was something to carry over.
+  EXPECT_NE(expected, std::vector<double>(expected.size(), 0.0));
 }
 
 TEST(optimizer, goes_on_from_a_saddle_point_with_zero_gradient) {

@@ -214,6 +214,32 @@ TEST(subproblem_solver, a_step_just_above_a_tenth_outside_is_not_near) {
   EXPECT_GT(answer.lambda, 0.0);
 }
 
+// One variable with h + lambda = 1 and g = -0.95: the step is 0.95, near the boundary at 1
+// from inside. The move there, tau = 0.05, costs 0.05^2 and gains lambda (1 - 0.95^2).
+double solve_near_boundary(double lambda, subproblem_bounds& bounds) {
+  const std::vector<double> g{-0.95};
+  symmetric_matrix H(1, 1);
+  H(0, 0) = 1.0 - lambda;
+  bounds.lambda_high = 10.0;
+  bounds.lambda_singular = -5.0;
+  std::vector<double> step(1);
+  subproblem_solver_impl{}.solve(bounds, {g.data(), 1}, lambda, 1.0, H, {step.data(), 1});
+  return step[0];
+}
+
+TEST(subproblem_solver, a_near_step_inside_stays_where_the_move_costs_more_than_it_gains) {
+  subproblem_bounds bounds;
+  EXPECT_NEAR(solve_near_boundary(0.01, bounds), 0.95, 1e-14);
+  // The probe's curvature of 1 has bounded the smallest eigenvalue, here exactly.
+  EXPECT_NEAR(bounds.lambda_singular, 0.01 - 1.0, 1e-14);
+}
+
+TEST(subproblem_solver, a_near_step_inside_moves_where_that_gains_more_than_it_costs) {
+  subproblem_bounds bounds;
+  EXPECT_NEAR(solve_near_boundary(0.5, bounds), 1.0, 1e-14);
+  EXPECT_EQ(bounds.lambda_singular, -5.0);
+}
+
 TEST(subproblem_solver, the_empty_model_changes_nothing) {
   EXPECT_EQ(solve_once(subproblem{{}, {}, 1.0}).change, 0.0);
 }

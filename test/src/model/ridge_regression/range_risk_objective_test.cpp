@@ -122,6 +122,14 @@ TEST(range_risk_objective, a_duplicated_column_is_refused) {
   EXPECT_EQ(complaint(problem), dependent_columns);
 }
 
+// The last pivot is about 1e-9 of the first, far above 2^-52.
+TEST(range_risk_objective, a_nearly_duplicated_column_is_accepted) {
+  ridge_problem problem = make_problem(14, 4, 10);
+  for (index_t i = 0; i < 14; ++i)
+    problem.X(i, 3) = problem.X(i, 1) + 1e-9L * problem.X(i, 3);
+  EXPECT_EQ(complaint(problem), "");
+}
+
 TEST(range_risk_objective, columns_of_zeros_are_refused) {
   ridge_problem problem = make_problem(8, 3, 11);
   for (index_t i = 0; i < 8; ++i) problem.X(i, 1) = 0.0L;
