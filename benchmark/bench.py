@@ -8,6 +8,7 @@ import json
 from dataclasses import asdict
 from pathlib import Path
 
+import crossing
 import logistic
 import package
 import ridge
@@ -18,6 +19,7 @@ SECTIONS = {
     "logistic": logistic.rows,
     "warped": warped.rows,
     "package": package.rows,
+    "crossing": crossing.rows,
 }
 
 
