@@ -22,6 +22,8 @@ namespace {
 // Weights within this distance of zero see a polynomial in place of the penalty's kink.
 constexpr double smoothing_threshold = 0.01;
 
+// The mapping says which hyperparameters act on which weight; the l2 penalty is smooth
+// through zero by itself.
 std::shared_ptr<const model::regularizer> make_penalty(penalty_mode mode,
                                                        variable_mapping&& mapping) {
   switch (mode) {
@@ -65,8 +67,11 @@ void logistic_regression_model::fit(PyObject* arguments, PyObject* keywords) {
   with_fit_error("failed to fit LogisticRegressionModel", [&] {
     with_report([&] {
       const auto parsed = parse_features_and_target(arguments, keywords, "OO:fit");
+      // From here on the arguments' own copies: Python code that runs below may fit this
+      // model to other data.
       const training_data data = read_training_data(parsed, stored_);
       require_matching(data);
+      // An exception leaves the earlier record in its place.
       fitted_ = std::make_shared<const model::linear_linked_regression_model>(
           fit_core(parsed, data));
     });
@@ -93,10 +98,8 @@ variable_mapping logistic_regression_model::map_columns(
     const index_vector groups = (*grouper_)(arguments.X, arguments.y, num_columns);
     for (std::size_t j = 0; j < entries.size(); ++j) {
       const index_t group = groups[static_cast<index_t>(j)];
-      if (group == -1)
-        entries[j] = 0.0;
-      else
-        entries[j] = group;
+      entries[j] =
+          group == -1 ? variable_mapping::entry{0.0} : variable_mapping::entry{group};
     }
   }
   if (descriptor_.options().with_bias) entries.emplace_back(0.0);
@@ -124,6 +127,7 @@ auto logistic_regression_model::read_rows(PyObject* arguments, PyObject* keyword
 python_object logistic_regression_model::predict(PyObject* arguments,
                                                  PyObject* keywords) const {
   const prediction_task task = read_rows(arguments, keywords, "O:predict");
+  // The label itself, as it was given to `fit`, and not a number of the class.
   dense_vector classes = allocate_vector(task.rows.rows());
   task.fitted->predict(task.rows, classes);
   return to_numpy_vector(classes);
@@ -137,6 +141,7 @@ python_object logistic_regression_model::predict_proba(PyObject* arguments,
   const vector_view smaller = probabilities.view().column(0);
   const vector_view larger = probabilities.view().column(1);
   task.fitted->predict_proba(task.rows, larger);
+  // Each row sums to 1, up to the rounding of this one difference.
   for (index_t i = 0; i < n; ++i) smaller[i] = 1.0 - larger[i];
   return to_numpy_matrix(const_matrix_view{probabilities});
 }
@@ -149,6 +154,8 @@ python_object logistic_regression_model::make_objective(PyObject* /*arguments*/,
         "bridge/python/model/linear_linked_regression/linear_linked_regression_model");
 }
 
+// numpy may run Python code while a result is written, which may fit the model anew: each
+// attribute holds the record that it reads.
 python_object logistic_regression_model::weights() const {
   const auto fitted = require_fitted(fitted_);
   return to_numpy_vector(fitted->weights);

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: BSD-3-Clause
 //
-// The factory of the logistic model.
+// The factory of the logistic model. Of several bad options the tolerance is told first,
+// and nothing of the model is made before all of them are good.
 #include <array>
 #include <memory>
 #include <optional>
@@ -50,10 +51,13 @@ PyObject* make_public_logistic_regression_model(PyObject* /*module*/, PyObject* 
     return nullptr;
   }
 
+  // The bias column takes the place of what centering removes, and is never penalized. What
+  // stays unset here, the link and the number of classes, is the descriptor's own default.
   model::linear_linked_regression_model_options options;
   options.center_features = fit_intercept != 0;
   options.with_bias = fit_intercept != 0;
   options.rescale_features = normalize != 0;
+  // Two of them, as one runs inside each evaluation of the other.
   options.outer_optimizer = make_stacked_optimizer(tolerance, tolerance).outermost;
   options.inner_optimizer = make_stacked_optimizer(tolerance, tolerance).outermost;
   if (is_given(init0))

@@ -34,6 +34,7 @@ auto public_methods =
 auto internal_methods = std::array{fit_method, predict_proba_method, predict_method,
                                    make_objective_method, PyMethodDef{}};
 
+// Read only: their setters are null.
 auto attributes =
     std::array{make_attribute<&model_type::weights>("weights", "Return the weight vector"),
                make_attribute<&model_type::hyperparameters>(
@@ -49,6 +50,7 @@ void register_logistic_regression_model(const char* module_name,
   python_type_description description;
   description.name = std::string{module_name} + "._LogisticRegressionModel";
   description.basic_size = sizeof(model_object);
+  // With the underscore, unlike the other models: callers may have come to compare it.
   description.doc = "_LogisticRegressionModel";
   description.dealloc = &deallocate_model_object<model_type>;
   description.methods = public_only ? public_methods.data() : internal_methods.data();

@@ -10,6 +10,8 @@
 
 namespace corvane::python_bridge {
 
+// A target that is not finite has a latent that is not finite either; there is nothing that
+// could fail, and so no translation of failures here.
 python_object target_warper_bridge::compute_latent(PyObject* arguments,
                                                    PyObject* keywords) const {
   const python_object object =
@@ -39,9 +41,11 @@ python_object target_warper_bridge::invert(PyObject* arguments, PyObject* keywor
                            std::array{"latent", "tolerance"}, &borrowed, &tolerance))
     throw python_error{};
   const python_object object = python_object::share(borrowed);
+  // Ahead of the conversion: a bad tolerance is told whatever the latents are.
   if (!check_tolerance(tolerance)) throw python_error{};
   const dense_vector latent = to_double_vector(object.get());
   dense_vector target = allocate_vector(latent.size());
+  // Its failures would end the process if they left this member.
   with_core_error([&] { warper_->invert(latent, target, tolerance); });
   return to_numpy_vector(target);
 }

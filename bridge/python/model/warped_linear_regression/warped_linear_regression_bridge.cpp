@@ -18,6 +18,8 @@ namespace corvane::python_bridge {
 
 namespace {
 
+// The quadrature of a prediction: exact for inverse maps that are polynomials of degree 41,
+// each of its 21 values solved to a relative 1e-5.
 constexpr int num_quadrature_points = 21;
 constexpr double inversion_tolerance = 1e-05;
 
@@ -41,6 +43,7 @@ void warped_linear_regression_bridge::fit(PyObject* arguments, PyObject* keyword
     const training_data data = read_training_data(parsed, stored_);
     require_matching(data);
     require_residuals(data);
+    // An exception leaves the earlier record in its place.
     fitted_ = std::make_shared<const model::warped_fit>(
         descriptor_.fit(*data.target, *data.design));
   });
@@ -49,6 +52,7 @@ void warped_linear_regression_bridge::fit(PyObject* arguments, PyObject* keyword
 python_object warped_linear_regression_bridge::make_objective(PyObject* arguments,
                                                               PyObject* keywords) const {
   const auto parsed = parse_features_and_target(arguments, keywords, "OO:make_objective");
+  // Nothing is stored: the data of the last fit stay what they are.
   training_data data;
   read_training_data(parsed, data);
   return with_core_error([&] {
@@ -67,6 +71,7 @@ python_object warped_linear_regression_bridge::make_warper(PyObject* arguments,
   if (!try_parse_arguments(arguments, keywords, "OO:make_warper", std::array{"theta", "y"},
                            &borrowed_theta, &borrowed_y))
     throw python_error{};
+  // References of our own: a conversion may run code that drops the arguments.
   const python_object theta_object = python_object::share(borrowed_theta);
   const python_object y_object = python_object::share(borrowed_y);
   const dense_vector theta = to_double_vector(theta_object.get());
@@ -105,6 +110,7 @@ python_object warped_linear_regression_bridge::predict_latent_with_stddev(
   dense_vector stddev = allocate_vector(task.rows.rows());
   with_core_error(
       [&] { descriptor_.predict_latent(*task.fitted, task.rows, latent, stddev); });
+  // What came as variances leaves as deviations.
   for (double& entry : stddev) entry = std::sqrt(entry);
   return to_numpy_vectors(latent, stddev);
 }
@@ -120,6 +126,8 @@ python_object warped_linear_regression_bridge::predict(PyObject* arguments,
   return to_numpy_vector(predictions);
 }
 
+// numpy may run Python code while a result is written, which may fit the model anew: each
+// attribute holds the record that it reads.
 python_object warped_linear_regression_bridge::regressors() const {
   const auto fitted = require_fitted(fitted_);
   return to_numpy_vector(fitted->regressors);

@@ -31,6 +31,7 @@ bool check_num_steps(int num_steps, const char* text) {
 
 PyObject* make_object(warped_linear_regression_model_options&& options, int num_steps,
                       stacked_optimizer&& optimizer) {
+  // The one family that there is.
   options.warper = model::make_tanh_target_warper_descriptor(num_steps);
   options.optimizer = std::move(optimizer.outermost);
   return make_warped_linear_regression_object(
@@ -58,6 +59,7 @@ PyObject* make_public_warped_linear_regression_model(PyObject* /*module*/,
   if (!check_num_steps(num_steps, "num_steps must be greater than 0")) return nullptr;
 
   warped_linear_regression_model_options options;
+  // The internal factory leaves the number of restarts at its default, without a limit.
   options.num_restarts = num_public_restarts;
   if (is_given(init0))
     options.initializer = initializer_bridge{python_object::share(init0)};
@@ -77,6 +79,8 @@ PyObject* make_internal_warped_linear_regression_model(PyObject* /*module*/,
                              "rescale_features",     "num_warper_steps", "tolerance",
                              "tolerance2",           "record_stats",     "log",
                              "optimizer_initializer"};
+  // Defaults, those of the core's own options. The format letter i reads integers alone:
+  // the flags are numbers here, and not truth values.
   int center_target = 1;
   int center_features = 1;
   int rescale_target = 1;
