@@ -2,13 +2,13 @@
 #include "model/warped_linear_regression/tanh_step_derivatives.h"
 
 #include <algorithm>
-#include <array>
 #include <cmath>
 #include <cstddef>
 
 #include "common/linear_algebra.h"
 #include "common/scoped_allocator.h"
-#include "model/warped_linear_regression/tanh_step_coefficients.h"
+#include "common/vector_math.h"
+#include "model/warped_linear_regression/tanh_step_terms.h"
 
 namespace corvane::model::tanh_warper_detail {
 
@@ -17,33 +17,6 @@ namespace {
 // Rows of a block: few enough that the tangents of a block are still in cache when its
 // derivatives are taken.
 constexpr index_t block_rows = 256;
-
-// Step k at one target, with u = y + c, t = tanh(b u), s = 1 - t^2.
-struct step_point {
-  double u, t, s;
-  double us() const { return u * s; }
-  double ts() const { return t * s; }
-  double uts() const { return u * ts(); }
-};
-
-// One number for each pair of the parameters of a step, in packed order.
-using packed_pairs = std::array<double, pairs_per_step>;
-
-// The second derivatives of dz/dy of one step at one target.
-packed_pairs slope_hessian(const step_curvatures& f, const step_point& p) {
-  const double us = p.us();
-  const double ts = p.ts();
-  const double uts = p.uts();
-  return {f.slope_alpha_alpha * p.s,
-          f.slope_alpha_beta * p.s + f.slope_alpha_beta_uts * uts,
-          f.slope_alpha_gamma * ts,
-          f.slope_beta_beta * p.s + f.slope_beta_beta_uts * uts +
-              f.slope_beta_beta_usus * (us * us) +
-              f.slope_beta_beta_utsut * (uts * (p.u * p.t)),
-          f.slope_beta_gamma * ts + f.slope_beta_gamma_uss * (us * p.s) +
-              f.slope_beta_gamma_ustt * (us * (p.t * p.t)),
-          f.slope_gamma_gamma_tst * (ts * p.t) + f.slope_gamma_gamma_ss * (p.s * p.s)};
-}
 
 // entry = factor (entry - mean)
 void deviate(vector_view column, double mean, double factor) {
@@ -62,6 +35,7 @@ class step_evaluation {
         curvatures_{scope_.take<step_curvatures>(num_steps_)},
         pair_sums_{scope_.vector(num_steps_ * pairs_per_step)},
         tanh_{scope_.matrix(y.size(), num_steps_)},
+        arguments_{scope_.vector(block_rows)},
         slope_{scope_.vector(block_rows)},
         scaled_slope_gradient_{scope_.matrix(num_gradient_rows(), theta.size())} {
     fill_step_coefficients(theta, steps_);
@@ -91,8 +65,7 @@ class step_evaluation {
   bool wants_hessian() const { return out_.log_jacobian_hessian.data() != nullptr; }
 
   step_point at(index_t i, index_t k) const {
-    const double t = tanh_(i, k);
-    return {y_[i] + steps_[k].position, t, 1.0 - t * t};
+    return make_step_point(y_[i], steps_[k].position, tanh_(i, k));
   }
 
   void clear_sums() {
@@ -123,11 +96,12 @@ class step_evaluation {
       const step_coefficients step = steps_[k];
       const const_vector_view y = y_.part(first, count);
       const vector_view terms = tanh_.column(k).part(first, count);
-      for (index_t i = 0; i < count; ++i) {
-        const double t = std::tanh((y[i] + step.position) * step.steepness);
-        terms[i] = t;
-        slopes[i] += (1.0 - t * t) * step.slope;
-      }
+      const vector_view arguments = arguments_.part(0, count);
+      for (index_t i = 0; i < count; ++i)
+        arguments[i] = (y[i] + step.position) * step.steepness;
+      compute_tanh(arguments, terms);
+      for (index_t i = 0; i < count; ++i)
+        slopes[i] += (1.0 - terms[i] * terms[i]) * step.slope;
     }
   }
 
@@ -136,10 +110,8 @@ class step_evaluation {
     for (index_t k = 0; k < num_steps_; ++k) {
       const index_t column = k * parameters_per_step;
       for (index_t i = first; i < first + count; ++i) {
-        const step_point p = at(i, k);
-        out_.jacobian(i, column) = p.t;
-        out_.jacobian(i, column + 1) = p.us();
-        out_.jacobian(i, column + 2) = p.s;
+        index_t j = column;
+        for (const double term : raw_gradient(at(i, k))) out_.jacobian(i, j++) = term;
       }
     }
   }
@@ -151,14 +123,10 @@ class step_evaluation {
       const index_t column = k * pairs_per_step;
       for (index_t i = first; i < first + count; ++i) {
         const step_point p = at(i, k);
-        const double us = p.us();
-        const double uts = p.uts();
-        out_.latent_hessian(i, column) = p.t;
-        out_.latent_hessian(i, column + 1) = us;
-        out_.latent_hessian(i, column + 2) = p.s;
-        out_.latent_hessian(i, column + 3) = factors.beta_beta_inner * uts * p.u + us;
-        out_.latent_hessian(i, column + 4) = factors.beta_gamma_inner * uts + p.s;
-        out_.latent_hessian(i, column + 5) = p.ts();
+        index_t pair = column;
+        for (const double term : raw_gradient(p)) out_.latent_hessian(i, pair++) = term;
+        for (const double term : raw_curvature(factors, p))
+          out_.latent_hessian(i, pair++) = term;
       }
     }
   }
@@ -169,12 +137,9 @@ class step_evaluation {
       const step_coefficients step = steps_[k];
       const index_t column = k * parameters_per_step;
       for (index_t i = 0; i < count; ++i) {
-        const step_point p = at(first + i, k);
-        const double d = slope_[i];
-        scaled_slope_gradient_(first + i, column) = step.slope_by_alpha * p.s / d;
-        scaled_slope_gradient_(first + i, column + 1) =
-            (step.slope_by_beta * p.s + step.slope_by_beta_through_s * p.uts()) / d;
-        scaled_slope_gradient_(first + i, column + 2) = step.slope_by_gamma * p.ts() / d;
+        index_t j = column;
+        for (const double term : slope_gradient(step, at(first + i, k)))
+          scaled_slope_gradient_(first + i, j++) = term / slope_[i];
       }
     }
   }
@@ -191,9 +156,9 @@ class step_evaluation {
   // The sums of D / d, with D the second derivatives of d.
   void add_pair_terms(index_t first, index_t count) const {
     for (index_t k = 0; k < num_steps_; ++k) {
-      packed_pairs sums{};
+      pair_terms sums{};
       for (index_t i = 0; i < count; ++i) {
-        const packed_pairs terms = slope_hessian(curvatures_[k], at(first + i, k));
+        const pair_terms terms = slope_hessian(curvatures_[k], at(first + i, k));
         for (std::size_t pair = 0; pair < terms.size(); ++pair)
           sums[pair] += terms[pair] / slope_[i];
       }
@@ -259,6 +224,7 @@ class step_evaluation {
   step_curvatures* curvatures_;
   vector_view pair_sums_;              // of D / d, packed
   matrix_view tanh_;                   // n by K
+  vector_view arguments_;              // b (y + c), of one block and step
   vector_view slope_;                  // d, of one block
   matrix_view scaled_slope_gradient_;  // G / d, n by 3 K
 };

@@ -3,9 +3,6 @@
 // One pass over the targets that evaluates a sum of tanh steps and whatever is asked for of
 // its derivatives in the parameters. Value and derivatives share one tanh per step and
 // target. The pass goes by blocks of rows, so that what one block needs stays in cache.
-//
-// The means in z make every derivative of z the deviation of a raw quantity from its mean
-// over the targets, times a factor: dz/dtheta = factor (raw - mean[raw]).
 #pragma once
 
 #include "n_array/n_array_view.h"

@@ -7,6 +7,7 @@
 
 #include "common/finite.h"
 #include "common/scoped_allocator.h"
+#include "common/vector_math.h"
 #include "model/warped_linear_regression/tanh_inverse.h"
 
 namespace corvane::model::tanh_warper_detail {
@@ -26,11 +27,13 @@ tanh_target_warper::tanh_target_warper(const tanh_target_warper_descriptor& desc
   fill_step_coefficients(parameters_, step_coefficients_.data());
   check(y);
   scoped_allocator scope;
+  const vector_view arguments = scope.vector(y.size());
   const vector_view terms = scope.vector(y.size());
   for (index_t k = 0; k < descriptor.num_steps(); ++k) {
     const step_coefficients& step = step_coefficients_[static_cast<std::size_t>(k)];
     for (index_t i = 0; i < y.size(); ++i)
-      terms[i] = std::tanh((y[i] + step.position) * step.steepness);
+      arguments[i] = (y[i] + step.position) * step.steepness;
+    compute_tanh(arguments, terms);
     step_means_[k] = mean_term(terms);
     for (index_t i = 0; i < y.size(); ++i)
       training_latents_[i] += (terms[i] - step_means_[k]) * step.height;

@@ -7,6 +7,7 @@
 
 #include "model/warped_linear_regression/tanh_step_coefficients.h"
 #include "model/warped_linear_regression/tanh_step_derivatives.h"
+#include "model/warped_linear_regression/tanh_step_moments.h"
 #include "model/warped_linear_regression/tanh_target_warper.h"
 
 namespace corvane::model {
@@ -55,18 +56,11 @@ void tanh_target_warper_descriptor::compute_latent_with_hessian(
                   .log_jacobian_hessian = log_jacobian_hessian});
 }
 
-void tanh_target_warper_descriptor::compute_latent_with_all_derivatives(
-    const_vector_view theta, const_vector_view y, double& log_jacobian, vector_view latent,
-    matrix_view jacobian, vector_view log_jacobian_gradient, matrix_view latent_hessian,
-    symmetric_view log_jacobian_hessian) const {
+void tanh_target_warper_descriptor::compute_residual_moments(
+    const_vector_view theta, const projected_targets& targets,
+    residual_moments& moments) const {
   check_length(theta, num_parameters());
-  evaluate_steps(theta, y,
-                 {.latent = latent,
-                  .log_jacobian = &log_jacobian,
-                  .jacobian = jacobian,
-                  .log_jacobian_gradient = log_jacobian_gradient,
-                  .latent_hessian = latent_hessian,
-                  .log_jacobian_hessian = log_jacobian_hessian});
+  sum_residual_moments(theta, targets, moments);
 }
 
 std::unique_ptr<target_warper> tanh_target_warper_descriptor::make_warper(

@@ -33,10 +33,8 @@ class tanh_target_warper_descriptor final : public target_warper_descriptor {
   std::unique_ptr<target_warper> make_warper(dense_vector&& theta, const_vector_view y,
                                              double shift, double scale) const override;
   const corvane::boundary_penalty& boundary() const override { return penalty_; }
-  void compute_latent_with_all_derivatives(
-      const_vector_view theta, const_vector_view y, double& log_jacobian,
-      vector_view latent, matrix_view jacobian, vector_view log_jacobian_gradient,
-      matrix_view latent_hessian, symmetric_view log_jacobian_hessian) const override;
+  void compute_residual_moments(const_vector_view theta, const projected_targets& targets,
+                                residual_moments& moments) const override;
 
  private:
   boundary_penalty penalty_;

@@ -16,6 +16,7 @@
 #include <memory>
 
 #include "model/warped_linear_regression/boundary_penalty.h"
+#include "model/warped_linear_regression/residual_moments.h"
 #include "model/warped_linear_regression/target_warper.h"
 #include "n_array/n_array.h"
 
@@ -60,11 +61,11 @@ class target_warper_descriptor {
                                                      double scale) const = 0;
   virtual const boundary_penalty& boundary() const = 0;
 
-  // The three evaluations in one pass over the targets, with the same numbers.
-  virtual void compute_latent_with_all_derivatives(
-      const_vector_view theta, const_vector_view y, double& log_jacobian,
-      vector_view latent, matrix_view jacobian, vector_view log_jacobian_gradient,
-      matrix_view latent_hessian, symmetric_view log_jacobian_hessian) const = 0;
+  // The sums over the targets that the likelihood and its derivatives are made of, without
+  // keeping any of the above at the length of the targets.
+  virtual void compute_residual_moments(const_vector_view theta,
+                                        const projected_targets& targets,
+                                        residual_moments& moments) const = 0;
 
  private:
   index_t num_steps_;

@@ -39,11 +39,6 @@ class objective final : public second_order_objective {
   bool compute_value(const_vector_view x, double& value) override;
   bool compute_gradient(const_vector_view x, vector_view gradient) override;
   bool compute_hessian(const_vector_view x, symmetric_view hessian) override;
-  bool compute_gradient_hessian(const_vector_view x, vector_view gradient,
-                                symmetric_view hessian) override;
-  bool compute_value_gradient_hessian(const_vector_view x, double& value,
-                                      vector_view gradient,
-                                      symmetric_view hessian) override;
 
   // A step of height zero contributes nothing, and its gradient and Hessian can vanish
   // together: the optimizer would stop there as at an optimum. These two refuse such a
@@ -54,19 +49,14 @@ class objective final : public second_order_objective {
                           const_symmetric_view hessian) override;
 
  private:
-  struct point_evaluation;
-
   void factor_design();
   void check_rank() const;
   void make_basis();
-  void subtract_fit(vector_view column) const;
-  void subtract_fit(matrix_view columns) const;
 
-  bool finish_value(const_vector_view x, const point_evaluation& at, double& value) const;
-  void finish_gradient(const_vector_view x, const point_evaluation& at,
-                       vector_view gradient) const;
-  void finish_hessian(const_vector_view x, const point_evaluation& at,
-                      symmetric_view hessian) const;
+  void evaluate(const_vector_view x);
+  bool write_value(const_vector_view x, double& value) const;
+  void write_gradient(const_vector_view x, vector_view gradient) const;
+  void write_hessian(const_vector_view x, symmetric_view hessian) const;
 
   bool can_restart() const;
   bool is_degenerate(const_symmetric_view hessian, index_t first) const;
@@ -81,7 +71,11 @@ class objective final : public second_order_objective {
   qr_factorization qr_;
   const_matrix_block r_factor_;  // p by p, its upper triangle
   dense_matrix basis_;           // the first p columns of Q
-  int failed_redraws_ = 0;       // since the last restart that succeeded
+  dense_vector basis_sums_;      // of each of these
+  double target_mean_ = 0.0;
+  residual_moments moments_;  // at `evaluated_`
+  dense_vector evaluated_;    // the last x, or empty
+  int failed_redraws_ = 0;    // since the last restart that succeeded
 };
 
 }  // namespace corvane::model::warped_linear_regression_detail

@@ -211,30 +211,6 @@ TEST(tanh_family, sums_over_several_blocks_of_rows_are_those_of_the_parts) {
     for (index_t i = j; i < 6; ++i) EXPECT_NEAR(whole.hessian(i, j), hessian(i, j), 1e-9);
 }
 
-TEST(tanh_family, the_combined_evaluation_gives_the_numbers_of_the_separate_ones) {
-  for (const auto& theta : points()) {
-    const auto y = targets_for(theta, 300);
-    family_point separate{theta, y};
-    family_point combined{theta, y};
-    const auto family =
-        make_tanh_target_warper_descriptor(static_cast<index_t>(theta.size()) / 3);
-    family->compute_latent_with_all_derivatives(view(theta), view(y), combined.log_jacobian,
-                                                view(combined.latent), combined.jacobian,
-                                                view(combined.gradient),
-                                                combined.latent_hessian, combined.hessian);
-    EXPECT_EQ(combined.log_jacobian, separate.log_jacobian);
-    EXPECT_EQ(combined.latent, separate.latent);
-    EXPECT_EQ(combined.gradient, separate.gradient);
-    for (index_t i = 0; i < separate.jacobian.size(); ++i)
-      EXPECT_EQ(combined.jacobian.data()[i], separate.jacobian.data()[i]);
-    for (index_t i = 0; i < separate.latent_hessian.size(); ++i)
-      EXPECT_EQ(combined.latent_hessian.data()[i], separate.latent_hessian.data()[i]);
-    for (index_t j = 0; j < separate.hessian.cols(); ++j)
-      for (index_t i = j; i < separate.hessian.rows(); ++i)
-        EXPECT_EQ(combined.hessian(i, j), separate.hessian(i, j));
-  }
-}
-
 TEST(tanh_family, without_steps_it_is_the_identity) {
   const std::vector<double> y{0.5, -3.0, 8.0};
   const family_point at{{}, y};

@@ -1,0 +1,39 @@
+// SPDX-License-Identifier: BSD-3-Clause
+//
+// What value, gradient and Hessian of the concentrated likelihood are made of: sums over
+// the targets, with r the residual of the latents z(y; theta) on the columns of a design
+// and Jr the derivatives of r in theta. As r is orthogonal to the design, the second
+// derivatives of z stand for those of r.
+#pragma once
+
+#include "n_array/n_array.h"
+
+namespace corvane::model {
+
+// The targets beside an orthonormal basis Q of the columns of the design.
+struct projected_targets {
+  const_vector_view y;
+  double mean;                   // of y
+  const_matrix_view basis;       // Q, n by p
+  const_vector_view basis_sums;  // Q'1
+};
+
+struct residual_moments {
+  // For m parameters in blocks of which `num_pairs` pairs are packed in all.
+  residual_moments(index_t m, index_t num_pairs)
+      : slope(m),
+        gram(m, m),
+        curvature(num_pairs),
+        log_jacobian_gradient(m),
+        log_jacobian_hessian(m, m) {}
+
+  double sum_of_squares = 0.0;            // r'r
+  double log_jacobian = 0.0;              // L, the sum of log dz/dy
+  dense_vector slope;                     // Jr'r
+  symmetric_matrix gram;                  // Jr'Jr
+  dense_vector curvature;                 // r'd2z, packed
+  dense_vector log_jacobian_gradient;     // dL
+  symmetric_matrix log_jacobian_hessian;  // d2L
+};
+
+}  // namespace corvane::model
