@@ -83,9 +83,9 @@ class array_buffer {
  private:
   void acquire(index_t count) {
     if (count == 0) return;
-    const std::size_t bytes = byte_count<T>(count);
-    data_ = static_cast<T*>(resource_->allocate(bytes, array_alignment));
+    data_ = static_cast<T*>(resource_->allocate(byte_count<T>(count), array_alignment));
     capacity_ = count;
+    const std::size_t bytes = static_cast<std::size_t>(count) * sizeof(T);
     if (bytes >= large_array_bytes) advise_large_pages(data_, bytes);
   }
 
