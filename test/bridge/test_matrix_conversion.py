@@ -4,9 +4,10 @@
 import numpy as np
 import pytest
 import trevalon_conversion_probe as probe
-from bridge_support import SANITIZED, OwnError, Shaped, assert_raises
 from hypothesis import given
 from hypothesis.extra import numpy as hnp
+
+from bridge_support import SANITIZED, OwnError, Shaped, assert_raises
 
 IMPROPER_MATRIX = "improper dimensions for a matrix"
 FLOAT_TYPES = ["f2", "f4", "f8", ">f8", "longdouble"]

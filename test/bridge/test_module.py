@@ -10,6 +10,7 @@ import numpy as np
 import pytest
 import trevalon_impl
 import trevalon_internal
+
 from bridge_support import run_child
 
 RIDGE_TYPE = trevalon_impl._RidgeRegressionModel
