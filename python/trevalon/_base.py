@@ -55,7 +55,7 @@ class SelfTunedModel(BaseEstimator):
         return None if names is None else list(names)
 
     def _run_fit(self, model: FittableModel, X: FloatArray, y: FloatArray) -> None:
-        """Fits `model`; says why where it fails, and what to try where it does not end."""
+        """Fits `model`, and says why where it fails."""
         try:
             model.fit(X, y)
         except RuntimeError as error:
@@ -64,6 +64,9 @@ class SelfTunedModel(BaseEstimator):
             raise ValueError(
                 f"{type(self).__name__} cannot be fitted: {self._explain_failure(X, y)}"
             ) from error
+
+    def _note_convergence(self, model: FittableModel) -> None:
+        """To be called by `fit` itself: the warning points at the caller of that."""
         self.converged_ = model.within_tolerance
         if not self.converged_:
             warnings.warn(
@@ -78,14 +81,18 @@ class SelfTunedModel(BaseEstimator):
 
     def _explain_failure(self, X: FloatArray, y: FloatArray) -> str:
         """The likeliest reason, found by looking at the data once more."""
-        with np.errstate(over="ignore"):
+        with np.errstate(over="ignore", invalid="ignore"):
             squares = np.einsum("ij,ij->j", X, X)
             if not (np.isfinite(squares).all() and np.isfinite(y @ y)):
                 return "the squares of X or y overflow; rescale the data"
-        return (
+        return self._explain_by_model(X, y) or (
             "the score is not a number at the starting point; rescale the data, "
             "or try another init or normalize=True"
         )
+
+    def _explain_by_model(self, X: FloatArray, y: FloatArray) -> str | None:
+        """A reason that is the model's own, where there is one. Squares are finite."""
+        return None
 
 
 def find_dependent_columns(X: FloatArray, center: bool) -> list[int]:
@@ -94,9 +101,11 @@ def find_dependent_columns(X: FloatArray, center: bool) -> list[int]:
     A column counts as dependent where Gram-Schmidt, which is what the QR factorization
     does, leaves nothing of it beyond rounding.
     """
-    centered = center_columns(X, center, rescale=True)
-    columns = centered.values / centered.scales
-    rest = np.abs(np.diag(np.linalg.qr(columns, mode="r")))
+    # What overflows is not dependent: it compares false below.
+    with np.errstate(over="ignore", invalid="ignore"):
+        centered = center_columns(X, center, rescale=True)
+        columns = centered.values / centered.scales
+        rest = np.abs(np.diag(np.linalg.qr(columns, mode="r")))
     threshold = 10 * X.shape[1] * np.finfo(np.float64).eps
     dependent = [int(j) for j in np.flatnonzero(rest <= threshold)]
     return dependent + list(range(len(rest), X.shape[1]))

@@ -86,7 +86,8 @@ class LogisticRegression(ClassifierMixin, SelfTunedModel):
     l2_strength_, l1_strength_ : ndarray of shape (n_features,)
         Strengths in the units of the data; with the penalties that have them.
     bridge_strength_, bridge_exponent_ : ndarray of shape (n_features,)
-        Strength and exponent of a bridge; NaN is the exponent of no penalty.
+        Strength and exponent of a bridge; NaN is the exponent of no penalty. A strength is
+        infinite where a large exponent takes it beyond the range of doubles.
     groups_ : ndarray of shape (n_features,)
         The number of each column's group, from 0; -1 for a column without penalty.
     group_labels_ : ndarray of shape (n_groups,)
@@ -195,6 +196,7 @@ class LogisticRegression(ClassifierMixin, SelfTunedModel):
             penalty=penalty, grouper=as_grouper(grouping.codes), **options
         )
         self._run_fit(model, rows, target)
+        self._note_convergence(model)
         self.groups_ = grouping.codes
         self.group_labels_ = np.asarray(grouping.labels)
         self._take_over(model, rows)

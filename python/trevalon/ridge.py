@@ -178,6 +178,7 @@ class RidgeRegression(RegressorMixin, SelfTunedModel):
         grouping = resolve_groups(self.groups, rows, target, self._column_names())
         model = RidgeRegressionModel(score=score, **_grouping_options(grouping), **options)
         self._run_fit(model, rows, target)
+        self._note_convergence(model)
         self._take_over(model, grouping, rows, target)
         return self
 
@@ -265,7 +266,7 @@ class RidgeRegression(RegressorMixin, SelfTunedModel):
         state: dict[str, Any] = super().__getstate__()
         return state
 
-    def _explain_failure(self, X: FloatArray, y: FloatArray) -> str:
+    def _explain_by_model(self, X: FloatArray, y: FloatArray) -> str | None:
         if self.criterion == "range_risk":
             if X.shape[0] <= X.shape[1] + int(self.fit_intercept):
                 return (
@@ -278,7 +279,7 @@ class RidgeRegression(RegressorMixin, SelfTunedModel):
                     "criterion='range_risk' needs linearly independent columns, but these "
                     f"depend on the columns before them: {dependent}"
                 )
-        return super()._explain_failure(X, y)
+        return None
 
 
 def _grouping_options(grouping: Grouping) -> dict[str, Any]:

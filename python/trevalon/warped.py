@@ -154,6 +154,7 @@ class WarpedLinearRegression(RegressorMixin, SelfTunedModel):
             )
         model = WarpedLinearRegressionModel(num_steps=steps, **options)
         self._fit_independent_columns(model, rows, target)
+        self._note_convergence(model)
         return self
 
     def _fit_independent_columns(
@@ -331,12 +332,12 @@ class WarpedLinearRegression(RegressorMixin, SelfTunedModel):
     def _advice(self) -> str:
         return "Try fewer n_steps, another init, a larger tol, or normalize=True."
 
-    def _explain_failure(self, X: FloatArray, y: FloatArray) -> str:
+    def _explain_by_model(self, X: FloatArray, y: FloatArray) -> str | None:
         if (y == y[0]).all():
             return "the target is constant"
         if len(find_dependent_columns(X, bool(self.fit_intercept))) == X.shape[1]:
             return "every column of X is constant"
-        return super()._explain_failure(X, y)
+        return None
 
 
 def _as_probabilities(name: str, value: VectorLike) -> FloatArray:

@@ -9,6 +9,7 @@ import pytest
 from sklearn.linear_model import LinearRegression, Ridge
 
 from trevalon import RidgeRegression
+from trevalon._leave_one_out import ridge_leverages
 
 CRITERIA = ["gcv", "loo", "range_risk"]
 GROUPS = ["all", "none", 2, [0, 1, 1, 0]]
@@ -17,7 +18,8 @@ GROUPS = ["all", "none", 2, [0, 1, 1, 0]]
 class Solve:
     """A ridge solve of another library with a strength for each column.
 
-    alpha b^2 = (sqrt(alpha) b)^2: columns over the roots of their strengths share strength 1.
+    alpha b^2 = (sqrt(alpha) b)^2: columns over the roots of their strengths share the
+    strength 1.
     A strength of 0 cannot be had so; 1e-10 of the column's square is as good as none.
     """
 
@@ -85,15 +87,23 @@ def test_leverages_are_the_response_of_predictions_to_their_own_targets(
 
 
 def test_leverages_stand_dependent_columns_and_more_columns_than_rows(regression):
-    X, y = regression
-    doubled = np.column_stack([X, X[:, 0], np.ones(len(X))])
-    random = np.random.default_rng(3)
-    wide = random.normal(size=(12, 30))
-    noisy = wide.sum(axis=1) + 3.0 * random.normal(size=12)
-    for design, target in ((doubled, y), (wide, noisy)):
-        model = RidgeRegression("loo").fit(design, target)
-        H = hat_matrix(design, model.alpha_, fit_intercept=True)
-        np.testing.assert_allclose(model.leverage_, np.diag(H), rtol=1e-5)
+    X, _ = regression
+    doubled = np.column_stack([X, X[:, 0]])
+    wide = np.random.default_rng(3).normal(size=(12, 30))
+    for design in (doubled, wide):
+        for strength in (1e-3, 1.0, 1e3):
+            alpha = strength * design.var(axis=0)
+            H = hat_matrix(design, alpha, fit_intercept=True)
+            leverages = ridge_leverages(design, alpha, fit_intercept=True)
+            np.testing.assert_allclose(leverages, np.diag(H), rtol=1e-8)
+
+
+def test_leverages_without_a_penalty_are_those_of_the_projection_on_the_columns(regression):
+    X, _ = regression
+    doubled = np.column_stack([X, X[:, 0]])
+    Q, _ = np.linalg.qr(np.column_stack([np.ones(len(X)), X]))
+    leverages = ridge_leverages(doubled, np.zeros(5), fit_intercept=True)
+    np.testing.assert_allclose(leverages, np.sum(Q**2, axis=1), rtol=1e-10)
 
 
 @pytest.mark.parametrize("normalize", [False, True])

@@ -1,0 +1,162 @@
+# SPDX-License-Identifier: BSD-3-Clause
+"""Parameters that are refused, starting points, and the warning of a fit that did not end."""
+
+import numpy as np
+import pytest
+from sklearn.exceptions import ConvergenceWarning, NotFittedError
+
+from trevalon import LogisticRegression, RidgeRegression, WarpedLinearRegression
+
+ESTIMATORS = [RidgeRegression, LogisticRegression, WarpedLinearRegression]
+
+
+@pytest.fixture
+def data(classification):
+    """Rows and targets that every estimator fits."""
+    X, y = classification
+    return X, y
+
+
+def fit(kind, data, **parameters):
+    """Regression targets are the labels with a little noise."""
+    X, y = data
+    if kind is not LogisticRegression:
+        y = y + 0.1 * np.random.default_rng(0).normal(size=len(y))
+    return kind(**parameters).fit(X, y)
+
+
+@pytest.mark.parametrize("kind", ESTIMATORS)
+@pytest.mark.parametrize(
+    ("name", "value", "wanted"),
+    [
+        ("tol", 0.0, "a float in the range"),
+        ("tol", -1e-4, "a float in the range"),
+        ("tol", float("nan"), "a float in the range"),
+        ("tol", float("inf"), "a float in the range"),
+        ("tol", True, "a float in the range"),
+        ("tol", "1e-4", "a float in the range"),
+        ("fit_intercept", 1, "an instance of 'bool'"),
+        ("fit_intercept", None, "an instance of 'bool'"),
+        ("normalize", "yes", "an instance of 'bool'"),
+        ("init", "0.1", "None, a number, an array-like"),
+        ("init", {}, "None, a number, an array-like"),
+        ("init", float("nan"), "finite"),
+        ("init", ["one"], "made of real numbers"),
+    ],
+)
+def test_a_parameter_outside_of_its_range_is_refused_by_name(
+    data, kind, name, value, wanted
+):
+    text = f"The '{name}' parameter of {kind.__name__} must be {wanted}"
+    with pytest.raises(ValueError, match=text):
+        fit(kind, data, **{name: value})
+
+
+@pytest.mark.parametrize(
+    ("kind", "name", "values"),
+    [
+        (RidgeRegression, "criterion", ["loocv", "GCV", None, 3, ["gcv"]]),
+        (LogisticRegression, "penalty", ["l3", "", None, 2, b"l2"]),
+        (WarpedLinearRegression, "n_steps", [0, -1, 101, 1.0, "1", True, None, 10**30]),
+    ],
+)
+def test_a_choice_that_there_is_not_is_refused_by_name(data, kind, name, values):
+    for value in values:
+        with pytest.raises(ValueError, match=f"The '{name}' parameter of {kind.__name__}"):
+            fit(kind, data, **{name: value})
+
+
+@pytest.mark.parametrize("kind", ESTIMATORS)
+def test_every_form_of_init_starts_the_same_search(data, kind):
+    counts = []
+
+    def start(count):
+        counts.append(count)
+        return np.full(count, 0.7)
+
+    expected = fit(kind, data, init=start)
+    count = 3 if kind is WarpedLinearRegression else 1
+    assert counts == [count]
+    for init in (0.7, [0.7] * count, np.full(count, 0.7)):
+        np.testing.assert_array_equal(fit(kind, data, init=init).coef_, expected.coef_)
+
+
+@pytest.mark.parametrize("kind", ESTIMATORS)
+def test_an_init_of_the_wrong_length_says_how_many_there_are(data, kind):
+    count = 3 if kind is WarpedLinearRegression else 1
+    with pytest.raises(ValueError, match=f"this fit has {count} hyperparameters"):
+        fit(kind, data, init=[0.5] * 7)
+
+
+@pytest.mark.parametrize("kind", ESTIMATORS)
+def test_an_error_of_an_init_passes_unchanged(data, kind):
+    def start(count):
+        raise LookupError("no start today")
+
+    with pytest.raises(LookupError, match="no start today"):
+        fit(kind, data, init=start)
+
+
+@pytest.mark.parametrize("kind", ESTIMATORS)
+def test_a_fit_that_does_not_end_warns_and_says_what_to_try(data, kind):
+    with pytest.warns(ConvergenceWarning, match=r"Try .*init.*a larger tol") as caught:
+        model = fit(kind, data, tol=1e-300)
+    assert not model.converged_
+    # The warning points at the call of fit, not into the package.
+    assert caught[0].filename == __file__
+
+
+@pytest.mark.parametrize("kind", ESTIMATORS)
+def test_a_fit_that_ends_says_so(data, kind):
+    assert fit(kind, data).converged_ is True
+
+
+@pytest.mark.parametrize("kind", ESTIMATORS)
+def test_an_unfitted_estimator_says_so(data, kind):
+    names = {"predict", "predict_proba", "decision_function", "predict_log_proba",
+             "predict_interval"} & set(dir(kind))  # fmt: skip
+    assert "predict" in names
+    for name in names:
+        with pytest.raises(NotFittedError, match="is not fitted yet"):
+            getattr(kind(), name)(data[0])
+    for name in {"leverage_", "loo_residuals_", "effective_dof_"} & set(dir(kind)):
+        assert not hasattr(kind(), name)
+
+
+@pytest.mark.parametrize("kind", ESTIMATORS)
+@pytest.mark.parametrize("value", [np.nan, np.inf, -np.inf])
+def test_rows_that_are_not_finite_raise_the_sentences_of_scikit_learn(data, kind, value):
+    model = fit(kind, data)
+    X = data[0].copy()
+    X[5, 2] = value
+    text = "contains NaN" if np.isnan(value) else "contains infinity"
+    with pytest.raises(ValueError, match=text):
+        model.predict(X)
+    with pytest.raises(ValueError, match=text):
+        fit(kind, (X, data[1]))
+
+
+@pytest.mark.parametrize("value", [np.nan, np.inf])
+def test_a_column_with_the_coefficient_0_is_checked_as_well(regression, value):
+    X, y = regression
+    X[:, 1] = 7.0
+    model = RidgeRegression().fit(X, y)
+    assert model.coef_[1] == 0.0
+    X[0, 1] = value
+    with pytest.raises(ValueError, match="Input X contains"):
+        model.predict(X)
+
+
+def test_a_prediction_of_finite_rows_may_leave_the_range_of_doubles(regression):
+    model = RidgeRegression().fit(*regression)
+    assert np.abs(model.coef_).sum() > 2.0
+    rows = 1e308 * np.sign(model.coef_)[np.newaxis]
+    assert model.predict(rows).tolist() == [np.inf]
+    assert model.predict(-rows).tolist() == [-np.inf]
+
+
+@pytest.mark.parametrize("kind", ESTIMATORS)
+def test_data_whose_squares_overflow_are_refused_in_words(data, kind):
+    X, y = data
+    with pytest.raises(ValueError, match="squares of X or y overflow"):
+        fit(kind, (X * 1e160, y))

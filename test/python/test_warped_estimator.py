@@ -1,0 +1,183 @@
+# SPDX-License-Identifier: BSD-3-Clause
+"""Predictive distributions of the warped estimator: their density, mean, spread and
+quantiles against numerical integrals, and the means against the extension module's."""
+
+import numpy as np
+import pytest
+from scipy.integrate import quad
+from sklearn.linear_model import LinearRegression
+from trevalon_impl import WarpedLinearRegressionModel
+
+from trevalon import WarpedLinearRegression
+
+
+@pytest.fixture
+def model(skewed):
+    return WarpedLinearRegression(n_steps=2).fit(*skewed)
+
+
+def density(model, row):
+    """The predictive density of one row as a function of the target."""
+    return lambda y: float(np.exp(model.log_predictive_density(row, [y])[0]))
+
+
+def integral(model, row, function):
+    """Of function times density over what holds all but 1e-14 of the distribution."""
+    knots = model.predict_quantile(row, [5e-15, 0.01, 0.2, 0.5, 0.8, 0.99, 1 - 5e-15])[0]
+    p = density(model, row)
+    return sum(
+        quad(lambda y: function(y) * p(y), a, b, limit=200)[0]
+        for a, b in zip(knots[:-1], knots[1:], strict=True)
+    )
+
+
+@pytest.mark.parametrize("i", [0, 7, 31])
+def test_mean_and_standard_deviation_are_integrals_of_the_predictive_density(
+    skewed, model, i
+):
+    row = skewed[0][[i]]
+    mean, std = model.predict(row, return_std=True)
+    assert integral(model, row, lambda y: 1.0) == pytest.approx(1.0, abs=1e-8)
+    # 21 points do not follow the bend of the map exactly.
+    expected = integral(model, row, lambda y: y)
+    assert mean[0] == pytest.approx(expected, rel=1e-2)
+    variance = integral(model, row, lambda y: (y - expected) ** 2)
+    assert std[0] == pytest.approx(np.sqrt(variance), rel=5e-2)
+
+
+@pytest.mark.parametrize("q", [0.05, 0.5, 0.9])
+def test_a_quantile_has_its_share_of_the_density_below_it(skewed, model, q):
+    row = skewed[0][[3]]
+    bottom, quantile = model.predict_quantile(row, [5e-15, q])[0]
+    share = quad(density(model, row), bottom, quantile, limit=200)[0]
+    assert share == pytest.approx(q, abs=1e-7)
+
+
+@pytest.mark.parametrize("n_steps", [1, 3])
+@pytest.mark.parametrize("fit_intercept", [False, True])
+@pytest.mark.parametrize("normalize", [False, True])
+@pytest.mark.filterwarnings("ignore::sklearn.exceptions.ConvergenceWarning")
+def test_predictions_are_those_of_the_extension_module(
+    skewed, n_steps, fit_intercept, normalize
+):
+    X, y = skewed
+    native = WarpedLinearRegressionModel(
+        num_steps=n_steps, fit_intercept=int(fit_intercept), normalize=int(normalize)
+    )
+    native.fit(X, y)
+    model = WarpedLinearRegression(
+        n_steps, fit_intercept=fit_intercept, normalize=normalize
+    ).fit(X, y)
+    # The extension module inverts the map to 1e-5.
+    np.testing.assert_allclose(
+        model.predict(X), native.predict(X), rtol=1e-3, atol=1e-4 * np.ptp(y)
+    )
+    latent, deviation = native.predict_latent_with_stddev(X)
+    np.testing.assert_allclose(model._latent(X)[0], latent, rtol=1e-9, atol=1e-12)
+    np.testing.assert_allclose(model._latent(X)[1], deviation, rtol=1e-9)
+    values, slopes = native.warper.compute_latent_with_derivative(y)
+    # A latent value is a difference of terms as large as the heights.
+    rounding = 1e-13 * (1.0 + model.warper_.heights.sum())
+    np.testing.assert_allclose(model.warper_.transform(y), values, rtol=1e-9, atol=rounding)
+    np.testing.assert_allclose(model.warper_.derivative(y), slopes, rtol=1e-7)
+
+
+def test_latent_deviations_stand_nearly_dependent_columns():
+    random = np.random.default_rng(1)
+    first = random.normal(size=80)
+    X = np.column_stack([first, first + 1e-6 * random.normal(size=80)])
+    y = first + 0.1 * random.normal(size=80)
+    native = WarpedLinearRegressionModel()
+    native.fit(X, y)
+    model = WarpedLinearRegression().fit(X, y)
+    expected = native.predict_latent_with_stddev(X)[1]
+    np.testing.assert_allclose(model._latent(X)[1], expected, rtol=1e-6)
+
+
+def test_the_warped_model_gives_skewed_targets_more_density_than_a_linear_one(
+    skewed, model
+):
+    X, y = skewed
+    residual = y - LinearRegression().fit(X, y).predict(X)
+    linear = -0.5 * np.log(2.0 * np.pi * residual.var()) - 0.5
+    assert model.log_predictive_density(X, y).mean() > linear + 0.3
+
+
+def test_intervals_hold_their_share_of_new_targets(model):
+    random = np.random.default_rng(99)
+    X = random.normal(size=(4000, 2)) * [1.0, 5.0]
+    y = np.exp(0.6 * X[:, 0] - 0.1 * X[:, 1] + 0.3 * random.normal(size=4000) + 1.0)
+    for coverage in (0.5, 0.9):
+        lower, upper = model.predict_interval(X, coverage).T
+        assert np.all(lower < upper)
+        assert np.mean((lower <= y) & (y <= upper)) == pytest.approx(coverage, abs=0.06)
+
+
+def test_an_interval_ends_at_the_quantiles_of_its_tails(skewed, model):
+    X, _ = skewed
+    expected = model.predict_quantile(X, [0.1, 0.9])
+    np.testing.assert_allclose(model.predict_interval(X, 0.8), expected, rtol=1e-12)
+    assert model.predict_quantile(X, 0.5).shape == (150,)
+    assert model.predict_quantile(X, [0.5]).shape == (150, 1)
+    np.testing.assert_array_equal(
+        model.predict_quantile(X, [0.5])[:, 0], model.predict_quantile(X, 0.5)
+    )
+
+
+def test_the_mean_lies_above_the_median_where_targets_are_skewed_to_the_right(
+    skewed, model
+):
+    X, _ = skewed
+    assert np.all(model.predict(X) > model.predict_quantile(X, 0.5))
+
+
+def test_many_rows_are_predicted_as_each_by_itself(skewed, model):
+    X = np.random.default_rng(4).normal(size=(9000, 2))
+    together = model.predict(X)
+    for i in (0, 4095, 4096, 8999):
+        assert together[i] == pytest.approx(model.predict(X[[i]])[0], rel=1e-12)
+
+
+def test_dependent_columns_get_the_coefficient_0_and_change_no_prediction(skewed, model):
+    X, y = skewed
+    wider = np.column_stack([np.full(150, 0.1), X, X[:, 0] - X[:, 1], X[:, 0]])
+    other = WarpedLinearRegression(n_steps=2).fit(wider, y)
+    assert (other.coef_ != 0.0).tolist() == [False, True, True, False, False]
+    np.testing.assert_allclose(other.predict(wider), model.predict(X), rtol=1e-9)
+    np.testing.assert_allclose(
+        other.predict_interval(wider), model.predict_interval(X), rtol=1e-9
+    )
+
+
+def test_two_fits_of_the_same_data_are_the_same(skewed, model):
+    other = WarpedLinearRegression(n_steps=2).fit(*skewed)
+    np.testing.assert_array_equal(other.warper_.heights, model.warper_.heights)
+    np.testing.assert_array_equal(other.coef_, model.coef_)
+
+
+def test_what_cannot_be_fitted_is_refused_in_words(skewed):
+    X, y = skewed
+    with pytest.raises(ValueError, match="the target is constant"):
+        WarpedLinearRegression().fit(X, np.full(150, 3.0))
+    with pytest.raises(ValueError, match="every column of X is constant"):
+        WarpedLinearRegression().fit(np.ones((150, 2)), y)
+    with pytest.raises(ValueError, match="needs more rows than columns"):
+        WarpedLinearRegression().fit(X[:2], y[:2])
+
+
+@pytest.mark.parametrize("q", [0.0, 1.0, -0.1, float("nan"), [0.5, 2.0], "half", None, {}])
+def test_quantiles_outside_of_0_and_1_are_refused(skewed, model, q):
+    with pytest.raises(ValueError, match="^q must be"):
+        model.predict_quantile(skewed[0], q)
+
+
+def test_arrays_of_the_wrong_dimension_are_refused(skewed, model):
+    X, _ = skewed
+    with pytest.raises(ValueError, match="q must be a number or one-dimensional"):
+        model.predict_quantile(X, [[0.5]])
+    with pytest.raises(ValueError, match="coverage must be one number"):
+        model.predict_interval(X, [0.5, 0.9])
+    with pytest.raises(ValueError, match="coverage must be above 0 and below 1"):
+        model.predict_interval(X, 1.0)
+    with pytest.raises(ValueError, match="inconsistent numbers of samples"):
+        model.log_predictive_density(X, [1.0])
