@@ -11,6 +11,7 @@
 #define CORVANE_PASTE_NAMES(prefix, name) prefix##name
 #define CORVANE_PASTE(prefix, name) CORVANE_PASTE_NAMES(prefix, name)
 #define CORVANE_BLAS_NAME(name) CORVANE_PASTE(BLAS_SYMBOL_PREFIX, name)
+#define openblas_set_num_threads_local CORVANE_BLAS_NAME(openblas_set_num_threads_local)
 #define cblas_dgemv CORVANE_BLAS_NAME(cblas_dgemv)
 #define cblas_sgemv CORVANE_BLAS_NAME(cblas_sgemv)
 #define cblas_dgemm CORVANE_BLAS_NAME(cblas_dgemm)
@@ -49,3 +50,7 @@
 #endif
 
 #include <lapacke.h>
+
+// OpenBLAS's own: limits the threads of the calls that follow and returns the limit before.
+// Weak, since other libraries do not have it.
+extern "C" int openblas_set_num_threads_local(int limit) __attribute__((weak));

@@ -29,19 +29,55 @@ void start(const penalty_rows& rows, index_t first, index_t count, block_jets& j
   }
 }
 
-// The derivative of order r of d_i takes a_r u_ik^2, and that of e_i takes a_r z_k u_ik,
-// where a_r is that of g_k.
-void add_column(const ridge_filter& filter, double z, const_vector_view u,
-                block_jets& jets) {
-  const std::array a{filter.stopped, filter.first, filter.second};
-  for (index_t i = 0; i < u.size(); ++i) {
-    const auto at = static_cast<std::size_t>(i);
-    const double ui = u[i];
-    const double square = ui * ui;
-    const double part = z * ui;
-    for (const std::size_t r : {0U, 1U, 2U}) {
-      jets.clearance[r][at] += a[r] * square;
-      jets.residual[r][at] += a[r] * part;
+// A column u of U with what its entries are multiplied by: the derivative of order r of d_i
+// takes square[r] u_i^2 = g_k^(r) u_i^2, and that of e_i takes linear[r] u_i = g_k^(r) z_k
+// u_i.
+struct column_terms {
+  const double* u = nullptr;
+  std::array<double, 3> square{};
+  std::array<double, 3> linear{};
+};
+
+// Several columns at a time, so that the sums are loaded and stored once for all of them.
+constexpr index_t columns_at_once = 4;
+using column_group = std::array<column_terms, columns_at_once>;
+
+// The last group is filled up with columns that count for nothing.
+column_group make_group(const penalty_rows& rows, const penalty_spectrum& data,
+                        const ridge_filter* filters, index_t first) {
+  column_group group;
+  for (index_t j = 0; j < columns_at_once; ++j) {
+    column_terms& column = group[static_cast<std::size_t>(j)];
+    column.u = rows.basis().column(first).data();
+    const index_t k = first + j;
+    if (k >= rows.rank()) continue;
+    const double z = data.z[k];
+    column = {rows.basis().column(k).data(),
+              {filters[k].stopped, filters[k].first, filters[k].second},
+              {filters[k].stopped * z, filters[k].first * z, filters[k].second * z}};
+  }
+  return group;
+}
+
+void add_columns(const column_group& group, index_t first, index_t count,
+                 block_jets& jets) {
+  const double* const a = group[0].u + first;
+  const double* const b = group[1].u + first;
+  const double* const c = group[2].u + first;
+  const double* const d = group[3].u + first;
+  for (std::size_t r = 0; r < 3; ++r) {
+    const std::array square{group[0].square[r], group[1].square[r], group[2].square[r],
+                            group[3].square[r]};
+    const std::array linear{group[0].linear[r], group[1].linear[r], group[2].linear[r],
+                            group[3].linear[r]};
+    // Not the columns' memory: without the word, each store would make them suspect.
+    double* const __restrict clearance = jets.clearance[r].data();
+    double* const __restrict residual = jets.residual[r].data();
+    for (index_t i = 0; i < count; ++i) {
+      clearance[i] += (square[0] * a[i] * a[i] + square[1] * b[i] * b[i]) +
+                      (square[2] * c[i] * c[i] + square[3] * d[i] * d[i]);
+      residual[i] +=
+          (linear[0] * a[i] + linear[1] * b[i]) + (linear[2] * c[i] + linear[3] * d[i]);
     }
   }
 }
@@ -71,16 +107,20 @@ common_penalty_loocv_objective::common_penalty_loocv_objective(
 std::optional<penalty_jet> common_penalty_loocv_objective::evaluate(double t) const {
   const penalty_spectrum& data = spectrum();
   const index_t n = data.observations;
+  const index_t groups = (rows_.rank() + columns_at_once - 1) / columns_at_once;
   scoped_allocator scope;
   ridge_filter* const filters = scope.take<ridge_filter>(rows_.rank());
   for (index_t k = 0; k < rows_.rank(); ++k) filters[k] = filter_of(data.s[k], t);
+  column_group* const columns = scope.take<column_group>(groups);
+  for (index_t g = 0; g < groups; ++g)
+    columns[g] = make_group(rows_, data, filters, g * columns_at_once);
+
   penalty_jet score;
   block_jets jets;
   for (index_t first = 0; first < n; first += block_size) {
     const index_t count = std::min(block_size, n - first);
     start(rows_, first, count, jets);
-    for (index_t k = 0; k < rows_.rank(); ++k)
-      add_column(filters[k], data.z[k], rows_.basis().column(k).part(first, count), jets);
+    for (index_t g = 0; g < groups; ++g) add_columns(columns[g], first, count, jets);
     add_squares(jets, count, score);
   }
   return score;

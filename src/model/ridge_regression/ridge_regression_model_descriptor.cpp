@@ -9,6 +9,7 @@
 #include <stdexcept>
 #include <utility>
 
+#include "common/blas_threads.h"
 #include "common/compensated_sum.h"
 #include "common/finite.h"
 #include "common/scoped_allocator.h"
@@ -172,6 +173,8 @@ class ridge_fit {
 
   // Empty where the score has no short form.
   std::optional<solution> solve_common() {
+    constexpr index_t small_rank = 128;
+    const single_blas_thread limit{std::min(X_.rows(), X_.cols()) <= small_rank};
     const auto score = make_common_penalty_score(options_, normalizer_, y_, X_);
     if (score == nullptr) return std::nullopt;
     solution found = minimize(*score, 1);
