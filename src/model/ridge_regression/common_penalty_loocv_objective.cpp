@@ -5,6 +5,7 @@
 #include <array>
 
 #include "common/scoped_allocator.h"
+#include "common/vector_dispatch.h"
 
 namespace corvane::model::ridge_regression_detail {
 
@@ -70,15 +71,16 @@ void add_columns(const column_group& group, index_t first, index_t count,
                             group[3].square[r]};
     const std::array linear{group[0].linear[r], group[1].linear[r], group[2].linear[r],
                             group[3].linear[r]};
-    // Not the columns' memory: without the word, each store would make them suspect.
-    double* const __restrict clearance = jets.clearance[r].data();
-    double* const __restrict residual = jets.residual[r].data();
-    for (index_t i = 0; i < count; ++i) {
-      clearance[i] += (square[0] * a[i] * a[i] + square[1] * b[i] * b[i]) +
-                      (square[2] * c[i] * c[i] + square[3] * d[i] * d[i]);
-      residual[i] +=
-          (linear[0] * a[i] + linear[1] * b[i]) + (linear[2] * c[i] + linear[3] * d[i]);
-    }
+    double* const clearance = jets.clearance[r].data();
+    double* const residual = jets.residual[r].data();
+    run_vectorized([=](auto... /*width*/) {
+      for (index_t i = 0; i < count; ++i) {
+        clearance[i] += (square[0] * a[i] * a[i] + square[1] * b[i] * b[i]) +
+                        (square[2] * c[i] * c[i] + square[3] * d[i] * d[i]);
+        residual[i] +=
+            (linear[0] * a[i] + linear[1] * b[i]) + (linear[2] * c[i] + linear[3] * d[i]);
+      }
+    });
   }
 }
 
@@ -109,9 +111,9 @@ std::optional<penalty_jet> common_penalty_loocv_objective::evaluate(double t) co
   const index_t n = data.observations;
   const index_t groups = (rows_.rank() + columns_at_once - 1) / columns_at_once;
   scoped_allocator scope;
-  ridge_filter* const filters = scope.take<ridge_filter>(rows_.rank());
+  auto* const filters = scope.take<ridge_filter>(rows_.rank());
   for (index_t k = 0; k < rows_.rank(); ++k) filters[k] = filter_of(data.s[k], t);
-  column_group* const columns = scope.take<column_group>(groups);
+  auto* const columns = scope.take<column_group>(groups);
   for (index_t g = 0; g < groups; ++g)
     columns[g] = make_group(rows_, data, filters, g * columns_at_once);
 

@@ -34,7 +34,7 @@ double lost_part(double sum, double term, double next) {
 }
 
 double compensated_mean_in_lanes(const_vector_view values) {
-  const std::size_t n = static_cast<std::size_t>(values.size());
+  const auto n = static_cast<std::size_t>(values.size());
   const std::size_t even = n - n % num_lanes;
   lanes sums{};
   lanes corrections{};
