@@ -21,9 +21,8 @@ def main() -> None:
     # Ten columns and half of the rows: little enough that the penalty matters.
     X, X_test, y, y_test = train_test_split(X[:, :10], y, test_size=0.5, random_state=0)
 
-    models = {
-        name: LogisticRegression(name) for name in ("l2", "l1", "elasticnet", "bridge")
-    }
+    penalties = ("l2", "l1", "elasticnet", "bridge")
+    models = {penalty: LogisticRegression(penalty) for penalty in penalties}
     peer = make_pipeline(StandardScaler(), sklearn.linear_model.LogisticRegression())
     strengths = {"logisticregression__C": np.logspace(-4, 4, 20)}
     models["grid search"] = GridSearchCV(peer, strengths, scoring="neg_log_loss")

@@ -55,7 +55,7 @@ def matrices(draw):
 
 
 def vectors(length):
-    """Targets of a length: classes, numbers, constants, junk; at times of another length."""
+    """Targets: classes, numbers, constants, junk; at times of another length."""
     return st.one_of(
         hnp.arrays(np.int64, length, elements=st.integers(0, 1)),
         hnp.arrays(float, length, elements=st.floats(-10.0, 10.0)),
@@ -172,7 +172,7 @@ def main():
     examples = fits = 0
 
     @settings(
-        max_examples=120,
+        max_examples=90,
         deadline=None,
         database=None,
         derandomize=True,

@@ -12,12 +12,11 @@ import pytest
 
 import trevalon
 
-MODULES = [
-    "trevalon",
-    *(f"trevalon.{m.name}" for m in pkgutil.iter_modules(trevalon.__path__)),
-]
+PARTS = [module.name for module in pkgutil.iter_modules(trevalon.__path__)]
+MODULES = ["trevalon", *(f"trevalon.{part}" for part in PARTS)]
 PUBLIC = [getattr(trevalon, name) for name in trevalon.__all__]
 ESTIMATORS = [kind for kind in PUBLIC if hasattr(kind, "fit")]
+SECTIONS = ["Parameters", "Attributes", "Raises", "Warns", "References", "Examples"]
 
 
 @pytest.mark.parametrize("name", MODULES)
@@ -38,14 +37,7 @@ def test_public_classes_and_methods_are_documented(kind):
 @pytest.mark.parametrize("kind", ESTIMATORS)
 def test_the_documentation_of_an_estimator_has_all_sections_and_a_running_example(kind):
     text = inspect.getdoc(kind)
-    for section in (
-        "Parameters",
-        "Attributes",
-        "Raises",
-        "Warns",
-        "References",
-        "Examples",
-    ):
+    for section in SECTIONS:
         assert f"{section}\n{'-' * len(section)}\n" in text
     for name in inspect.signature(kind).parameters:
         assert f"\n{name} : " in text

@@ -1,5 +1,5 @@
 # SPDX-License-Identifier: BSD-3-Clause
-"""The estimators among the tools of scikit-learn, and every form of data that these take."""
+"""The estimators among the tools of scikit-learn, and every form of data they take."""
 
 import numpy as np
 import pandas as pd

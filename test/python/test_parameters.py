@@ -1,5 +1,5 @@
 # SPDX-License-Identifier: BSD-3-Clause
-"""Parameters that are refused, starting points, and the warning of a fit that did not end."""
+"""Parameters that are refused, starting points, and the warning of a fit cut short."""
 
 import numpy as np
 import pytest

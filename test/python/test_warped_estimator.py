@@ -2,6 +2,8 @@
 """Predictive distributions of the warped estimator: their density, mean, spread and
 quantiles against numerical integrals, and the means against the extension module's."""
 
+import itertools
+
 import numpy as np
 import pytest
 from scipy.integrate import quad
@@ -27,7 +29,7 @@ def integral(model, row, function):
     p = density(model, row)
     return sum(
         quad(lambda y: function(y) * p(y), a, b, limit=200)[0]
-        for a, b in zip(knots[:-1], knots[1:], strict=True)
+        for a, b in itertools.pairwise(knots)
     )
 
 
@@ -167,7 +169,7 @@ def test_what_cannot_be_fitted_is_refused_in_words(skewed):
 
 @pytest.mark.parametrize("q", [0.0, 1.0, -0.1, float("nan"), [0.5, 2.0], "half", None, {}])
 def test_quantiles_outside_of_0_and_1_are_refused(skewed, model, q):
-    with pytest.raises(ValueError, match="^q must be"):
+    with pytest.raises(ValueError, match=r"^q must be"):
         model.predict_quantile(skewed[0], q)
 
 
