@@ -172,7 +172,7 @@ def main():
     examples = fits = 0
 
     @settings(
-        max_examples=90,
+        max_examples=120,
         deadline=None,
         database=None,
         derandomize=True,

@@ -9,7 +9,7 @@ from pathlib import Path
 import pytest
 import trevalon_impl
 
-STUB = Path(__file__).parents[2] / "python" / "typings" / "trevalon_impl" / "__init__.pyi"
+STUB = Path(__file__).parents[2] / "python" / "trevalon_impl-stubs" / "__init__.pyi"
 FACTORIES = [
     "RidgeRegressionModel",
     "LogisticRegressionModel",
