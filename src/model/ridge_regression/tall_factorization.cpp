@@ -40,14 +40,18 @@ void for_each_block(const tall_matrix& matrix, const Visit& visit) {
 // rounding, and makes it independent of the columns' units. A column of zeros becomes one
 // of the identity: it depends on nothing and nothing depends on it. Returns the largest
 // variance inflation factor, the largest diagonal entry of the inverse of the correlation
-// matrix; infinity when G is not numerically positive definite.
+// matrix; infinity when G is not numerically positive definite, and when its squares have
+// lost digits to underflow.
 double factor_gram(matrix_block gram) {
   constexpr double infinite = std::numeric_limits<double>::infinity();
+  constexpr double smallest =
+      std::numeric_limits<double>::min() / std::numeric_limits<double>::epsilon();
   scoped_allocator scope;
   const index_t c = gram.cols();
   const vector_view length = scope.vector(c);
   for (index_t j = 0; j < c; ++j) {
     if (gram(j, j) == 0.0) gram(j, j) = 1.0;
+    if (gram(j, j) < smallest) return infinite;
     length[j] = std::sqrt(gram(j, j));
   }
   for (index_t j = 0; j < c; ++j)
