@@ -1,36 +1,68 @@
 // SPDX-License-Identifier: BSD-3-Clause
 //
-// Compiles a loop twice, for every processor and for those with AVX2, and chooses between
-// the two when it runs. Neither contracts or reorders arithmetic: the results are the same.
-// Plain calls rather than resolvers at load time, which sanitizers do not get along with.
+// Compiles a loop for every processor, for those with AVX2 and for those with AVX-512, and
+// chooses when it runs. The loop is a callable that is handed the number of doubles in a
+// vector register, as a type. No variant contracts or reorders arithmetic: what does not
+// use that number gives the same results in all of them. Plain calls rather than resolvers
+// at load time, which sanitizers do not get along with.
 #pragma once
+
+#include <type_traits>
 
 namespace corvane {
 
+template <int Doubles>
+using vector_width = std::integral_constant<int, Doubles>;
+
 #if defined(__x86_64__) && defined(__GNUC__)
 
-// Inlines all of the loop, so that it is compiled for AVX2 as well. The copy of what the
-// loop has captured is out of reach of what it writes.
+namespace vector_dispatch_detail {
+
+enum class instruction_set { baseline, avx2, avx512 };
+
+inline instruction_set detect() {
+  if (__builtin_cpu_supports("avx512f") != 0 && __builtin_cpu_supports("avx512dq") != 0)
+    return instruction_set::avx512;
+  return __builtin_cpu_supports("avx2") != 0 ? instruction_set::avx2
+                                             : instruction_set::baseline;
+}
+
+// These inline all of the loop, so that it is compiled for the instruction set as well. The
+// copy of what the loop has captured is out of reach of what it writes.
 template <class Loop>
 __attribute__((target("avx2"), flatten)) void run_with_avx2(const Loop& loop) {
   const Loop own = loop;
-  own();
+  own(vector_width<4>{});
 }
 
 template <class Loop>
+__attribute__((target("avx512f,avx512dq"), flatten)) void run_with_avx512(
+    const Loop& loop) {
+  const Loop own = loop;
+  own(vector_width<8>{});
+}
+
+}  // namespace vector_dispatch_detail
+
+template <class Loop>
 void run_vectorized(const Loop& loop) {
-  static const bool has_avx2 = __builtin_cpu_supports("avx2") != 0;
-  if (has_avx2)
-    run_with_avx2(loop);
-  else
-    loop();
+  using vector_dispatch_detail::instruction_set;
+  static const instruction_set available = vector_dispatch_detail::detect();
+  switch (available) {
+    case instruction_set::avx512:
+      return vector_dispatch_detail::run_with_avx512(loop);
+    case instruction_set::avx2:
+      return vector_dispatch_detail::run_with_avx2(loop);
+    default:
+      loop(vector_width<2>{});
+  }
 }
 
 #else
 
 template <class Loop>
 void run_vectorized(const Loop& loop) {
-  loop();
+  loop(vector_width<2>{});
 }
 
 #endif

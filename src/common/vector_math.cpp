@@ -65,7 +65,7 @@ void compute_tanh(const_vector_view x, vector_view tangents) {
   const double* const from = x.data();
   double* const to = tangents.data();
   const index_t count = tangents.size();
-  run_vectorized([=] {
+  run_vectorized([=](auto /*width*/) {
     for (index_t i = 0; i < count; ++i) to[i] = tanh_entry(from[i]);
   });
 }

@@ -85,7 +85,7 @@ void step_block::add_latents_and_slopes(index_t k) {
   const double* const t = tangents_.column(k).data();
   double* const z = latent_columns_.data();
   double* const d = slopes_.data();
-  run_vectorized([=] {
+  run_vectorized([=](auto /*width*/) {
     for (index_t i = 0; i < count; ++i) {
       z[i] += (t[i] - anchor) * step.height;
       d[i] += (1.0 - t[i] * t[i]) * step.slope;
@@ -102,7 +102,7 @@ void step_block::fill_raw_columns(index_t k) {
   const double* const t = tangents_.column(k).data();
   double* const gradient = latent_columns_.column(1 + parameters_per_step * k).data();
   double* const curvature = gradient + max_rows * parameters_per_step * num_steps_;
-  run_vectorized([=] {
+  run_vectorized([=](auto /*width*/) {
     for (index_t i = 0; i < count; ++i) {
       const step_point p = make_step_point(y[i], position, t[i]);
       store(gradient, i, raw_gradient(p), anchor.gradient);
@@ -118,7 +118,7 @@ void step_block::fill_slope_terms() {
   const index_t count = y_.size();
   const double* const d = slopes_.data();
   double* const inverse = inverse_slopes_.data();
-  run_vectorized([=] {
+  run_vectorized([=](auto /*width*/) {
     for (index_t i = 0; i < count; ++i) inverse[i] = 1.0 / d[i];
   });
   for (index_t k = 0; k < num_steps_; ++k) fill_slope_columns(k);
@@ -134,7 +134,7 @@ void step_block::fill_slope_columns(index_t k) {
   double* const gradient = slope_columns_.column(parameters_per_step * k).data();
   double* const hessian =
       slope_columns_.column(parameters_per_step * num_steps_ + pairs_per_step * k).data();
-  run_vectorized([=] {
+  run_vectorized([=](auto /*width*/) {
     for (index_t i = 0; i < count; ++i) {
       const step_point p = make_step_point(y[i], step.position, t[i]);
       store_scaled(gradient, i, slope_gradient(step, p), inverse[i]);
