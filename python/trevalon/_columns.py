@@ -9,6 +9,10 @@ import numpy as np
 
 from trevalon._types import FloatArray
 
+# The share of a column's length that an error of its mean may make up unseen: a length
+# comes out right to the square of that.
+_VISIBLE = 1e-9
+
 
 @dataclass(frozen=True)
 class CenteredColumns:
@@ -32,11 +36,17 @@ def center_columns(X: FloatArray, center: bool, rescale: bool) -> CenteredColumn
         ones = np.ones(len(X))
         means = (ones @ X) / len(X)
         values = X - means
-        # The second pass takes back the rounding of the first. What a constant column has
-        # left by then is a few bits, whose sum is exact: its length becomes 0.
         rest = (ones @ values) / len(X)
+    lengths = _column_lengths(values)
+    if center and (np.abs(rest) * np.sqrt(len(X)) > _VISIBLE * lengths).any():
+        # Takes back the rounding of the means. What a constant column has left by then is
+        # a few bits, whose sum is exact: its length becomes 0.
         means += rest
         values -= rest
-    lengths = np.sqrt(np.einsum("ij,ij->j", values, values))
+        lengths = _column_lengths(values)
     scales = np.where(lengths == 0.0, 1.0, lengths) if rescale else np.ones_like(lengths)
     return CenteredColumns(means, scales, values)
+
+
+def _column_lengths(X: FloatArray) -> FloatArray:
+    return np.asarray(np.sqrt(np.einsum("ij,ij->j", X, X)))

@@ -16,19 +16,20 @@ from __future__ import annotations
 import numpy as np
 from scipy.linalg import qr
 
-from trevalon._columns import center_columns
 from trevalon._types import FloatArray
 
 
-def ridge_leverages(X: FloatArray, alpha: FloatArray, fit_intercept: bool) -> FloatArray:
-    """The diagonal of H, n entries between 0 and 1. alpha: p strengths in units of X'X.
+def ridge_leverages(Z: FloatArray, alpha: FloatArray, fit_intercept: bool) -> FloatArray:
+    """The diagonal of H, n entries between 0 and 1. alpha: p strengths in units of Z'Z.
+
+    Z has columns of mean 0 where there is an intercept.
 
     The rows of Q that belong to Z in [Z; sqrt(diag(a))] = Q R give H = Q Q'. Pivoting
     finds the rank, so that columns that depend on others do no harm at strength 0.
     """
-    n, p = X.shape
+    n, p = Z.shape
     augmented = np.zeros((n + p, p), order="F")
-    augmented[:n] = center_columns(X, fit_intercept, rescale=False).values
+    augmented[:n] = Z
     augmented[n:][np.diag_indices(p)] = np.sqrt(alpha)
     # Columns of unit length: a large strength must not hide the others from the pivoting.
     lengths = np.sqrt(np.einsum("ij,ij->j", augmented, augmented))

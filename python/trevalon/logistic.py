@@ -264,8 +264,9 @@ class LogisticRegression(ClassifierMixin, SelfTunedModel):
         ndarray of shape (n_samples,)
             Labels.
         """
-        odds = self.decision_function(X)
-        return self.classes_[(odds >= 0.0).astype(np.intp)]
+        larger = self.decision_function(X) >= 0.0
+        # A view costs nothing, which shows with a million rows.
+        return self.classes_.take(larger.view(np.int8))
 
     def predict_proba(self, X: MatrixLike) -> FloatArray:
         """Probabilities of the two classes.

@@ -3,7 +3,7 @@
 
 from __future__ import annotations
 
-from typing import Any, Self
+from typing import Any, NamedTuple, Self
 
 import numpy as np
 import numpy.typing as npt
@@ -25,6 +25,14 @@ from trevalon._types import FloatArray, Groups, Init, IntArray, MatrixLike, Vect
 
 # How the extension module calls the criteria.
 _SCORES = {"gcv": "gcv", "loo": "loocv", "range_risk": "range_risk"}
+
+
+class _TrainingData(NamedTuple):
+    """What leverages and leave-one-out residuals are worked out from."""
+
+    rows: FloatArray  # (n, p), centered where there is an intercept
+    residual: FloatArray  # of the fit, n entries
+    fit_intercept: bool
 
 
 class RidgeRegression(RegressorMixin, SelfTunedModel):
@@ -108,7 +116,7 @@ class RidgeRegression(RegressorMixin, SelfTunedModel):
     -----
     ``leverage_``, ``loo_residuals_`` and ``effective_dof_`` cost about as much as the fit,
     and are worked out when one of them is first read. Until then, or until the estimator
-    is pickled, it holds a copy of the training data.
+    is pickled, it holds a centered copy of the training data.
 
     References
     ----------
@@ -203,7 +211,9 @@ class RidgeRegression(RegressorMixin, SelfTunedModel):
         columns = center_columns(rows, bool(self.fit_intercept), bool(self.normalize))
         self.alpha_ = np.square(model.regularization[self.groups_] * columns.scales)
         self.criterion_value_ = self._criterion_in_raw_units(model.score, target)
-        self._training = (rows.copy(), target.copy())
+        values = columns.values.copy() if columns.values is rows else columns.values
+        residual = target - (rows @ self.coef_ + self.intercept_)
+        self._training = _TrainingData(values, residual, bool(self.fit_intercept))
         for name in ("_leverage", "_loo_residuals"):
             self.__dict__.pop(name, None)
 
@@ -251,11 +261,10 @@ class RidgeRegression(RegressorMixin, SelfTunedModel):
         check_is_fitted(self)
         if "_leverage" in self.__dict__:
             return
-        rows, target = self._training
-        leverage = ridge_leverages(rows, self.alpha_, bool(self.fit_intercept))
-        residual = target - (rows @ self.coef_ + self.intercept_)
+        training = self._training
+        leverage = ridge_leverages(training.rows, self.alpha_, training.fit_intercept)
         with np.errstate(divide="ignore", invalid="ignore"):
-            self._loo_residuals = residual / (1.0 - leverage)
+            self._loo_residuals = training.residual / (1.0 - leverage)
         self._leverage = leverage
         del self._training
 
