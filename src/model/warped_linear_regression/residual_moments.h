@@ -13,7 +13,7 @@ namespace corvane::model {
 // The targets beside an orthonormal basis Q of the columns of the design.
 struct projected_targets {
   const_vector_view y;
-  double mean;                   // of y
+  double mean;                   // of y, and within its range
   const_matrix_view basis;       // Q, n by p
   const_vector_view basis_sums;  // Q'1
 };

@@ -84,7 +84,9 @@ void objective::make_basis() {
   basis_sums_ = dense_vector(basis_.cols());
   for (index_t j = 0; j < basis_.cols(); ++j)
     basis_sums_[j] = compensated_total(basis_.view().column(j));
-  target_mean_ = compensated_mean(target_);
+  // Rounding must not lead out of the targets: equal ones have themselves as their mean.
+  const auto [smallest, largest] = std::minmax_element(target_.begin(), target_.end());
+  target_mean_ = std::clamp(compensated_mean(target_), *smallest, *largest);
 }
 
 // The optimizer asks for the derivatives where it has last asked for the value, and both

@@ -166,6 +166,23 @@ TEST(warped_objective, combined_operations_give_the_numbers_of_the_separate_ones
   }
 }
 
+TEST(warped_objective, the_numbers_at_a_point_do_not_depend_on_the_points_before_it) {
+  const dense_matrix X = normal_matrix(700, 3, 11);
+  const auto y = normal_vector(700, 12);
+  const auto visited = make_objective(X, y, 2);
+  const auto fresh = make_objective(X, y, 2);
+  const std::vector<double> here{1.1, 0.6, 0.2, -0.5, 2.0, -0.4};
+  const std::vector<double> elsewhere{1.1, 0.6, 0.2, -0.5, 2.0, -0.3};
+  double value = 0.0;
+  dense_vector gradient(6);
+  dense_vector expected(6);
+  visited->compute_value(view(here), value);
+  visited->compute_value(view(elsewhere), value);
+  visited->compute_gradient(view(here), gradient);
+  fresh->compute_gradient(view(here), expected);
+  for (index_t j = 0; j < 6; ++j) EXPECT_EQ(gradient[j], expected[j]);
+}
+
 TEST(warped_objective, writes_the_stored_triangle_alone) {
   const auto tested = make_objective(normal_matrix(20, 2, 1), normal_vector(20, 2), 2);
   symmetric_matrix hessian(6, 6);
