@@ -93,8 +93,8 @@ void trmv(triangle which, transposition op, const_matrix_block a, vector_view x)
 
 void trmm(side where, triangle which, transposition op, const_matrix_block a,
           matrix_block b) {
-  blas::trmm(where, which, op, diagonal_kind::general, rows(b), cols(b), a.data(), stride(a),
-             b.data(), stride(b), 1.0);
+  blas::trmm(where, which, op, diagonal_kind::general, rows(b), cols(b), a.data(),
+             stride(a), b.data(), stride(b), 1.0);
 }
 
 int potrf(matrix_block a) {

@@ -55,7 +55,8 @@ void trsm(side where, triangle which, transposition op, const_matrix_block a,
 void trmv(triangle which, transposition op, const_matrix_block a, vector_view x);
 
 // B = op(A) B at the left, B = B op(A) at the right; A triangular
-void trmm(side where, triangle which, transposition op, const_matrix_block a, matrix_block b);
+void trmm(side where, triangle which, transposition op, const_matrix_block a,
+          matrix_block b);
 
 // A = L of A = L L'. The status: 0, or k + 1 when the pivot at position k fails.
 int potrf(matrix_block a);

@@ -69,8 +69,14 @@ class n_array {
 
   explicit n_array(const_view_type source) { assign(source); }
   n_array(const n_array& other) { assign(other.view()); }
-  n_array(n_array&& other) noexcept : buffer_{other.resource()} {
-    *this = std::move(other);
+  // The move assignment to an array that holds nothing, on the same resource: no step of it
+  // can fail.
+  n_array(n_array&& other) noexcept : buffer_{other.resource()}, shape_{other.shape_} {
+    if (other.data() != nullptr) {
+      buffer_.release();
+      buffer_.steal(other.buffer_);
+    }
+    other.shape_ = {};
   }
   ~n_array() = default;
 

@@ -309,3 +309,9 @@ def test_two_threads_may_be_inside_fits_of_one_model_at_once(problem):
     # The one that ended last has left its result, whole.
     candidates = [fitted(data, grouping_mode="none").weights.tolist() for data in datasets]
     assert model.weights.tolist() in candidates
+
+
+@pytest.mark.parametrize("score", ["gcv", "loocv"])
+def test_a_start_so_small_that_the_normal_matrix_overflows_ends_the_fit(problem, score):
+    model = RidgeRegressionModel(score=score, init0=lambda n: [1e-300] * n)
+    assert_raises(RuntimeError, "failed to fit RidgeRegressionModel", model.fit, *problem)

@@ -377,3 +377,22 @@ def test_integer_overflow_in_a_matrix_is_pythons_own_error(problem):
     X[0, 0] = 10**400
     with pytest.raises(OverflowError):
         RidgeRegressionModel().fit(X, problem[1])
+
+
+@pytest.mark.parametrize("score", ["loocv", "gcv", "range_risk"])
+@pytest.mark.parametrize("normalize", [0, 1])
+def test_data_of_extreme_size_end_in_a_fit_or_an_error_and_not_in_the_process(
+    score, normalize
+):
+    large = [5.11590248e140, -8.05869306e139, 2.32385054e140, 4.05598607e139]
+    X = np.c_[[0.0, 1.0, 0.0, 0.0], [8.03630594e15] * 4, large, [2.42992082e15] * 4]
+    y = np.array([7.77787846e140, -1.22519019e140, 3.53302806e140, 6.16645192e139])
+    model = RidgeRegressionModel(score=score, normalize=normalize, tolerance=1e-12)
+    outcome = "fit"
+    try:
+        model.fit(X, y)
+    except RuntimeError as error:
+        outcome = str(error)
+    assert outcome in ("fit", FAILED)
+    if outcome == "fit":
+        assert np.isfinite(model.weights).all()

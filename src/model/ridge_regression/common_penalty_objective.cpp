@@ -5,19 +5,20 @@
 #include <utility>
 
 #include "common/finite.h"
+#include "common/linear_algebra.h"
 
 namespace corvane::model::ridge_regression_detail {
 
-namespace {
-
-// At zero and at NaN the normal matrix that is divided by t does not exist.
-bool is_in_domain(double t) { return std::abs(t) > 0.0; }
-
-}  // namespace
-
 common_penalty_objective::common_penalty_objective(
     std::unique_ptr<const common_penalty_factors>&& factors)
-    : factors_{std::move(factors)} {}
+    : factors_{std::move(factors)}, length_{norm(factors_->spectrum().s)} {}
+
+// The domain of the scores with several penalties, whose normal matrix X'X / t^2 + 1 does
+// not exist at zero, at NaN and where it overflows.
+bool common_penalty_objective::is_in_domain(double t) const {
+  const double ratio = length_ / t;
+  return std::abs(t) > 0.0 && is_finite(ratio * ratio);
+}
 
 const std::optional<penalty_jet>& common_penalty_objective::jet_at(double t) {
   if (t != kept_point_) {
@@ -49,7 +50,7 @@ bool common_penalty_objective::compute_hessian(const_vector_view t,
 bool common_penalty_objective::compute_weights(const_vector_view t, vector_view weights) {
   if (!is_in_domain(t[0])) return false;
   factors_->solve(t[0], weights);
-  return all_finite(weights);
+  return true;
 }
 
 }  // namespace corvane::model::ridge_regression_detail

@@ -36,11 +36,13 @@ class common_penalty_objective : public ridge_regression_objective {
   const penalty_spectrum& spectrum() const { return factors_->spectrum(); }
 
  private:
-  // Empty where the score is undefined. t is neither zero nor NaN.
+  bool is_in_domain(double t) const;
+  // Empty where the score is undefined. t is in the domain.
   virtual std::optional<penalty_jet> evaluate(double t) const = 0;
   const std::optional<penalty_jet>& jet_at(double t);
 
   std::unique_ptr<const common_penalty_factors> factors_;
+  double length_;            // root of the sum of squares of the singular values
   double kept_point_ = 0.0;  // where no score is defined
   std::optional<penalty_jet> kept_jet_;
 };

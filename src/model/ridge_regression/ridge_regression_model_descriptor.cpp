@@ -217,6 +217,8 @@ class ridge_fit {
       model.regularization_scaled[j] = t * t;
     }
     model.intercept = undo_centering(model.weights);
+    if (!all_finite(const_vector_view{model.weights}) || !is_finite(model.intercept))
+      throw std::overflow_error{"the weights are beyond the range of doubles"};
 
     if (groups.size() > 0) {
       model.regularization_groups = std::move(groups);
