@@ -149,9 +149,11 @@ void real_fft::transform_packed(const_vector_view x, vector_view real_part,
     plan_->input[static_cast<std::size_t>(j)] = {x[2 * j], x[2 * j + 1]};
   plan_->run();
   for (index_t k = 0; k <= h; ++k) {
-    const complex z = plan_->output[static_cast<std::size_t>(k % h)];
-    const complex mirrored =
-        std::conj(plan_->output[static_cast<std::size_t>((h - k) % h)]);
+    // Z has period h.
+    const auto here = static_cast<std::size_t>(k == h ? 0 : k);
+    const auto there = static_cast<std::size_t>(k == 0 ? 0 : h - k);
+    const complex z = plan_->output[here];
+    const complex mirrored = std::conj(plan_->output[there]);
     const complex even = 0.5 * (z + mirrored);
     const complex odd = complex{0.0, -0.5} * (z - mirrored);
     const double angle = std::numbers::pi * static_cast<double>(k) / static_cast<double>(h);

@@ -19,7 +19,6 @@ using test::all_triangles;
 using test::element;
 using test::expect_matrix;
 using test::in_triangle;
-using test::padded_matrix;
 using test::product;
 using test::random_matrix;
 
@@ -99,7 +98,8 @@ TYPED_TEST(blas_extension, imatcopy_scales_and_transposes_in_place) {
     const int rows_after = turned ? cols : rows;
     const int cols_after = turned ? rows : cols;
     const auto at = [](int i, int j, int stride) {
-      return static_cast<std::size_t>(j * stride + i);
+      return static_cast<std::size_t>(j) * static_cast<std::size_t>(stride) +
+             static_cast<std::size_t>(i);
     };
     // Large enough for both leading dimensions.
     std::vector<T> a(400);
