@@ -14,7 +14,7 @@ from typing import Any, Protocol
 import numpy as np
 from sklearn.base import BaseEstimator
 from sklearn.exceptions import ConvergenceWarning
-from sklearn.utils.validation import validate_data
+from sklearn.utils.validation import check_X_y, validate_data
 
 from trevalon._columns import center_columns
 from trevalon._parameters import check_flag, check_positive, make_initializer
@@ -61,6 +61,8 @@ class SelfTunedModel(BaseEstimator):
         except RuntimeError as error:
             if not str(error).startswith("failed to fit"):
                 raise
+            # Says so in scikit-learn's words where something is not finite.
+            check_X_y(X, y, estimator=self, ensure_min_features=0)
             raise ValueError(
                 f"{type(self).__name__} cannot be fitted: {self._explain_failure(X, y)}"
             ) from error

@@ -3,12 +3,13 @@
 
 from __future__ import annotations
 
-from typing import Any, NamedTuple, Self
+import contextlib
+from typing import Any, Self
 
 import numpy as np
 import numpy.typing as npt
 from sklearn.base import RegressorMixin
-from sklearn.utils.validation import check_is_fitted, validate_data
+from sklearn.utils.validation import check_is_fitted
 from trevalon_impl import RidgeRegressionModel, _RidgeRegressionModel
 
 from trevalon._base import (
@@ -21,18 +22,11 @@ from trevalon._columns import center_columns
 from trevalon._groups import UNPENALIZED, Grouping, resolve_groups
 from trevalon._leave_one_out import ridge_leverages
 from trevalon._parameters import check_choice
+from trevalon._training import TrainingData, take_regression, validate_regression
 from trevalon._types import FloatArray, Groups, Init, IntArray, MatrixLike, VectorLike
 
 # How the extension module calls the criteria.
 _SCORES = {"gcv": "gcv", "loo": "loocv", "range_risk": "range_risk"}
-
-
-class _TrainingData(NamedTuple):
-    """What leverages and leave-one-out residuals are worked out from."""
-
-    rows: FloatArray  # (n, p), centered where there is an intercept
-    residual: FloatArray  # of the fit, n entries
-    fit_intercept: bool
 
 
 class RidgeRegression(RegressorMixin, SelfTunedModel):
@@ -114,9 +108,10 @@ class RidgeRegression(RegressorMixin, SelfTunedModel):
 
     Notes
     -----
-    ``leverage_``, ``loo_residuals_`` and ``effective_dof_`` cost about as much as the fit,
-    and are worked out when one of them is first read. Until then, or until the estimator
-    is pickled, it holds a centered copy of the training data.
+    ``alpha_``, ``leverage_``, ``loo_residuals_`` and ``effective_dof_`` take passes over
+    the training data, as the whole fit does, and are worked out when first read. Until
+    then, or until the estimator is pickled, it refers to the training data. Where these
+    were overwritten in place, reading raises AttributeError.
 
     References
     ----------
@@ -140,7 +135,6 @@ class RidgeRegression(RegressorMixin, SelfTunedModel):
 
     coef_: FloatArray
     intercept_: float
-    alpha_: FloatArray
     groups_: IntArray
     group_labels_: npt.NDArray[Any]
     criterion_value_: float
@@ -179,10 +173,9 @@ class RidgeRegression(RegressorMixin, SelfTunedModel):
         """
         options = self._shared_options()
         score = _SCORES[check_choice(self, "criterion", _SCORES)]
-        X, y = validate_data(
-            self, X, y, dtype=np.float64, y_numeric=True, ensure_min_samples=2
-        )
-        rows, target = np.asarray(X), np.asarray(y, dtype=np.float64)
+        # A callable sees checked data only.
+        take = validate_regression if callable(self.groups) else take_regression
+        rows, target = take(self, X, y)
         grouping = resolve_groups(self.groups, rows, target, self._column_names())
         model = RidgeRegressionModel(score=score, **_grouping_options(grouping), **options)
         self._run_fit(model, rows, target)
@@ -208,14 +201,12 @@ class RidgeRegression(RegressorMixin, SelfTunedModel):
             if grouping.labels is None
             else grouping.labels
         )
-        columns = center_columns(rows, bool(self.fit_intercept), bool(self.normalize))
-        self.alpha_ = np.square(model.regularization[self.groups_] * columns.scales)
         self.criterion_value_ = self._criterion_in_raw_units(model.score, target)
-        values = columns.values.copy() if columns.values is rows else columns.values
-        residual = target - (rows @ self.coef_ + self.intercept_)
-        self._training = _TrainingData(values, residual, bool(self.fit_intercept))
-        for name in ("_leverage", "_loo_residuals"):
+        for name in ("_alpha", "_leverage", "_loo_residuals"):
             self.__dict__.pop(name, None)
+        self._roots = model.regularization[self.groups_]
+        self._normalized = bool(self.normalize)
+        self._training = TrainingData(rows, target, bool(self.fit_intercept))
 
     def _criterion_in_raw_units(self, score: float, target: FloatArray) -> float:
         """The criteria are quadratic in the target, which the fit divides by its length.
@@ -243,36 +234,65 @@ class RidgeRegression(RegressorMixin, SelfTunedModel):
         return predict_linear(self, X, self.coef_, self.intercept_)
 
     @property
+    def alpha_(self) -> FloatArray:
+        self._find_strengths()
+        return self._alpha
+
+    @property
     def leverage_(self) -> FloatArray:
-        self._diagnose()
+        self._find_leverages()
         return self._leverage
 
     @property
     def loo_residuals_(self) -> FloatArray:
-        self._diagnose()
+        self._find_leverages()
         return self._loo_residuals
 
     @property
     def effective_dof_(self) -> float:
         return float(self.leverage_.sum())
 
-    def _diagnose(self) -> None:
-        """Works the leverages out once, and lets the training data go."""
+    def _find_strengths(self) -> None:
+        """Once: the strengths of columns of length 1 in the units of the data."""
         check_is_fitted(self)
-        if "_leverage" in self.__dict__:
-            return
-        training = self._training
-        leverage = ridge_leverages(training.rows, self.alpha_, training.fit_intercept)
-        with np.errstate(divide="ignore", invalid="ignore"):
-            self._loo_residuals = training.residual / (1.0 - leverage)
-        self._leverage = leverage
-        del self._training
+        if "_alpha" not in self.__dict__:
+            training = self._unchanged_training()
+            columns = center_columns(
+                training.rows, training.fit_intercept, self._normalized
+            )
+            self._alpha = np.square(self._roots * columns.scales)
+
+    def _find_leverages(self) -> None:
+        """Once: leverages and what follows from them; lets the training data go."""
+        self._find_strengths()
+        if "_leverage" not in self.__dict__:
+            training = self._unchanged_training()
+            residual = training.target - (training.rows @ self.coef_ + self.intercept_)
+            columns = center_columns(training.rows, training.fit_intercept, rescale=False)
+            leverage = ridge_leverages(columns.values, self._alpha, training.fit_intercept)
+            with np.errstate(divide="ignore", invalid="ignore"):
+                self._loo_residuals = residual / (1.0 - leverage)
+            self._leverage = leverage
+            del self._training
+
+    def _unchanged_training(self) -> TrainingData:
+        """An AttributeError, so that `hasattr` says no."""
+        training: TrainingData | None = self.__dict__.get("_training")
+        if training is None or not training.is_unchanged():
+            raise AttributeError(
+                "alpha_, leverage_, loo_residuals_ and effective_dof_ are worked out from "
+                "the training data when first read, but the data were changed in place "
+                "after the fit; read them before, or fit on a copy"
+            )
+        return training
 
     def __getstate__(self) -> dict[str, Any]:
-        """Pickles hold the leverages in place of the training data."""
+        """Pickles hold strengths and leverages in place of the training data."""
         if "_training" in self.__dict__:
-            self._diagnose()
-        state: dict[str, Any] = super().__getstate__()
+            with contextlib.suppress(AttributeError):
+                self._find_leverages()
+        state: dict[str, Any] = dict(super().__getstate__())
+        state.pop("_training", None)
         return state
 
     def _explain_by_model(self, X: FloatArray, y: FloatArray) -> str | None:

@@ -14,9 +14,10 @@ from sklearn.utils.validation import check_is_fitted, validate_data
 from trevalon_impl import WarpedLinearRegressionModel, _WarpedLinearRegressionModel
 
 from trevalon._base import SelfTunedModel, find_dependent_columns
-from trevalon._columns import center_columns
+from trevalon._columns import CenteredColumns, center_columns
 from trevalon._parameters import check_count
 from trevalon._target_warper import TargetWarper
+from trevalon._training import take_regression
 from trevalon._types import FloatArray, Init, MatrixLike, VectorLike
 
 # A map with more steps than this is not identified by any data of sensible size.
@@ -143,10 +144,7 @@ class WarpedLinearRegression(RegressorMixin, SelfTunedModel):
         """
         options = self._shared_options()
         steps = check_count(self, "n_steps", _MOST_STEPS)
-        X, y = validate_data(
-            self, X, y, dtype=np.float64, y_numeric=True, ensure_min_samples=2
-        )
-        rows, target = np.asarray(X), np.asarray(y, dtype=np.float64)
+        rows, target = take_regression(self, X, y)
         if rows.shape[0] <= rows.shape[1]:
             raise ValueError(
                 "WarpedLinearRegression needs more rows than columns, but X has n_samples="
@@ -199,7 +197,7 @@ class WarpedLinearRegression(RegressorMixin, SelfTunedModel):
         self._feature_means = np.zeros(len(kept))
         self._feature_means[kept] = columns.means
         self.intercept_ = float(-self.coef_ @ self._feature_means)
-        root = _inverse_triangle(columns.values / columns.scales)
+        root = _inverse_triangle(columns)
         self._variance_root = np.zeros((len(kept), len(root)))
         self._variance_root[kept] = root / columns.scales[:, np.newaxis]
 
@@ -350,20 +348,22 @@ def _as_probabilities(name: str, value: VectorLike) -> FloatArray:
     return probabilities
 
 
-def _inverse_triangle(columns: FloatArray) -> FloatArray:
-    """inverse(R) with R'R = columns' columns, R upper triangular.
+def _inverse_triangle(columns: CenteredColumns) -> FloatArray:
+    """inverse(R) with R'R = X'X for the normalized columns X, R upper triangular.
 
     The Cholesky factor of the product costs half of a QR factorization, and has lost
     cond(R)^2 eps; where that is more than about 1e-8 the factorization is made after all.
     """
     triangle: FloatArray
     try:
-        triangle = np.asarray(np.linalg.cholesky(columns.T @ columns).T, dtype=np.float64)
+        product = columns.values.T @ columns.values
+        product /= columns.scales * columns.scales[:, np.newaxis]
+        triangle = np.asarray(np.linalg.cholesky(product).T, dtype=np.float64)
         pivots = np.diag(triangle)
         well_conditioned = bool(pivots.min() > 1e-4 * pivots.max())
     except np.linalg.LinAlgError:
         well_conditioned = False
     if not well_conditioned:
-        triangle = np.asarray(np.linalg.qr(columns, mode="r"))
+        triangle = np.asarray(np.linalg.qr(columns.values / columns.scales, mode="r"))
     inverse: FloatArray = solve_triangular(triangle, np.eye(len(triangle)))
     return inverse

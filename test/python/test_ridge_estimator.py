@@ -3,6 +3,7 @@
 and against refits."""
 
 import itertools
+import pickle
 
 import numpy as np
 import pytest
@@ -175,14 +176,43 @@ def test_the_units_of_a_column_do_not_matter(regression):
     np.testing.assert_allclose(other.alpha_ / units**2, model.alpha_, rtol=1e-4)
 
 
-def test_later_changes_of_data_and_parameters_do_not_change_the_diagnostics(regression):
+DIAGNOSTICS = ["alpha_", "leverage_", "loo_residuals_", "effective_dof_"]
+
+
+def test_later_changes_of_parameters_do_not_change_the_diagnostics(regression):
+    expected = RidgeRegression().fit(*regression)
+    model = RidgeRegression().fit(*regression)
+    model.set_params(fit_intercept=False, normalize=False, criterion="loo")
+    for name in DIAGNOSTICS:
+        np.testing.assert_array_equal(getattr(model, name), getattr(expected, name))
+
+
+def test_what_was_read_stays_when_the_training_data_are_overwritten(regression):
     X, y = regression
-    expected = RidgeRegression().fit(X, y).leverage_
-    changed = X.copy()
-    model = RidgeRegression().fit(changed, y)
-    changed[:] = 0.0
-    model.set_params(fit_intercept=False)
-    np.testing.assert_array_equal(model.leverage_, expected)
+    model = RidgeRegression().fit(X, y)
+    expected = [np.copy(getattr(model, name)) for name in DIAGNOSTICS]
+    X[:] = y[:] = 0.0
+    for name, value in zip(DIAGNOSTICS, expected, strict=True):
+        np.testing.assert_array_equal(getattr(model, name), value)
+
+
+@pytest.mark.parametrize("overwritten", [0, 1])
+def test_nothing_is_worked_out_from_training_data_that_were_overwritten(
+    regression, overwritten
+):
+    X, y = regression
+    model = RidgeRegression().fit(X, y)
+    rows = X[:5].copy()
+    prediction = model.predict(rows)
+    regression[overwritten][:] *= 2.0
+    for name in DIAGNOSTICS:
+        assert not hasattr(model, name)
+        with pytest.raises(AttributeError, match="changed in place after the fit"):
+            getattr(model, name)
+    # It still predicts, and can be pickled.
+    copied = pickle.loads(pickle.dumps(model))
+    np.testing.assert_array_equal(copied.predict(rows), prediction)
+    assert not hasattr(copied, "alpha_")
 
 
 def test_a_second_fit_has_its_own_diagnostics(regression):

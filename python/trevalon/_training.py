@@ -1,0 +1,71 @@
+# SPDX-License-Identifier: BSD-3-Clause
+"""Training data on their way into a fit, and what is kept of them for later questions."""
+
+from __future__ import annotations
+
+from typing import TYPE_CHECKING, Any
+
+import numpy as np
+from sklearn.utils.validation import validate_data
+
+from trevalon._types import FloatArray, MatrixLike, VectorLike
+
+if TYPE_CHECKING:
+    from trevalon._base import SelfTunedModel
+
+# Rows that tell whether an array was overwritten since the fit.
+_WITNESSES = 16
+
+
+def validate_regression(
+    estimator: SelfTunedModel, X: MatrixLike, y: VectorLike
+) -> tuple[FloatArray, FloatArray]:
+    """X and y as float64 arrays, refused in scikit-learn's words where they do not fit."""
+    rows, target = validate_data(
+        estimator, X, y, dtype=np.float64, y_numeric=True, ensure_min_samples=2
+    )
+    return np.asarray(rows), np.asarray(target, dtype=np.float64)
+
+
+def take_regression(
+    estimator: SelfTunedModel, X: MatrixLike, y: VectorLike
+) -> tuple[FloatArray, FloatArray]:
+    """As `validate_regression`, but plain float64 arrays go through as they are.
+
+    A fit may take less time than a look for NaN over the rows. The extension module refuses
+    what is not finite by itself, and `validate_regression` then finds the words.
+    """
+    if not (_is_plain(X, 2) and _is_plain(y, 1) and len(X) == np.size(y) >= 2):
+        return validate_regression(estimator, X, y)
+    if X.shape[1] < 1:
+        return validate_regression(estimator, X, y)
+    estimator.n_features_in_ = X.shape[1]
+    estimator.__dict__.pop("feature_names_in_", None)
+    return X, np.asarray(y)
+
+
+def _is_plain(array: Any, dimensions: int) -> bool:
+    return (
+        type(array) is np.ndarray
+        and array.ndim == dimensions
+        and array.dtype == np.float64
+        and array.dtype.isnative
+    )
+
+
+class TrainingData:
+    """Rows and targets of a fit, by reference: a copy could take longer than the fit."""
+
+    def __init__(self, rows: FloatArray, target: FloatArray, fit_intercept: bool) -> None:
+        self.rows = rows
+        self.target = target
+        self.fit_intercept = fit_intercept
+        self._step = max(1, len(rows) // _WITNESSES)
+        self._witnesses = rows[:: self._step].copy(), target[:: self._step].copy()
+
+    def is_unchanged(self) -> bool:
+        """Whether a sample of the rows is what it was."""
+        rows, target = self._witnesses
+        return np.array_equal(self.rows[:: self._step], rows) and np.array_equal(
+            self.target[:: self._step], target
+        )
