@@ -158,3 +158,11 @@ def test_names_reach_groups_through_a_pipeline_with_set_output(regression, kind,
     assert pipeline[-1].feature_names_in_.tolist() == NAMES
     assert pipeline[-1].groups_.tolist() == [0, 0, 1, 1]
     assert pipeline.score(rows, y) > 0.9
+
+
+def test_a_fit_on_a_plain_array_forgets_the_names_of_an_earlier_frame(regression):
+    X, y = regression
+    model = RidgeRegression().fit(pd.DataFrame(X, columns=NAMES), y)
+    assert model.fit(X[:, :3], y).n_features_in_ == 3
+    assert not hasattr(model, "feature_names_in_")
+    assert model.predict(X[:, :3]).shape == y.shape
