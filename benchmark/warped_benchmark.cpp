@@ -91,8 +91,7 @@ void evaluation(::benchmark::State& state) {
   for (auto _ : state) {
     theta[0] = -theta[0];
     objective->compute_value(theta, value);
-    if (state.range(1) == 1)
-      objective->compute_gradient_hessian(theta, gradient, hessian);
+    if (state.range(1) == 1) objective->compute_gradient_hessian(theta, gradient, hessian);
     ::benchmark::DoNotOptimize(value);
   }
 }

@@ -35,7 +35,7 @@ double tanh_entry(double x) {
   constexpr double half_ln2_upper = 0.34657359027994517;
   constexpr double half_ln2_lower = 2.7489615093541856e-14;
   const double h = (magnitude - k * half_ln2_upper) - k * half_ln2_lower;
-  const double power = std::bit_cast<double>(  // 2^k, of the large range
+  const auto power = std::bit_cast<double>(  // 2^k, of the large range
       (std::bit_cast<std::uint64_t>(shifted) << 52U) + std::bit_cast<std::uint64_t>(1.0));
 
   const double hh = h * h;

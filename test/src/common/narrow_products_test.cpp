@@ -22,7 +22,7 @@ dense_matrix normal_matrix(index_t rows, index_t cols, std::uint64_t seed) {
 double plain_product(const_matrix_block a, index_t i, const_matrix_block b, index_t j) {
   long double sum = 0.0L;
   for (index_t row = 0; row < a.rows(); ++row)
-    sum += static_cast<long double>(a(row, i)) * b(row, j);
+    sum += static_cast<long double>(a(row, i)) * static_cast<long double>(b(row, j));
   return static_cast<double>(sum);
 }
 

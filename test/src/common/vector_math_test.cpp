@@ -28,7 +28,7 @@ double error_in_ulp(double computed, double x) {
   const long double exact = std::tanh(static_cast<long double>(x));
   const double rounded = std::abs(static_cast<double>(exact));
   const double ulp = std::nextafter(rounded, infinity) - rounded;
-  return std::abs(static_cast<double>((computed - exact) / ulp));
+  return std::abs(static_cast<double>(static_cast<long double>(computed) - exact)) / ulp;
 }
 
 TEST(vector_math, tanh_is_within_two_units_in_the_last_place_at_all_magnitudes) {
