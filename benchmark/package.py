@@ -23,9 +23,11 @@ def overhead(name: str, n: int, p: int) -> Row:
     if name == "Logistic":
         y = (y > 0.0).astype(float)
     kind = "WarpedLinear" if name == "Warped" else name
-    estimator = getattr(trevalon, f"{kind}Regression")()
-    model = getattr(trevalon_impl, f"{kind}RegressionModel")()
-    ratio, detail = compare(lambda: estimator.fit(X, y), lambda: model.fit(X, y), turns=9)
+    estimator = getattr(trevalon, f"{kind}Regression")
+    model = getattr(trevalon_impl, f"{kind}RegressionModel")
+    ratio, detail = compare(
+        lambda: estimator().fit(X, y), lambda: model().fit(X, y), turns=15
+    )
     return Row(
         f"{kind}Regression.fit, ({n}, {p})", "the extension module", ratio, 1.1, detail
     )

@@ -29,7 +29,10 @@ class Dataset:
 
     def split(self) -> tuple[np.ndarray, np.ndarray, np.ndarray, np.ndarray]:
         """Train and held-out parts of X, then of y; a fifth is held out."""
-        return train_test_split(self.X, self.y, test_size=0.2, random_state=0)
+        X, X_test, y, y_test = train_test_split(
+            self.X, self.y, test_size=0.2, random_state=0
+        )
+        return X, X_test, y, y_test
 
 
 def regression_sets() -> Iterator[Dataset]:

@@ -8,6 +8,7 @@ import time
 import warnings
 from collections.abc import Sequence
 from pathlib import Path
+from typing import Protocol
 
 import matplotlib as mpl
 import numpy as np
@@ -55,7 +56,14 @@ def save(figure: Figure, name: str) -> None:
     print(f"wrote {path}")
 
 
-def timed_fit(model: object, X: np.ndarray, y: np.ndarray, repeats: int = 3) -> float:
+class Model(Protocol):
+    """What the sections fit: estimators of the package, and their peers."""
+
+    def fit(self, X: np.ndarray, y: np.ndarray) -> object: ...
+    def predict(self, X: np.ndarray) -> np.ndarray: ...
+
+
+def timed_fit(model: Model, X: np.ndarray, y: np.ndarray, repeats: int = 3) -> float:
     """Fits the model and returns the median wall time in seconds.
 
     What a model has to say of its convergence is not the demo's subject: the tables show

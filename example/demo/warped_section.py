@@ -13,7 +13,15 @@ from sklearn.linear_model import LinearRegression
 from sklearn.preprocessing import PowerTransformer
 
 from datasets import Dataset
-from report import milliseconds, panels, print_table, root_mean_square, save, timed_fit
+from report import (
+    Model,
+    milliseconds,
+    panels,
+    print_table,
+    root_mean_square,
+    save,
+    timed_fit,
+)
 from trevalon import (
     PredictionIntervalDisplay,
     RidgeRegression,
@@ -37,7 +45,7 @@ def power_density(
     """The same with normal noise on the transformed target; the density is the target's."""
 
     def transform(y: np.ndarray) -> np.ndarray:
-        return model.transformer_.transform(y[:, np.newaxis])[:, 0]
+        return np.ravel(model.transformer_.transform(y[:, np.newaxis]))
 
     X, y = train
     X_test, y_test = test
@@ -68,7 +76,7 @@ def compare(dataset: Dataset) -> tuple[WarpedLinearRegression, list[list[str]]]:
     X, X_test, y, y_test = dataset.split()
     warped, ridge = WarpedLinearRegression(), RidgeRegression("loo")
     power = TransformedTargetRegressor(LinearRegression(), transformer=PowerTransformer())
-    densities: list[tuple[str, object, Callable[[], float]]] = [
+    densities: list[tuple[str, Model, Callable[[], float]]] = [
         (
             "warped",
             warped,

@@ -8,6 +8,8 @@ bisection between the roots of H_(n-1), which interlace with them; the weights a
 symmetric: its non-negative nodes, ascending, are what is stored, rule after rule.
 Needs mpmath: `python gauss_hermite_table.py`.
 """
+
+import itertools
 from pathlib import Path
 
 import mpmath
@@ -27,7 +29,8 @@ def roots(n, inner):
     bound = mpmath.sqrt(2 * n + 1)
     ends = [-bound, *inner, bound]
     found = []
-    for low, high in zip(ends, ends[1:]):
+    for left, right in itertools.pairwise(ends):
+        low, high = left, right
         sign = mpmath.sign(hermite(n, low)[0])
         for _ in range(30):
             middle = (low + high) / 2
@@ -45,9 +48,12 @@ def roots(n, inner):
 
 def weight(n, x):
     previous = hermite(n, x)[1]
-    return mpmath.mpf(2) ** (n - 1) * mpmath.factorial(n) * mpmath.sqrt(mpmath.pi) / (
-        n * previous
-    ) ** 2
+    return (
+        mpmath.mpf(2) ** (n - 1)
+        * mpmath.factorial(n)
+        * mpmath.sqrt(mpmath.pi)
+        / (n * previous) ** 2
+    )
 
 
 def write(name, numbers):
