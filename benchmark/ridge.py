@@ -3,14 +3,19 @@
 
 from __future__ import annotations
 
+import shutil
+import statistics
+import subprocess
+import tempfile
 from collections.abc import Iterator
+from pathlib import Path
 
 import numpy as np
 from scipy.linalg.lapack import dgeqrf
 from sklearn.linear_model import ARDRegression, RidgeCV
 from trevalon_impl import RidgeRegressionModel
 
-from harness import Row, compare, kernel_ratios, peak_memory
+from harness import Row, compare, kernel_ratios, peak_memory, seconds
 
 
 def made_data(n: int, p: int, seed: int = 0) -> tuple[np.ndarray, np.ndarray]:
@@ -72,6 +77,31 @@ def default_fit(score: str, n: int, p: int) -> Iterator[Row]:
         yield Row(what, "one dgeqrf", ratio, limit, detail)
 
 
+def against_magic(score: str) -> Iterator[Row]:
+    """The same fit by R's mgcv, where that is installed. Its process times itself."""
+    if shutil.which("Rscript") is None:
+        return
+    X, y = made_data(10_000, 50)
+    with tempfile.TemporaryDirectory() as folder:
+        np.savetxt(Path(folder) / "X.csv", np.column_stack([X, y]), delimiter=",")
+        script = Path(__file__).with_name("magic.R")
+        result = subprocess.run(
+            ["Rscript", script, folder], capture_output=True, text=True, check=False
+        )
+    if result.returncode != 0:
+        return
+    theirs = float(result.stdout.split()[-1])
+    model = RidgeRegressionModel(score=score, grouping_mode="none")
+    ours = statistics.median(seconds(model.fit, X, y) for _ in range(5))
+    yield Row(
+        f"ridge fit, 50 penalties, {score}, n = 10000",
+        "R mgcv::magic",
+        ours / theirs,
+        1.5,
+        f"{1e3 * ours:.1f} ms against {1e3 * theirs:.1f} ms",
+    )
+
+
 def fit_memory(score: str, grouping: str) -> Row:
     setup = """
 import numpy as np
@@ -95,6 +125,7 @@ def rows() -> Iterator[Row]:
             yield from default_fit(score, n, p)
     for score in ("gcv", "loocv"):
         yield general_fit(score)
+        yield from against_magic(score)
     for score, ratio in zip(
         ("loocv", "gcv"),
         kernel_ratios(
