@@ -2,10 +2,10 @@
 #include "n_array/large_pages.h"
 
 #include <gtest/gtest.h>
+#include <sys/mman.h>
 
 #include <algorithm>
 #include <cstdint>
-#include <filesystem>
 #include <fstream>
 #include <sstream>
 #include <string>
@@ -16,8 +16,14 @@
 namespace corvane {
 namespace {
 
+// Asked of the kernel itself: a container need not see /sys.
 bool kernel_has_large_pages() {
-  return std::filesystem::exists("/sys/kernel/mm/transparent_hugepage");
+  constexpr std::size_t bytes = std::size_t{1} << 22;
+  void* const probe =
+      mmap(nullptr, bytes, PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0);
+  const bool accepted = madvise(probe, bytes, MADV_HUGEPAGE) == 0;
+  munmap(probe, bytes);
+  return accepted;
 }
 
 // Whether the kernel's own account of this process has the flag "hg", advised for huge
