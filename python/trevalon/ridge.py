@@ -213,7 +213,8 @@ class RidgeRegression(RegressorMixin, SelfTunedModel):
 
         The optimizer's range risk is without the sum of squares of the target, a constant.
         """
-        squares = float(target @ target)
+        # Not a BLAS product: to wake its threads would take longer than the fit.
+        squares = float(np.square(target).sum())
         value = score * squares if self.normalize and squares > 0.0 else score
         return value + squares if self.criterion == "range_risk" else value
 
