@@ -133,6 +133,7 @@ class PredictionIntervalDisplay:
     def plot(self, *, ax: Axes | None = None, **kwargs: Any) -> Self:
         """Draw on `ax`, or on a new figure. Returns the display itself."""
         self.ax_ = axes_for(self, ax)
+        # Typed as perhaps a subfigure, which is drawn on in the same way.
         self.figure_ = self.ax_.figure  # type: ignore[assignment]
         rank = np.arange(len(self.prediction))
         label = f"{self.coverage:.0%} interval, holds {self.observed_coverage:.0%}"

@@ -91,6 +91,7 @@ class RidgePenaltyDisplay:
     def plot(self, *, ax: Axes | None = None, **kwargs: Any) -> Self:
         """Draw on `ax`, or on a new figure. Returns the display itself."""
         self.ax_ = axes_for(self, ax)
+        # Typed as perhaps a subfigure, which is drawn on in the same way.
         self.figure_ = self.ax_.figure  # type: ignore[assignment]
         height = np.arange(len(self.alpha))
         self.points_ = []

@@ -90,6 +90,7 @@ class WarpDisplay:
     def plot(self, *, ax: Axes | None = None, **kwargs: Any) -> Self:
         """Draw on `ax`, or on a new figure. Returns the display itself."""
         self.ax_ = axes_for(self, ax)
+        # Typed as perhaps a subfigure, which is drawn on in the same way.
         self.figure_ = self.ax_.figure  # type: ignore[assignment]
         (self.line_,) = self.ax_.plot(self.target, self.latent, **kwargs)
         self.ax_.set_xlabel("target")
