@@ -14,7 +14,7 @@ from sklearn.utils.validation import check_is_fitted, validate_data
 from trevalon_impl import WarpedLinearRegressionModel, _WarpedLinearRegressionModel
 
 from trevalon._base import SelfTunedModel, find_dependent_columns
-from trevalon._columns import CenteredColumns, center_columns
+from trevalon._columns import center_columns, centered_gram
 from trevalon._parameters import check_count
 from trevalon._target_warper import TargetWarper
 from trevalon._training import take_regression
@@ -184,7 +184,9 @@ class WarpedLinearRegression(RegressorMixin, SelfTunedModel):
 
         `rows` has the columns that are `kept`; the others get zeros.
         """
-        columns = center_columns(rows, bool(self.fit_intercept), bool(self.normalize))
+        means, gram = centered_gram(rows, bool(self.fit_intercept))
+        # Above 0: a fit refuses columns that are nothing but their mean.
+        scales = np.sqrt(np.diag(gram)) if self.normalize else np.ones(len(gram))
         normal = center_columns(
             target[:, np.newaxis], bool(self.fit_intercept), bool(self.normalize)
         )
@@ -193,13 +195,13 @@ class WarpedLinearRegression(RegressorMixin, SelfTunedModel):
         )
         self.noise_variance_ = model.noise_variance
         self.coef_ = np.zeros(len(kept))
-        self.coef_[kept] = model.regressors / columns.scales
+        self.coef_[kept] = model.regressors / scales
         self._feature_means = np.zeros(len(kept))
-        self._feature_means[kept] = columns.means
+        self._feature_means[kept] = means
         self.intercept_ = float(-self.coef_ @ self._feature_means)
-        root = _inverse_triangle(columns)
+        root = _inverse_triangle(rows, means, scales, gram)
         self._variance_root = np.zeros((len(kept), len(root)))
-        self._variance_root[kept] = root / columns.scales[:, np.newaxis]
+        self._variance_root[kept] = root / scales[:, np.newaxis]
 
     def _latent(self, X: MatrixLike) -> tuple[FloatArray, FloatArray]:
         """Mean and standard deviation of the latent value of each row.
@@ -348,22 +350,23 @@ def _as_probabilities(name: str, value: VectorLike) -> FloatArray:
     return probabilities
 
 
-def _inverse_triangle(columns: CenteredColumns) -> FloatArray:
-    """inverse(R) with R'R = X'X for the normalized columns X, R upper triangular.
+def _inverse_triangle(
+    X: FloatArray, means: FloatArray, scales: FloatArray, gram: FloatArray
+) -> FloatArray:
+    """inverse(R) with R'R = Z'Z, Z = (X - means) / scales and R upper triangular.
 
     The Cholesky factor of the product costs half of a QR factorization, and has lost
     cond(R)^2 eps; where that is more than about 1e-8 the factorization is made after all.
     """
     triangle: FloatArray
     try:
-        product = columns.values.T @ columns.values
-        product /= columns.scales * columns.scales[:, np.newaxis]
+        product = gram / (scales * scales[:, np.newaxis])
         triangle = np.asarray(np.linalg.cholesky(product).T, dtype=np.float64)
         pivots = np.diag(triangle)
         well_conditioned = bool(pivots.min() > 1e-4 * pivots.max())
     except np.linalg.LinAlgError:
         well_conditioned = False
     if not well_conditioned:
-        triangle = np.asarray(np.linalg.qr(columns.values / columns.scales, mode="r"))
+        triangle = np.asarray(np.linalg.qr((X - means) / scales, mode="r"))
     inverse: FloatArray = solve_triangular(triangle, np.eye(len(triangle)))
     return inverse

@@ -4,10 +4,11 @@
 import math
 
 import numpy as np
+import pytest
 from hypothesis import given
 from hypothesis import strategies as st
 
-from trevalon._columns import center_columns
+from trevalon._columns import center_columns, centered_gram
 
 
 @given(
@@ -38,3 +39,29 @@ def test_without_centering_and_rescaling_the_columns_stay_as_they_are():
     assert columns.values is X
     assert columns.means.tolist() == [0.0, 0.0]
     assert columns.scales.tolist() == [1.0, 1.0]
+
+
+@pytest.mark.parametrize("n", [1, 2, 1024, 1025, 5000])
+@pytest.mark.parametrize("center", [True, False])
+def test_the_gram_in_blocks_is_that_of_the_centered_columns(n, center):
+    X = np.random.default_rng(n).normal(size=(n, 4)) * [1.0, 1e-6, 1e6, 1.0] + 10.0
+    means, gram = centered_gram(X, center)
+    columns = center_columns(X, center, rescale=True)
+    np.testing.assert_allclose(means, columns.means, rtol=1e-14)
+    product = columns.values.T @ columns.values
+    slack = 1e-11 * np.multiply.outer(columns.scales, columns.scales)
+    assert (np.abs(gram - product) <= slack).all()
+
+
+@pytest.mark.parametrize("order", ["C", "F"])
+def test_the_gram_keeps_its_digits_where_the_first_rows_are_unlike_the_rest(order):
+    random = np.random.default_rng(0)
+    X = 1e8 + random.normal(size=(20_000, 3))
+    X[:1024] -= 1e8
+    X = np.asarray(X, order=order)
+    means, gram = centered_gram(X, center=True)
+    for j, column in enumerate(X.T.tolist()):
+        mean = math.fsum(column) / len(column)
+        assert math.isclose(means[j], mean, rel_tol=1e-14)
+        square = math.fsum((x - mean) ** 2 for x in column)
+        assert math.isclose(gram[j, j], square, rel_tol=1e-12)
