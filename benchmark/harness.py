@@ -39,17 +39,22 @@ class Row:
 _PAUSE = 0.1
 
 
-# A call that is shorter is measured the second time: after the pause, caches are cold.
-_SHORT = 0.05
+# Shorter calls are repeated for as long: after the pause, caches are cold.
+_REPEATED_FOR = 0.02
 
 
 def seconds(
     action: Callable[..., object], prepare: Callable[[], object] | None = None
 ) -> float:
-    """The time of one call, after a pause. What `prepare` makes is handed to the call."""
+    """The time of a call, after a pause. What `prepare` makes is handed to the call.
+
+    The first call of a short action warms up; the figure is the median of the others.
+    """
     time.sleep(_PAUSE)
-    first = _timed(action, prepare)
-    return first if first > _SHORT else _timed(action, prepare)
+    times = [_timed(action, prepare)]
+    while sum(times) < _REPEATED_FOR:
+        times.append(_timed(action, prepare))
+    return statistics.median(times[1:] or times)
 
 
 def _timed(action: Callable[..., object], prepare: Callable[[], object] | None) -> float:

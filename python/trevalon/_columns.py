@@ -1,17 +1,11 @@
 # SPDX-License-Identifier: BSD-3-Clause
-"""Means, lengths and products of columns, as the models normalize by them.
-
-Estimators call this after a fit, while idle workers of the extension module's BLAS still
-keep the other cores busy for some 20 ms. So what is small here goes without BLAS threads.
-"""
+"""Means, lengths and products of columns, as the models normalize by them."""
 
 from __future__ import annotations
 
-import functools
 from dataclasses import dataclass
 
 import numpy as np
-from threadpoolctl import ThreadpoolController
 
 from trevalon._types import FloatArray
 
@@ -60,23 +54,25 @@ _BLOCK_ROWS = 1024
 def centered_gram(X: FloatArray, center: bool) -> tuple[FloatArray, FloatArray]:
     """Means m of the columns (zeros without centering) and (X - 1 m')'(X - 1 m').
 
-    One pass, in blocks of rows that stay in cache. The rows are taken less those of the
-    first block in the mean, s, so that
+    One pass, in blocks of rows that stay in cache. With any s,
 
         (X - 1 m')'(X - 1 m') = (X - 1 s')'(X - 1 s') - n (m - s)(m - s)'
 
-    loses no digits where the first block is like the others. Where it is not, what is
-    subtracted is large, and a second pass has the means themselves for s.
+    which loses no digits where s is close to m as measured by the columns' spread. So s is
+    0 where the first block lies around 0, and else its mean. Where the first block was
+    unlike the rest, a second pass has the means themselves for s.
     """
     n, p = X.shape
-    shift = X[:_BLOCK_ROWS].mean(axis=0) if center else np.zeros(p)
-    with _blas().limit(limits=1):
+    if not center:
+        return np.zeros(p), _shifted_gram(X, np.zeros(p))[1]
+    first = X[:_BLOCK_ROWS]
+    shift = first.mean(axis=0)
+    if (np.abs(shift) <= first.std(axis=0)).all():
+        shift = np.zeros(p)
+    gap, gram = _shifted_gram(X, shift)
+    if (n * np.square(gap) > 0.75 * np.diag(gram)).any():
+        shift = shift + gap
         gap, gram = _shifted_gram(X, shift)
-        if not center:
-            return shift, gram
-        if (n * np.square(gap) > 0.5 * np.diag(gram)).any():
-            shift = shift + gap
-            gap, gram = _shifted_gram(X, shift)
     return shift + gap, gram - n * np.multiply.outer(gap, gap)
 
 
@@ -84,18 +80,15 @@ def _shifted_gram(X: FloatArray, shift: FloatArray) -> tuple[FloatArray, FloatAr
     """The mean of the rows less `shift`, and the sum of their outer products."""
     n, p = X.shape
     total, gram = np.zeros(p), np.zeros((p, p))
-    block = np.empty((min(n, _BLOCK_ROWS), p))
+    ones, block = np.ones(_BLOCK_ROWS), np.empty((min(n, _BLOCK_ROWS), p))
+    shifts = bool(shift.any())
     for start in range(0, n, _BLOCK_ROWS):
         rows = X[start : start + _BLOCK_ROWS]
-        shifted = np.subtract(rows, shift, out=block[: len(rows)])
-        total += shifted.sum(axis=0)
-        gram += shifted.T @ shifted
+        if shifts:
+            rows = np.subtract(rows, shift, out=block[: len(rows)])
+        total += ones[: len(rows)] @ rows
+        gram += rows.T @ rows
     return total / n, gram
-
-
-@functools.cache
-def _blas() -> ThreadpoolController:
-    return ThreadpoolController().select(user_api="blas")
 
 
 def _column_lengths(X: FloatArray) -> FloatArray:

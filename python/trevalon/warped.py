@@ -14,6 +14,7 @@ from sklearn.utils.validation import check_is_fitted, validate_data
 from trevalon_impl import WarpedLinearRegressionModel, _WarpedLinearRegressionModel
 
 from trevalon._base import SelfTunedModel, find_dependent_columns
+from trevalon._blas_threads import one_blas_thread
 from trevalon._columns import center_columns, centered_gram
 from trevalon._parameters import check_count
 from trevalon._target_warper import TargetWarper
@@ -171,7 +172,8 @@ class WarpedLinearRegression(RegressorMixin, SelfTunedModel):
                 raise
             rows = rows[:, kept]
             self._run_fit(model, rows, target)
-        self._take_over(model, rows, target, kept)
+        with one_blas_thread():
+            self._take_over(model, rows, target, kept)
 
     def _take_over(
         self,
