@@ -101,6 +101,10 @@ int potrf(matrix_block a) {
   return lapack::potrf(triangle::lower, rows(a), a.data(), stride(a));
 }
 
+int trtri(triangle which, matrix_block a) {
+  return lapack::trtri(which, diagonal_kind::general, rows(a), a.data(), stride(a));
+}
+
 int potri(matrix_block l) {
   return lapack::potri(triangle::lower, rows(l), l.data(), stride(l));
 }

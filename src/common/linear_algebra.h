@@ -61,6 +61,9 @@ void trmm(side where, triangle which, transposition op, const_matrix_block a,
 // A = L of A = L L'. The status: 0, or k + 1 when the pivot at position k fails.
 int potrf(matrix_block a);
 
+// A = A^-1, A triangular. The status: 0, or k + 1 when the diagonal entry k is 0.
+int trtri(triangle which, matrix_block a);
+
 // A = A^-1, the lower triangle, from L
 int potri(matrix_block l);
 

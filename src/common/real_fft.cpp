@@ -10,7 +10,6 @@
 #include <kissfft/kissfft.hh>
 
 #include <algorithm>
-#include <bit>
 #include <cmath>
 #include <complex>
 #include <cstdint>
@@ -37,10 +36,32 @@ std::size_t largest_prime_factor(std::size_t n) {
   return n > 1 ? n : largest;
 }
 
+bool has_no_prime_factor_above_5(std::size_t n) {
+  for (const std::size_t factor : {2, 3, 5})
+    while (n % factor == 0) n /= factor;
+  return n == 1;
+}
+
 // The convolution theorem needs room for the linear convolution of n by 2 n - 1 entries, of
-// which n are used.
+// which n are used. Of the lengths from there on the first one that kissfft has a kernel
+// for in each factor: a few percent longer, where a power of 2 may be twice as long.
+std::size_t convolution_length(std::size_t n) {
+  std::size_t length = 2 * n - 1;
+  while (!has_no_prime_factor_above_5(length)) ++length;
+  return length;
+}
+
 std::size_t transform_length(std::size_t n) {
-  return largest_prime_factor(n) <= largest_direct_factor ? n : std::bit_ceil(2 * n - 1);
+  return largest_prime_factor(n) <= largest_direct_factor ? n : convolution_length(n);
+}
+
+// exp(-2 pi i k / n) for k = 0 .. n / 2
+complex_vector make_half_turn(std::size_t n) {
+  complex_vector roots(n / 2 + 1);
+  for (std::size_t k = 0; k < roots.size(); ++k)
+    roots[k] = std::polar(
+        1.0, -2.0 * std::numbers::pi * static_cast<double>(k) / static_cast<double>(n));
+  return roots;
 }
 
 // exp(-i pi j^2 / n). The phase has period 2 n in j^2, which integers reduce without
@@ -115,6 +136,7 @@ class real_fft::complex_plan {
 real_fft::real_fft(index_t n) : length_{n} {
   if (n > longest_length) throw std::length_error{"the Fourier transform is too long"};
   if (n > 1) plan_ = std::make_unique<complex_plan>(n % 2 == 0 ? n / 2 : n);
+  if (n > 1 && n % 2 == 0) roots_ = make_half_turn(static_cast<std::size_t>(n));
 }
 
 real_fft::real_fft(real_fft&&) noexcept = default;
@@ -156,8 +178,10 @@ void real_fft::transform_packed(const_vector_view x, vector_view real_part,
     const complex mirrored = std::conj(plan_->output[there]);
     const complex even = 0.5 * (z + mirrored);
     const complex odd = complex{0.0, -0.5} * (z - mirrored);
-    const double angle = std::numbers::pi * static_cast<double>(k) / static_cast<double>(h);
-    const complex bin = even + std::polar(1.0, -angle) * odd;
+    const complex root = roots_[static_cast<std::size_t>(k)];
+    // Written out: the operator would look for infinities in every product.
+    const complex bin = {even.real() + root.real() * odd.real() - root.imag() * odd.imag(),
+                         even.imag() + root.real() * odd.imag() + root.imag() * odd.real()};
     real_part[k] = bin.real();
     imaginary_part[k] = bin.imag();
   }

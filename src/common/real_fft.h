@@ -7,7 +7,9 @@
 // plan belongs to one thread.
 #pragma once
 
+#include <complex>
 #include <memory>
+#include <vector>
 
 #include "n_array/n_array_view.h"
 
@@ -38,6 +40,7 @@ class real_fft {
 
   index_t length_;
   std::unique_ptr<complex_plan> plan_;
+  std::vector<std::complex<double>> roots_;  // exp(-2 pi i k / n) of an even n
 };
 
 }  // namespace corvane

@@ -3,7 +3,8 @@
 
 #include <utility>
 
-#include "model/ridge_regression/leave_one_out_score.h"
+#include "common/scoped_allocator.h"
+#include "model/ridge_regression/leave_one_out_sums.h"
 
 namespace corvane::model::ridge_regression_detail {
 
@@ -26,12 +27,18 @@ dense_vector correlate_extended(const_matrix_view design, const_vector_view targ
 loocv_objective::loocv_objective(dense_matrix&& design, dense_vector&& target)
     : ridge_score_objective{{factor_design(design).triangle(),
                              correlate_extended(design, target)}},
-      design_{std::move(design)},
-      target_{std::move(target)} {}
+      score_{std::move(design), std::move(target)} {}
 
-bool loocv_objective::evaluate(const_vector_view t, const ridge_outputs& wanted) const {
-  return evaluate_leave_one_out(
-      {.design = design_, .target = target_, .count = target_.size()}, system(), t, wanted);
+bool loocv_objective::evaluate(const_vector_view t, const penalty_groups& groups,
+                               const ridge_outputs& wanted) {
+  if (!score_.move_to(system(), t)) return false;
+  if (wanted.value != nullptr) *wanted.value = score_.value();
+  if (!wanted.derivatives_wanted()) return true;
+  scoped_allocator scope;
+  const leave_one_out_sums sums = take_sums(scope, t.size(), groups.count(), wanted);
+  score_.add_derivatives(groups, sums);
+  write_derivatives(score_.point(), groups, sums, wanted);
+  return true;
 }
 
 }  // namespace corvane::model::ridge_regression_detail

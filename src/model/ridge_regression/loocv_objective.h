@@ -4,6 +4,7 @@
 // residuals of all observations, each predicted by the fit to the others.
 #pragma once
 
+#include "model/ridge_regression/loocv_score.h"
 #include "model/ridge_regression/ridge_score_objective.h"
 
 namespace corvane::model::ridge_regression_detail {
@@ -14,10 +15,10 @@ class loocv_objective final : public ridge_score_objective {
   loocv_objective(dense_matrix&& design, dense_vector&& target);
 
  private:
-  bool evaluate(const_vector_view t, const ridge_outputs& wanted) const override;
+  bool evaluate(const_vector_view t, const penalty_groups& groups,
+                const ridge_outputs& wanted) override;
 
-  dense_matrix design_;
-  dense_vector target_;
+  loocv_score score_;
 };
 
 }  // namespace corvane::model::ridge_regression_detail

@@ -61,21 +61,25 @@ struct range_solution {
 };
 
 // gradient_j = -4 t_j beta_j v_j + 4 t_j beta_j^2 - 4 t_j s2 |G_j|^2
-bool write_gradient(const_vector_view t, const range_solution& at, vector_view gradient) {
+bool write_gradient(const_vector_view t, const penalty_groups& groups,
+                    const range_solution& at, vector_view gradient) {
+  std::fill(gradient.begin(), gradient.end(), 0.0);
   for (index_t j = 0; j < t.size(); ++j) {
     const const_vector_view G_j = at.G.column(j);
-    gradient[j] = at.v[j] * (-4.0 * t[j]) * at.beta[j] +
-                  at.beta[j] * at.beta[j] * (4.0 * t[j]) +
-                  dot(G_j, G_j) * (-4.0 * t[j]) * at.noise_variance;
-    if (!is_finite(gradient[j])) return false;
+    gradient[groups[j]] += at.v[j] * (-4.0 * t[j]) * at.beta[j] +
+                           at.beta[j] * at.beta[j] * (4.0 * t[j]) +
+                           dot(G_j, G_j) * (-4.0 * t[j]) * at.noise_variance;
+    if (!is_finite(gradient[groups[j]])) return false;
   }
   return true;
 }
 
 // With K = G'G and the change of inverse(A) by t_k, -2 t_k inverse(A) e_k e_k' inverse(A).
 // L is not needed any more and becomes inverse(M) = D inverse(A) D.
-bool write_hessian(const_vector_view t, const range_solution& at, matrix_block cholesky,
+bool write_hessian(const_vector_view t, const penalty_groups& groups,
+                   const range_solution& at, matrix_block cholesky,
                    symmetric_view hessian) {
+  fill_lower(hessian, 0.0);
   scoped_allocator scope;
   const index_t q = t.size();
   const symmetric_view K = scope.symmetric(q);
@@ -94,7 +98,7 @@ bool write_hessian(const_vector_view t, const range_solution& at, matrix_block c
       entry += 8.0 * tt *
                (v[j] * A_inverse * beta[k] + beta[j] * beta[k] * K(k, j) +
                 v[k] * A_inverse * beta[j]);
-      hessian(k, j) = entry;
+      groups.add_to_hessian(k, j, entry, hessian);
       if (!is_finite(entry)) return false;
     }
   return true;
@@ -120,8 +124,8 @@ range_risk_objective::range_risk_objective(measured_data&& measured)
 
 // With beta = inverse(A) b the residual sum of squares less y'y is |R beta|^2 - 2 b'beta,
 // and tr H = tr inverse(M) B'B = |B inverse(L')|^2.
-bool range_risk_objective::evaluate(const_vector_view t,
-                                    const ridge_outputs& wanted) const {
+bool range_risk_objective::evaluate(const_vector_view t, const penalty_groups& groups,
+                                    const ridge_outputs& wanted) {
   scoped_allocator scope;
   const index_t p = system().correlation.size();
   const matrix_view B = scope.matrix(p, p);
@@ -157,8 +161,8 @@ bool range_risk_objective::evaluate(const_vector_view t,
   const vector_view v = scope.vector(p);
   gemv(1.0, transposed, G, c, 0.0, v);
   const range_solution solution{beta, v, G, noise_variance_};
-  return (!wanted.gradient || write_gradient(t, solution, *wanted.gradient)) &&
-         (!wanted.hessian || write_hessian(t, solution, cholesky, *wanted.hessian));
+  return (!wanted.gradient || write_gradient(t, groups, solution, *wanted.gradient)) &&
+         (!wanted.hessian || write_hessian(t, groups, solution, cholesky, *wanted.hessian));
 }
 
 }  // namespace corvane::model::ridge_regression_detail

@@ -27,7 +27,8 @@ class range_risk_objective final : public ridge_score_objective {
   static measured_data measure(const_vector_view target, dense_matrix&& design);
   explicit range_risk_objective(measured_data&& measured);
 
-  bool evaluate(const_vector_view t, const ridge_outputs& wanted) const override;
+  bool evaluate(const_vector_view t, const penalty_groups& groups,
+                const ridge_outputs& wanted) override;
 
   double noise_variance_;
 };

@@ -18,33 +18,33 @@ ridge_score_objective::ridge_score_objective(ridge_system&& system)
     : system_{std::move(system)} {}
 
 bool ridge_score_objective::compute_value(const_vector_view t, double& value) {
-  return evaluate(t, {&value, {}, {}});
+  return evaluate(t, penalty_groups{t.size()}, {&value, {}, {}});
 }
 
 bool ridge_score_objective::compute_gradient(const_vector_view t, vector_view gradient) {
-  return evaluate(t, {nullptr, gradient, {}});
+  return evaluate(t, penalty_groups{t.size()}, {nullptr, gradient, {}});
 }
 
 bool ridge_score_objective::compute_value_gradient(const_vector_view t, double& value,
                                                    vector_view gradient) {
-  return evaluate(t, {&value, gradient, {}});
+  return evaluate(t, penalty_groups{t.size()}, {&value, gradient, {}});
 }
 
 bool ridge_score_objective::compute_hessian(const_vector_view t, symmetric_view hessian) {
-  return evaluate(t, {nullptr, {}, hessian});
+  return evaluate(t, penalty_groups{t.size()}, {nullptr, {}, hessian});
 }
 
 bool ridge_score_objective::compute_gradient_hessian(const_vector_view t,
                                                      vector_view gradient,
                                                      symmetric_view hessian) {
-  return evaluate(t, {nullptr, gradient, hessian});
+  return evaluate(t, penalty_groups{t.size()}, {nullptr, gradient, hessian});
 }
 
 bool ridge_score_objective::compute_value_gradient_hessian(const_vector_view t,
                                                            double& value,
                                                            vector_view gradient,
                                                            symmetric_view hessian) {
-  return evaluate(t, {&value, gradient, hessian});
+  return evaluate(t, penalty_groups{t.size()}, {&value, gradient, hessian});
 }
 
 bool ridge_score_objective::compute_weights(const_vector_view t, vector_view weights) {

@@ -8,6 +8,7 @@
 
 #include <optional>
 
+#include "model/ridge_regression/penalty_groups.h"
 #include "model/ridge_regression/ridge_normal_matrix.h"
 #include "model/ridge_regression/ridge_regression_objective.h"
 
@@ -42,8 +43,10 @@ class ridge_score_objective : public ridge_regression_objective {
   const ridge_system& system() const { return system_; }
 
  private:
-  // False where the score is undefined at t.
-  virtual bool evaluate(const_vector_view t, const ridge_outputs& wanted) const = 0;
+  // The derivatives by the roots of the groups, at a point with one root per penalized
+  // column. False where the score is undefined at t.
+  virtual bool evaluate(const_vector_view t, const penalty_groups& groups,
+                        const ridge_outputs& wanted) = 0;
 
   ridge_system system_;
 };
