@@ -5,13 +5,12 @@
 #include <array>
 #include <cmath>
 #include <cstddef>
-#include <numeric>
 #include <stdexcept>
 #include <string>
+#include <vector>
 
 #include "common/compensated_sum.h"
 #include "common/finite.h"
-#include "common/vector_dispatch.h"
 
 namespace corvane::model {
 
@@ -23,8 +22,7 @@ struct column_measure {
 };
 
 // Sums go in lanes, which depend on each other only at the end: one sum after the other
-// would wait for each addition. As many as the widest vector register has, so that every
-// processor adds in the same order.
+// would wait for each addition.
 constexpr std::size_t num_lanes = 8;
 using lanes = std::array<double, num_lanes>;
 
@@ -38,26 +36,19 @@ double lost_part(double sum, double term, double next) {
 double compensated_mean_in_lanes(const_vector_view values) {
   const auto n = static_cast<std::size_t>(values.size());
   const std::size_t even = n - n % num_lanes;
-  const double* const terms = values.data();
-  lanes total_sums{};
-  lanes total_corrections{};
-  run_vectorized([=, &total_sums, &total_corrections](auto... /*width*/) {
-    lanes sums{};
-    lanes corrections{};
-    for (std::size_t i = 0; i < even; i += num_lanes)
-      for (std::size_t lane = 0; lane < num_lanes; ++lane) {
-        const double term = terms[i + lane];
-        const double next = sums[lane] + term;
-        corrections[lane] += lost_part(sums[lane], term, next);
-        sums[lane] = next;
-      }
-    total_sums = sums;
-    total_corrections = corrections;
-  });
+  lanes sums{};
+  lanes corrections{};
+  for (std::size_t i = 0; i < even; i += num_lanes)
+    for (std::size_t lane = 0; lane < num_lanes; ++lane) {
+      const double term = values.data()[i + lane];
+      const double next = sums[lane] + term;
+      corrections[lane] += lost_part(sums[lane], term, next);
+      sums[lane] = next;
+    }
   compensated_sum total;
-  for (const double sum : total_sums) total.add(sum);
-  for (const double correction : total_corrections) total.add(correction);
-  for (std::size_t i = even; i < n; ++i) total.add(terms[i]);
+  for (const double sum : sums) total.add(sum);
+  for (const double correction : corrections) total.add(correction);
+  for (std::size_t i = even; i < n; ++i) total.add(values.data()[i]);
   return total.total() / static_cast<double>(n);
 }
 
@@ -70,26 +61,49 @@ double mean_of(const_vector_view values) {
   return constant ? first : compensated_mean_in_lanes(values);
 }
 
-double sum_squares_about(double mean, const_vector_view values) {
-  const auto n = static_cast<std::size_t>(values.size());
-  const std::size_t even = n - n % num_lanes;
-  const double* const terms = values.data();
-  lanes total{};
-  run_vectorized([=, &total](auto... /*width*/) {
-    lanes squares{};
-    for (std::size_t i = 0; i < even; i += num_lanes)
-      for (std::size_t lane = 0; lane < num_lanes; ++lane)
-        squares[lane] += (terms[i + lane] - mean) * (terms[i + lane] - mean);
-    total = squares;
-  });
-  double sum = std::accumulate(total.begin(), total.end(), 0.0);
-  for (std::size_t i = even; i < n; ++i) sum += (terms[i] - mean) * (terms[i] - mean);
-  return sum;
-}
-
 column_measure measure(bool center, const_vector_view values) {
   const double mean = center ? mean_of(values) : 0.0;
-  return {mean, std::sqrt(sum_squares_about(mean, values))};
+  double squares = 0.0;
+  for (const double value : values) squares += (value - mean) * (value - mean);
+  return {mean, std::sqrt(squares)};
+}
+
+// Four columns, each as above: their sums, one term after the other, wait for each other's
+// additions instead of their own.
+constexpr std::size_t columns_at_once = 4;
+using four_measures = std::array<column_measure, columns_at_once>;
+
+four_measures measure_four(bool center, const_matrix_view X, index_t first) {
+  std::array<const double*, columns_at_once> columns{};
+  std::array<double, columns_at_once> means{};
+  for (std::size_t k = 0; k < columns_at_once; ++k) {
+    const const_vector_view values = X.column(first + static_cast<index_t>(k));
+    columns[k] = values.data();
+    means[k] = center ? mean_of(values) : 0.0;
+  }
+  std::array<double, columns_at_once> squares{};
+  for (index_t i = 0; i < X.rows(); ++i)
+    for (std::size_t k = 0; k < columns_at_once; ++k) {
+      const double distance = columns[k][i] - means[k];
+      squares[k] += distance * distance;
+    }
+  four_measures measured{};
+  for (std::size_t k = 0; k < columns_at_once; ++k)
+    measured[k] = {means[k], std::sqrt(squares[k])};
+  return measured;
+}
+
+std::vector<column_measure> measure_columns(bool center, const_matrix_view X) {
+  constexpr auto step = static_cast<index_t>(columns_at_once);
+  std::vector<column_measure> measured;
+  measured.reserve(static_cast<std::size_t>(X.cols()));
+  index_t j = 0;
+  for (; j + step <= X.cols(); j += step) {
+    const four_measures four = measure_four(center, X, j);
+    measured.insert(measured.end(), four.begin(), four.end());
+  }
+  for (; j < X.cols(); ++j) measured.push_back(measure(center, X.column(j)));
+  return measured;
 }
 
 // A column without spread is left as it is.
@@ -123,15 +137,6 @@ target_normalization measure_target(bool center, bool rescale, const_vector_view
   return {measured.mean, divisor(rescale, measured.scale)};
 }
 
-void normalize(const_vector_view values, double mean, double scale,
-               vector_view normalized) {
-  const double* const from = values.data();
-  double* const to = normalized.data();
-  run_vectorized([=, n = values.size()](auto... /*width*/) {
-    for (index_t i = 0; i < n; ++i) to[i] = (from[i] - mean) / scale;
-  });
-}
-
 data_normalizer::data_normalizer(const data_normalizer_options& options,
                                  const_vector_view y, const_matrix_view X)
     : center_target{options.center_target},
@@ -143,8 +148,9 @@ data_normalizer::data_normalizer(const data_normalizer_options& options,
       feature_means(num_columns),
       feature_scales(num_columns) {
   check_shapes(y, X);
+  const std::vector<column_measure> columns = measure_columns(center_features, X);
   for (index_t j = 0; j < X.cols(); ++j) {
-    const column_measure measured = measure(center_features, X.column(j));
+    const column_measure measured = columns[static_cast<std::size_t>(j)];
     if (!is_finite(measured.scale))
       reject("feature_matrix column " + std::to_string(j), X.column(j));
     feature_means[j] = measured.mean;
@@ -166,8 +172,13 @@ dense_matrix data_normalizer::normalized_features(const_matrix_view X) const {
         "feature_matrix has another number of columns than the fit");
   dense_matrix normalized(X.rows(), num_columns);
   const matrix_view columns = normalized;
-  for (index_t j = 0; j < num_features; ++j)
-    normalize(X.column(j), feature_means[j], feature_scales[j], columns.column(j));
+  for (index_t j = 0; j < num_features; ++j) {
+    const double mean = feature_means[j];
+    const double scale = feature_scales[j];
+    const const_vector_view raw = X.column(j);
+    std::transform(raw.begin(), raw.end(), columns.column(j).begin(),
+                   [=](double value) { return (value - mean) / scale; });
+  }
   if (with_bias) {
     const vector_view bias = columns.column(num_features);
     std::fill(bias.begin(), bias.end(), 1.0 / feature_scales[num_features]);
@@ -177,7 +188,8 @@ dense_matrix data_normalizer::normalized_features(const_matrix_view X) const {
 
 dense_vector data_normalizer::normalized_target(const_vector_view y) const {
   dense_vector normalized(y.size());
-  normalize(y, target_mean, target_scale, normalized);
+  std::transform(y.begin(), y.end(), normalized.begin(),
+                 [this](double value) { return (value - target_mean) / target_scale; });
   return normalized;
 }
 
