@@ -9,61 +9,24 @@
 #include "common/finite.h"
 #include "common/scoped_allocator.h"
 #include "model/warped_linear_regression/root_solver.h"
+#include "model/warped_linear_regression/step_inverse_batch.h"
+#include "model/warped_linear_regression/step_inverse_table.h"
+#include "model/warped_linear_regression/step_sum.h"
 
 namespace corvane::model::tanh_warper_detail {
 
 namespace {
 
-constexpr std::int64_t max_iterations = 10000;
+// What the solver has not solved by then is up to the rounding of f, and is settled by
+// bisection.
+constexpr std::int64_t max_iterations = 200;
 
-// f(x) with its first two derivatives: one tanh per step and point serves all three.
-class step_sum {
- public:
-  // What is kept of one step at the current point.
-  struct terms {
-    double t;
-    double s;  // 1 - t^2
-    double u;  // x + c
-    double tt;
-    double ts;
-  };
+// Fewer latents are solved one after the other: a table does not pay for them.
+constexpr index_t smallest_batch = 512;
 
-  step_sum(std::span<const step_coefficients> steps, const_vector_view step_means,
-           terms* scratch)
-      : steps_{steps}, step_means_{step_means.data()}, terms_{scratch} {}
-
-  double value(double x) {
-    double sum = x;
-    for (std::size_t k = 0; k < steps_.size(); ++k) {
-      terms& term = terms_[k];
-      term.u = x + steps_[k].position;
-      term.t = std::tanh(steps_[k].steepness * term.u);
-      term.tt = term.t * term.t;
-      term.s = 1.0 - term.tt;
-      term.ts = term.t * term.s;
-      sum += (term.t - step_means_[k]) * steps_[k].height;
-    }
-    return sum;
-  }
-
-  double derivative(double /*x*/) const {
-    double sum = 1.0;
-    for (std::size_t k = 0; k < steps_.size(); ++k) sum += steps_[k].slope * terms_[k].s;
-    return sum;
-  }
-
-  double second_derivative(double /*x*/) const {
-    double sum = 0.0;
-    for (std::size_t k = 0; k < steps_.size(); ++k)
-      sum += steps_[k].slope_by_gamma * terms_[k].ts;
-    return sum;
-  }
-
- private:
-  std::span<const step_coefficients> steps_;
-  const double* step_means_;
-  terms* terms_;
-};
+constexpr index_t coarse_cells = 64;
+constexpr index_t most_cells = 4096;
+constexpr index_t latents_per_cell = 16;
 
 // The point beyond which f has passed `extreme`, on the side of `step`: strides from 0 that
 // grow by a tenth. As f(x) - f(0) is at least as large as x, the stride overtakes any
@@ -86,15 +49,24 @@ double expand(step_sum& function, double step, double extreme) {
   }
 }
 
-root_bracket bracket_all(step_sum& function, const_vector_view latent) {
+struct latent_range {
+  double smallest;
+  double largest;
+};
+
+latent_range measure_range(const_vector_view latent) {
   const auto [smallest, largest] = std::minmax_element(latent.begin(), latent.end());
+  return {*smallest, *largest};
+}
+
+root_bracket bracket_all(step_sum& function, const latent_range& range) {
   const double at_zero = function.value(0.0);
   const double slope = function.derivative(0.0);
   const auto end_for = [&](double extreme) {
     return expand(function, (extreme - at_zero) / slope, extreme);
   };
-  const double upper = *largest > at_zero ? end_for(*largest) : 0.0;
-  const double lower = at_zero > *smallest ? end_for(*smallest) : 0.0;
+  const double upper = range.largest > at_zero ? end_for(range.largest) : 0.0;
+  const double lower = at_zero > range.smallest ? end_for(range.smallest) : 0.0;
   root_bracket bracket;
   bracket.initialize(lower, upper, -1.0, 1.0);
   return bracket;
@@ -113,17 +85,61 @@ double find_closest(step_sum& function, double target, const root_bracket& brack
   return short_by < std::abs(function.value(above) - target) ? below : above;
 }
 
-double invert_entry(step_sum& function, double target, double tolerance,
-                    const root_bracket& bracket) {
-  try {
-    return find_root({.tolerance = tolerance, .max_iterations = max_iterations}, function,
-                     target, target, bracket);
-  } catch (const solver_error&) {
-    // Rounding of f, or overflow within a step, kept the iterates from the tolerance.
-    if (!(tolerance > 0.0)) throw;
-    return find_closest(function, target, bracket);
+class step_inversion {
+ public:
+  // Of latents, at least one, that are finite.
+  step_inversion(std::span<const step_coefficients> steps, const_vector_view step_means,
+                 const_vector_view latent, double tolerance)
+      : latent_{latent},
+        tolerance_{tolerance},
+        function_{scope_, steps, step_means},
+        range_{measure_range(latent)},
+        bracket_{bracket_all(function_, range_)},
+        batch_{scope_, steps, step_means, bracket_} {}
+
+  void run(vector_view x) {
+    if (latent_.size() < smallest_batch) {
+      for (index_t i = 0; i < latent_.size(); ++i) x[i] = invert(latent_[i]);
+      return;
+    }
+    batch_.solve(make_table(), latent_, tolerance_, x);
+    for (index_t i = 0; i < latent_.size(); ++i)
+      if (std::isnan(x[i])) x[i] = invert(latent_[i]);
   }
-}
+
+ private:
+  double invert(double target) {
+    const solver_options options{.tolerance = tolerance_, .max_iterations = max_iterations};
+    try {
+      return find_root(options, function_, target, target, bracket_);
+    } catch (const solver_error&) {
+      // Rounding of f, or overflow within a step, kept the iterates from the tolerance.
+      if (!(tolerance_ > 0.0)) throw;
+      return find_closest(function_, target, bracket_);
+    }
+  }
+
+  // The solver makes a coarse table, and that one a fine one.
+  step_inverse_table make_table() {
+    step_inverse_table coarse{scope_, range_.smallest, range_.largest, coarse_cells};
+    const vector_view x = scope_.vector(coarse.num_knots());
+    for (index_t j = 0; j < x.size(); ++j) x[j] = invert(coarse.knot(j));
+    batch_.fill_table(coarse, x);
+    const index_t num_cells =
+        std::clamp(latent_.size() / latents_per_cell, coarse_cells, most_cells);
+    step_inverse_table fine{scope_, range_.smallest, range_.largest, num_cells};
+    batch_.fill_table(fine, coarse);
+    return fine;
+  }
+
+  scoped_allocator scope_;
+  const_vector_view latent_;
+  double tolerance_;
+  step_sum function_;
+  latent_range range_;
+  root_bracket bracket_;
+  step_inverse_batch batch_;
+};
 
 }  // namespace
 
@@ -131,13 +147,7 @@ void invert_steps(std::span<const step_coefficients> steps, const_vector_view st
                   const_vector_view latent, double tolerance, vector_view x) {
   if (!all_finite(latent))
     throw std::runtime_error("cannot invert a latent value that is not finite");
-  if (latent.size() == 0) return;
-  scoped_allocator scope;
-  step_sum function{steps, step_means,
-                    scope.take<step_sum::terms>(static_cast<index_t>(steps.size()))};
-  const root_bracket bracket = bracket_all(function, latent);
-  for (index_t i = 0; i < latent.size(); ++i)
-    x[i] = invert_entry(function, latent[i], tolerance, bracket);
+  if (latent.size() > 0) step_inversion{steps, step_means, latent, tolerance}.run(x);
 }
 
 }  // namespace corvane::model::tanh_warper_detail

@@ -2,7 +2,8 @@
 //
 // The inverse of a sum of tanh steps, in standardized units. One bracket, grown from the
 // extremes of the latents, serves every entry, and Halley's method starts from the latent
-// value itself, which is right where the map is near the identity.
+// value itself, which is right where the map is near the identity. Many latents at once are
+// solved on arrays, and by that solver where this does not succeed.
 #pragma once
 
 #include <span>
@@ -16,7 +17,8 @@ namespace corvane::model::tanh_warper_detail {
 // within `tolerance` times |v|. Where no double comes as close, as on a step whose slope
 // times the spacing of doubles exceeds that, x is the closest one. Throws
 // std::runtime_error when a latent is not finite, and solver_max_iterations_exceeded_error
-// on a tolerance that nothing can meet: one that is not above 0.
+// on a tolerance that nothing can meet: one that is not above 0. `latent` and `x` are
+// apart.
 void invert_steps(std::span<const step_coefficients> steps, const_vector_view step_means,
                   const_vector_view latent, double tolerance, vector_view x);
 

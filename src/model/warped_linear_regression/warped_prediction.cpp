@@ -1,7 +1,9 @@
 // SPDX-License-Identifier: BSD-3-Clause
 //
 // Prediction from a fitted warped linear regression.
+#include <algorithm>
 #include <cmath>
+#include <stdexcept>
 
 #include "common/linear_algebra.h"
 #include "common/scoped_allocator.h"
@@ -12,20 +14,96 @@ namespace corvane::model {
 
 namespace {
 
-// The mean of w^-1(Z) over Z = latent + stddev N(0, 1), with the substitution
+// What is worked on at once fits into the scratch of a thread: entries of normalized rows,
+// and latents that are inverted in one call, which must pay for what a call prepares.
+constexpr index_t entries_per_block = 65536;
+
+// Calls `visit` with a block of rows of X, the number of its first row and scratch for its
+// normalized rows. `entries` is how many numbers a row stands for.
+template <class Visit>
+void for_each_row_block(const warped_fit& fit, const_matrix_view X, index_t entries,
+                        const Visit& visit) {
+  const index_t p = fit.normalizer.num_columns;
+  if (X.cols() + (fit.normalizer.with_bias ? 1 : 0) != p)
+    throw std::invalid_argument(
+        "feature_matrix has another number of columns than the fit");
+  const index_t block_rows = std::clamp<index_t>(entries_per_block / std::max(p, entries),
+                                                 1, std::max<index_t>(1, X.rows()));
+  scoped_allocator scope;
+  const matrix_view normalized = scope.matrix(block_rows, p);
+  for (index_t first = 0; first < X.rows(); first += block_rows) {
+    const index_t rows = std::min(block_rows, X.rows() - first);
+    visit(const_matrix_block{X}.part_rows(first, rows), first,
+          matrix_block{normalized}.part_rows(0, rows));
+  }
+}
+
+void normalize_rows(const data_normalizer& normalizer, const_matrix_block X,
+                    matrix_block normalized) {
+  for (index_t j = 0; j < normalized.cols(); ++j) {
+    const double mean = normalizer.feature_means[j];
+    const double scale = normalizer.feature_scales[j];
+    const vector_view column = normalized.column(j);
+    // Only a bias column lies behind those of X.
+    if (j < X.cols()) {
+      const const_vector_view raw = X.column(j);
+      std::transform(raw.begin(), raw.end(), column.begin(),
+                     [=](double value) { return (value - mean) / scale; });
+    } else {
+      std::fill(column.begin(), column.end(), 1.0 / scale);
+    }
+  }
+}
+
+// Of a block of rows; leaves what it needs in `rows`.
+void predict_latent_block(const warped_fit& fit, const_matrix_block X, matrix_block rows,
+                          vector_view latent, vector_view variance) {
+  normalize_rows(fit.normalizer, X, rows);
+  gemv(1.0, plain, rows, fit.regressors, 0.0, latent);
+  // x'(X'X)^-1 x = |R'^-1 x|^2
+  trsm(side::right, triangle::lower, transposed, fit.r_transposed, rows);
+  std::fill(variance.begin(), variance.end(), 0.0);
+  for (index_t j = 0; j < rows.cols(); ++j) {
+    const const_vector_view column = rows.column(j);
+    for (index_t i = 0; i < variance.size(); ++i) variance[i] += column[i] * column[i];
+  }
+  for (double& entry : variance) entry = (1.0 + entry) * fit.noise_variance;
+}
+
+// What the quadrature of a block of rows works in: one entry per node of the rule in the
+// column of each row.
+struct quadrature_scratch {
+  vector_view latent;
+  vector_view variance;
+  matrix_view points;
+  matrix_view values;
+};
+
+quadrature_scratch make_quadrature_scratch(scoped_allocator& scope, index_t rows,
+                                           index_t count) {
+  return {scope.vector(rows), scope.vector(rows), scope.matrix(count, rows),
+          scope.matrix(count, rows)};
+}
+
+// The means of w^-1(Z) over Z = latent + stddev N(0, 1), with the substitution
 // Z = sqrt(2) stddev x + latent that turns the normal density into exp(-x^2) / sqrt(pi).
-// `points` and `values` are scratch, one entry per node of the rule.
-double mean_target(const target_warper& warper, const gauss_hermite_rule& rule,
-                   double latent, double stddev, double tolerance, vector_view points,
-                   vector_view values) {
+void integrate_targets(const target_warper& warper, const gauss_hermite_rule& rule,
+                       double tolerance, const quadrature_scratch& block, vector_view out) {
   const const_vector_view nodes = rule.nodes();
   const const_vector_view weights = rule.weights();
-  const double spread = 1.4142135623730951 * stddev;
-  for (index_t j = 0; j < rule.count(); ++j) points[j] = nodes[j] * spread + latent;
-  warper.invert(points, values, tolerance);
-  double sum = 0.0;
-  for (index_t j = 0; j < rule.count(); ++j) sum += weights[j] * values[j];
-  return sum / 1.7724538509055159;
+  const index_t num_points = out.size() * rule.count();
+  for (index_t i = 0; i < out.size(); ++i) {
+    const double spread = 1.4142135623730951 * std::sqrt(block.variance[i]);
+    for (index_t j = 0; j < rule.count(); ++j)
+      block.points(j, i) = nodes[j] * spread + block.latent[i];
+  }
+  warper.invert({block.points.data(), num_points}, {block.values.data(), num_points},
+                tolerance);
+  for (index_t i = 0; i < out.size(); ++i) {
+    double sum = 0.0;
+    for (index_t j = 0; j < rule.count(); ++j) sum += weights[j] * block.values(j, i);
+    out[i] = sum / 1.7724538509055159;
+  }
 }
 
 }  // namespace
@@ -34,17 +112,11 @@ void warped_linear_regression_model_descriptor::predict_latent(const warped_fit&
                                                                const_matrix_view X,
                                                                vector_view latent,
                                                                vector_view variance) const {
-  dense_matrix rows = fit.normalizer.normalized_features(X);
-  gemv(1.0, plain, rows, fit.regressors, 0.0, latent);
-  // x'(X'X)^-1 x = |R'^-1 x|^2
-  if (rows.size() > 0)
-    trsm(side::right, triangle::lower, transposed, fit.r_transposed, rows);
-  for (double& entry : variance) entry = 0.0;
-  for (index_t j = 0; j < rows.cols(); ++j) {
-    const const_vector_view column = rows.view().column(j);
-    for (index_t i = 0; i < rows.rows(); ++i) variance[i] += column[i] * column[i];
-  }
-  for (double& entry : variance) entry = (1.0 + entry) * fit.noise_variance;
+  for_each_row_block(
+      fit, X, 1, [&](const_matrix_block block, index_t first, matrix_block scratch) {
+        predict_latent_block(fit, block, scratch, latent.part(first, block.rows()),
+                             variance.part(first, block.rows()));
+      });
 }
 
 void warped_linear_regression_model_descriptor::predict(const warped_fit& fit,
@@ -53,15 +125,16 @@ void warped_linear_regression_model_descriptor::predict(const warped_fit& fit,
                                                         double tolerance,
                                                         vector_view out) const {
   const gauss_hermite_rule rule{count};
-  scoped_allocator scope;
-  const vector_view latent = scope.vector(X.rows());
-  const vector_view variance = scope.vector(X.rows());
-  predict_latent(fit, X, latent, variance);
-  const vector_view points = scope.vector(rule.count());
-  const vector_view values = scope.vector(rule.count());
-  for (index_t i = 0; i < X.rows(); ++i)
-    out[i] = mean_target(*fit.target_warper, rule, latent[i], std::sqrt(variance[i]),
-                         tolerance, points, values);
+  for_each_row_block(fit, X, rule.count(),
+                     [&](const_matrix_block block, index_t first, matrix_block scratch) {
+                       scoped_allocator scope;
+                       const quadrature_scratch quadrature =
+                           make_quadrature_scratch(scope, block.rows(), rule.count());
+                       predict_latent_block(fit, block, scratch, quadrature.latent,
+                                            quadrature.variance);
+                       integrate_targets(*fit.target_warper, rule, tolerance, quadrature,
+                                         out.part(first, block.rows()));
+                     });
 }
 
 }  // namespace corvane::model

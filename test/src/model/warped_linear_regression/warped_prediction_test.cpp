@@ -221,5 +221,28 @@ TEST(warped_prediction, with_a_bias_column_new_rows_get_the_constant_of_the_trai
               1e-14);
 }
 
+TEST(warped_prediction, a_row_is_predicted_among_many_as_by_itself) {
+  const model_data data = draw_model(400, 3, 0.25, 3);
+  for (const bool with_bias : {false, true}) {
+    auto options = options_for(1);
+    options.with_bias = with_bias;
+    options.center_features = !with_bias;
+    const warped_linear_regression_model_descriptor model{std::move(options)};
+    const warped_fit fit = model.fit(view(data.y), data.X);
+    const dense_matrix rows = normal_matrix(7001, 3, 99);
+    const auto together = predictions(model, fit, rows);
+    const auto latent = predict_latent(model, fit, rows);
+    for (index_t i = 0; i < rows.rows(); i += 500) {
+      dense_matrix row(1, 3);
+      for (index_t j = 0; j < 3; ++j) row(0, j) = rows(i, j);
+      const auto entry = static_cast<std::size_t>(i);
+      const auto alone = predict_latent(model, fit, row);
+      EXPECT_NEAR(latent.mean[entry], alone.mean[0], 1e-14);
+      EXPECT_NEAR(latent.variance[entry], alone.variance[0], 1e-14);
+      EXPECT_NEAR(together[entry], predictions(model, fit, row)[0], 1e-4);
+    }
+  }
+}
+
 }  // namespace
 }  // namespace corvane::model
