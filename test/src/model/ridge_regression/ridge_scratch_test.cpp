@@ -10,6 +10,8 @@
 #include <new>
 #include <vector>
 
+#include "model/ridge_regression/common_penalty_gcv_objective.h"
+#include "model/ridge_regression/common_penalty_loocv_objective.h"
 #include "model/ridge_regression/gcv_objective.h"
 #include "model/ridge_regression/loocv_objective.h"
 #include "model/ridge_regression/range_risk_objective.h"
@@ -111,6 +113,20 @@ TEST(ridge_scratch, a_warm_evaluation_of_range_risk_takes_nothing_from_the_heap)
   range_risk_objective objective{problem.target(), problem.design()};
   EXPECT_EQ(heap_requests_when_warm(objective, 150, 150), 0);
   EXPECT_EQ(heap_requests_when_warm(objective, 150, 149), 0);
+}
+
+TEST(ridge_scratch, a_warm_evaluation_of_one_common_penalty_takes_nothing_from_the_heap) {
+  for (const index_t n : {1000, 60}) {
+    const ridge_problem problem = make_problem(n, 100, 5);
+    const dense_matrix X = problem.design();
+    const dense_vector y = problem.target();
+    const data_normalizer normalizer{{.with_bias = true}, y, X};
+    const common_penalty_design design{normalizer, y, X, false};
+    common_penalty_gcv_objective gcv{design};
+    EXPECT_EQ(heap_requests_when_warm(gcv, 101, 1), 0) << n;
+    common_penalty_loocv_objective loocv{design};
+    EXPECT_EQ(heap_requests_when_warm(loocv, 101, 1), 0) << n;
+  }
 }
 
 // The scratch does not grow with the number of observations, but with p squared.
