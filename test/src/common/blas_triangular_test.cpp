@@ -138,6 +138,16 @@ TYPED_TEST(blas_triangular, trsm_solves_for_a_matrix_at_either_side) {
   });
 }
 
+// L = [2 0; 1 4] applied to (1, 1); the entry 7 above the diagonal is not read.
+TYPED_TEST(blas_triangular, the_triangle_value_5_means_lower) {
+  using T = TypeParam;
+  const std::array<T, 4> a{T{2}, T{1}, T{7}, T{4}};
+  std::array<T, 2> x{T{1}, T{1}};
+  blas::trmv<T>(static_cast<triangle>(5), transposition::none, diagonal_kind::general, 2,
+                a.data(), 2, x.data(), 1);
+  EXPECT_EQ(x, (std::array<T, 2>{T{2}, T{5}}));
+}
+
 TYPED_TEST(blas_triangular, a_diagonal_value_of_2_ends_the_process) {
   using T = TypeParam;
   constexpr auto two = static_cast<diagonal_kind>(2);

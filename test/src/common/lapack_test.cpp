@@ -76,6 +76,14 @@ TYPED_TEST(lapack_forwarder, potrf_factors_one_triangle_and_leaves_the_other) {
     }
 }
 
+// The factor of [4 2; 2 5] is L = [2 0; 1 2]; the entry 7 above the diagonal is not read.
+TYPED_TEST(lapack_forwarder, the_triangle_value_5_means_lower) {
+  using T = TypeParam;
+  std::array<T, 4> a{T{4}, T{2}, T{7}, T{5}};
+  ASSERT_EQ(lapack::potrf<T>(static_cast<triangle>(5), 2, a.data(), 2), 0);
+  EXPECT_EQ(a, (std::array<T, 4>{T{2}, T{1}, T{7}, T{2}}));
+}
+
 TYPED_TEST(lapack_forwarder, potrf_tells_the_pivot_that_fails_counted_from_one) {
   using T = TypeParam;
   for (const int pivot : {0, 1, 3}) {

@@ -3,6 +3,7 @@
 
 #include <gtest/gtest.h>
 #include <malloc.h>
+#include <sys/resource.h>
 
 #include <csignal>
 #include <cstdint>
@@ -103,6 +104,9 @@ TEST(scoped_allocator,
     EXPECT_FALSE(in_arena(scope, block));
     EXPECT_EQ(scope.arena().used, 0U);
     std::memset(block, 1, bytes);
+    if (before > 0) {
+      EXPECT_GE(bytes_on_heap(), before + bytes);
+    }
   }
   EXPECT_EQ(bytes_on_heap(), before);
 }
@@ -204,6 +208,20 @@ TEST(scoped_allocator, a_scope_that_opens_after_the_arena_is_gone_lives_on_the_h
 
 TEST(scoped_allocator, an_exhausted_heap_ends_the_process) {
   EXPECT_DEATH(scoped_allocator{}.vector(index_t{1} << 59), "");
+}
+
+// The child begins anew, so that its thread has no arena yet.
+TEST(scoped_allocator, an_arena_that_finds_no_memory_ends_the_process) {
+  GTEST_FLAG_SET(death_test_style, "threadsafe");
+  EXPECT_DEATH(
+      {
+        rlimit none{};
+        getrlimit(RLIMIT_AS, &none);
+        none.rlim_cur = 0;
+        setrlimit(RLIMIT_AS, &none);
+        const scoped_allocator scope;
+      },
+      "");
 }
 
 TEST(scoped_allocator, a_size_that_does_not_exist_ends_the_process) {

@@ -129,8 +129,8 @@ TEST(sparse_matrix_handle, assignment_releases_what_the_target_owned) {
 
 TEST(sparse_matrix_handle, an_object_with_inconsistent_arrays_panics) {
   constexpr auto text =
-      "src/common/sparse_matrix_handle:49 panic: failed to construct sparse matrix: rcode "
-      "3";
+      "^src/common/sparse_matrix_handle:49 panic: failed to construct sparse matrix: rcode "
+      "3$";
   stored_matrix broken = wide;
   broken.column_indices[3] = 4;  // behind the last column
   EXPECT_DEATH(broken.handle(), text);
@@ -154,8 +154,8 @@ TEST(sparse_matrix_handle, an_object_that_cannot_be_destroyed_panics) {
     sparse_matrix_handle handle{&dead};
   };
   EXPECT_DEATH(destroy_a_dead_object(),
-               "src/common/sparse_matrix_handle:92 panic: "
-               "failed to destroy sparse matrix: rcode 3");
+               "^src/common/sparse_matrix_handle:92 panic: "
+               "failed to destroy sparse matrix: rcode 3$");
 }
 
 TEST(make_descriptor, maps_the_words_of_the_system_to_those_of_the_kernel) {
@@ -175,7 +175,7 @@ TEST(make_descriptor, maps_the_words_of_the_system_to_those_of_the_kernel) {
 
 TEST(make_descriptor, a_matrix_type_of_three_panics) {
   EXPECT_DEATH(make_descriptor({static_cast<sparse_matrix_type>(3)}),
-               "src/common/sparse_matrix_operation:26 panic: unsupported matrix_type 3");
+               "^src/common/sparse_matrix_operation:26 panic: unsupported matrix_type 3$");
 }
 
 TEST(make_descriptor, an_absurd_diagonal_panics_unless_the_matrix_is_general) {
@@ -183,7 +183,7 @@ TEST(make_descriptor, an_absurd_diagonal_panics_unless_the_matrix_is_general) {
   for (const auto type : {sparse_matrix_type::symmetric, sparse_matrix_type::triangular})
     EXPECT_DEATH(
         make_descriptor({type, triangle::lower, absurd}),
-        "src/common/sparse_matrix_operation:44 panic: unsupported diagonal fill 77");
+        "^src/common/sparse_matrix_operation:44 panic: unsupported diagonal fill 77$");
   EXPECT_EQ(make_descriptor({sparse_matrix_type::general, triangle::lower, absurd}).type,
             compressed_rows::structure::general);
 }
@@ -234,8 +234,8 @@ TEST(sparse_product, through_an_empty_handle_panics) {
   const dense_matrix x = sample_matrix(4, 2);
   dense_matrix y(3, 2);
   EXPECT_DEATH(sparse_matrix_matrix_multiply(transposition::none, -1.0, {}, {}, x, 0.0, y),
-               "src/common/sparse_matrix_operation:144 panic: "
-               "sparse matrix-matrix multiply failed: rcode 1");
+               "^src/common/sparse_matrix_operation:144 panic: "
+               "sparse matrix-matrix multiply failed: rcode 1$");
 }
 
 TEST(sparse_product, of_shapes_that_do_not_agree_panics) {
@@ -243,7 +243,8 @@ TEST(sparse_product, of_shapes_that_do_not_agree_panics) {
   dense_matrix too_few_rows(2, 2);
   EXPECT_DEATH(sparse_matrix_matrix_multiply(transposition::none, 1.0, wide.handle(), {}, x,
                                              0.0, too_few_rows),
-               "sparse matrix-matrix multiply failed: rcode 3");
+               "^src/common/sparse_matrix_operation:144 panic: "
+               "sparse matrix-matrix multiply failed: rcode 3$");
 }
 
 }  // namespace

@@ -15,12 +15,12 @@ namespace {
 TEST(panic, prints_file_line_and_message_and_aborts) {
   EXPECT_EXIT(panic("shape must be equal dimensional", 145, "src/n_array/n_array"),
               testing::KilledBySignal(SIGABRT),
-              "src/n_array/n_array:145 panic: shape must be equal dimensional");
+              "^src/n_array/n_array:145 panic: shape must be equal dimensional$");
 }
 
 TEST(panic, prints_braces_of_the_message_as_they_are) {
   EXPECT_EXIT(panic("{} and {0}", -1, "a file"), testing::KilledBySignal(SIGABRT),
-              "a file:-1 panic: \\{\\} and \\{0\\}");
+              "^a file:-1 panic: \\{\\} and \\{0\\}$");
 }
 
 // All that a child process which panics leaves on its standard error.
