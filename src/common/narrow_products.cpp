@@ -1,122 +1,209 @@
 // SPDX-License-Identifier: BSD-3-Clause
+//
+// Tiles of the result are held in vector registers. The columns of the operands are read as
+// they are: the elements of a register are entries of neighbouring rows.
 #include "common/narrow_products.h"
 
 #include <algorithm>
 #include <cstring>
 
 #include "common/vector_dispatch.h"
+#include "common/vector_register.h"
 
 namespace corvane {
 
 namespace {
 
 template <int Width>
-struct vector_register;  // spelled out: the attributes take no template argument
-template <>
-struct vector_register<2> {
-  using lanes = double __attribute__((vector_size(16)));
-};
-template <>
-struct vector_register<4> {
-  using lanes = double __attribute__((vector_size(32)));
-};
-template <>
-struct vector_register<8> {
-  using lanes = double __attribute__((vector_size(64)));
-};
+using lanes_of = typename vector_register<Width>::lanes;
 
-// With one register for the column of B, the tile fills the 16 registers of AVX2.
-constexpr index_t tile_rows = 3;
-constexpr index_t tile_cols = 4;
+// With one column of A and one entry of B the tiles of inner products fill the 32 registers
+// of AVX-512 or the 16 of AVX2; likewise those of A T, of so many registers by columns.
+template <int Width>
+constexpr int tile_rows = Width == 8 ? 4 : 3;
+template <int Width>
+constexpr int tile_cols = Width == 8 ? 6 : 4;
+constexpr int tile_registers = 3;
+template <int Width>
+constexpr int tile_targets = Width == 8 ? 8 : 4;
 
-// The products of `Rows` columns of A with `Cols` columns of B.
-template <int Width, int Rows, int Cols>
-void add_tile(const_matrix_block a, const_matrix_block b, matrix_block c) {
-  using lanes = typename vector_register<Width>::lanes;
-  lanes sums[Rows][Cols] = {};  // NOLINT(modernize-avoid-c-arrays): std::array<lanes> drops
-                                // the attribute of the element type
-  const index_t rows = a.rows();
-  const index_t whole = rows - rows % Width;
-  const double* const from_a = a.data();
-  const double* const from_b = b.data();
-  const index_t stride_a = a.stride();
-  const index_t stride_b = b.stride();
-  // Copied bytes become loads that need no alignment.
-  for (index_t i = 0; i < whole; i += Width)
-    for (int col = 0; col < Cols; ++col) {
-      lanes right;
-      std::memcpy(&right, from_b + col * stride_b + i, sizeof right);
-      for (int row = 0; row < Rows; ++row) {
-        lanes left;
-        std::memcpy(&left, from_a + row * stride_a + i, sizeof left);
-        sums[row][col] += left * right;
-      }
-    }
-  for (int row = 0; row < Rows; ++row)
-    for (int col = 0; col < Cols; ++col) {
-      lanes parts = sums[row][col];
-      for (int half = Width / 2; half > 0; half /= 2)
-        for (int lane = 0; lane < half; ++lane) parts[lane] += parts[lane + half];
-      double total = parts[0];
-      for (index_t i = whole; i < rows; ++i) total += a(i, row) * b(i, col);
-      c(row, col) += total;
-    }
+// Copied bytes become loads and stores that need no alignment. Registers are handed over by
+// reference: by value the calling convention would depend on the instruction set.
+template <class Lanes>
+void load(const double* from, Lanes& loaded) {
+  std::memcpy(&loaded, from, sizeof loaded);
 }
 
-template <int Width, int Rows>
-void add_strip(const_matrix_block a, const_matrix_block b, matrix_block c) {
-  for (index_t col = 0; col < b.cols(); col += tile_cols) {
-    const index_t count = std::min(tile_cols, b.cols() - col);
-    const const_matrix_block right = b.part_columns(col, count);
-    const matrix_block out = c.part_columns(col, count);
-    switch (count) {
-      case 1:
-        add_tile<Width, Rows, 1>(a, right, out);
-        break;
-      case 2:
-        add_tile<Width, Rows, 2>(a, right, out);
-        break;
-      case 3:
-        add_tile<Width, Rows, 3>(a, right, out);
-        break;
-      default:
-        add_tile<Width, Rows, 4>(a, right, out);
+template <class Lanes>
+void store(const Lanes& stored, double* to) {
+  std::memcpy(to, &stored, sizeof stored);
+}
+
+// Halves are added until one entry is left.
+template <int Width>
+double sum_lanes(const lanes_of<Width>& sums) {
+  if constexpr (Width == 2)
+    return sums[0] + sums[1];
+  else if constexpr (Width == 4)
+    return sum_lanes<2>(__builtin_shufflevector(sums, sums, 0, 1) +
+                        __builtin_shufflevector(sums, sums, 2, 3));
+  else
+    return sum_lanes<4>(__builtin_shufflevector(sums, sums, 0, 1, 2, 3) +
+                        __builtin_shufflevector(sums, sums, 4, 5, 6, 7));
+}
+
+// One step of add_tile, over as many rows as a register holds or fewer.
+template <int Width, int Rows, int Cols>
+void add_step(const double* a, index_t stride_a, const double* b, index_t stride_b,
+              index_t rows,
+              lanes_of<Width> (&sums)[Rows][Cols]) {  // NOLINT: as in add_tile
+  for (int col = 0; col < Cols; ++col) {
+    lanes_of<Width> right{};
+    std::memcpy(&right, b + col * stride_b,
+                static_cast<std::size_t>(rows) * sizeof(double));
+    for (int row = 0; row < Rows; ++row) {
+      lanes_of<Width> left{};
+      std::memcpy(&left, a + row * stride_a,
+                  static_cast<std::size_t>(rows) * sizeof(double));
+      sums[row][col] += left * right;
     }
   }
 }
 
+// The products of `Rows` columns of A with `Cols` columns of B.
+template <int Width, int Rows, int Cols>
+void add_tile(const_matrix_block a, const_matrix_block b, matrix_block c) {
+  lanes_of<Width> sums[Rows][Cols] = {};  // NOLINT(modernize-avoid-c-arrays): std::array
+                                          // drops the attribute of the element type
+  const index_t whole = a.rows() - a.rows() % Width;
+  for (index_t i = 0; i < whole; i += Width)
+    add_step<Width>(a.data() + i, a.stride(), b.data() + i, b.stride(), Width, sums);
+  if (whole < a.rows())
+    add_step<Width>(a.data() + whole, a.stride(), b.data() + whole, b.stride(),
+                    a.rows() - whole, sums);
+  for (int col = 0; col < Cols; ++col)
+    for (int row = 0; row < Rows; ++row) c(row, col) += sum_lanes<Width>(sums[row][col]);
+}
+
+// Of at most `Rows` by at most `Cols` columns.
+template <int Width, int Rows, int Cols>
+void add_tile_of_any_size(const_matrix_block a, const_matrix_block b, matrix_block c) {
+  if constexpr (Rows > 1)
+    if (a.cols() < Rows) return add_tile_of_any_size<Width, Rows - 1, Cols>(a, b, c);
+  if constexpr (Cols > 1)
+    if (b.cols() < Cols) return add_tile_of_any_size<Width, Rows, Cols - 1>(a, b, c);
+  add_tile<Width, Rows, Cols>(a, b, c);
+}
+
+// All products, or those in tiles that meet the lower triangle. A strip of B stays in the
+// first cache while A passes by.
 template <int Width>
-void add_all(const_matrix_block a, const_matrix_block b, matrix_block c) {
-  for (index_t row = 0; row < a.cols(); row += tile_rows) {
-    const index_t count = std::min(tile_rows, a.cols() - row);
-    const const_matrix_block left = a.part_columns(row, count);
-    const matrix_block out = c.part_rows(row, count);
-    switch (count) {
-      case 1:
-        add_strip<Width, 1>(left, b, out);
-        break;
-      case 2:
-        add_strip<Width, 2>(left, b, out);
-        break;
-      default:
-        add_strip<Width, 3>(left, b, out);
+void add_all(const_matrix_block a, const_matrix_block b, bool lower_alone, matrix_block c) {
+  for (index_t col = 0; col < b.cols(); col += tile_cols<Width>) {
+    const index_t cols = std::min<index_t>(tile_cols<Width>, b.cols() - col);
+    for (index_t row = lower_alone ? col : 0; row < a.cols(); row += tile_rows<Width>) {
+      const index_t rows = std::min<index_t>(tile_rows<Width>, a.cols() - row);
+      add_tile_of_any_size<Width, tile_rows<Width>, tile_cols<Width>>(
+          a.part_columns(row, rows), b.part_columns(col, cols),
+          c.part(row, col, rows, cols));
     }
+  }
+}
+
+// The entries from..to - 1 of a column of T that may differ from 0 in one of `Cols`
+// columns.
+struct column_span {
+  index_t from;
+  index_t to;
+};
+
+// B = A T for `Registers` registers of rows and `Cols` columns of T.
+template <int Width, int Registers, int Cols>
+void multiply_tile(const_matrix_block a, const_matrix_block t, column_span span,
+                   matrix_block b) {
+  lanes_of<Width> sums[Registers][Cols] = {};  // NOLINT(modernize-avoid-c-arrays): above
+  const double* const from_a = a.data();
+  const double* const from_t = t.data();
+  const index_t stride_a = a.stride();
+  const index_t stride_t = t.stride();
+  for (index_t k = span.from; k < span.to; ++k)
+    for (int col = 0; col < Cols; ++col) {
+      const double factor = from_t[col * stride_t + k];
+      for (int part = 0; part < Registers; ++part) {
+        lanes_of<Width> left;
+        load(from_a + k * stride_a + part * Width, left);
+        sums[part][col] += left * factor;
+      }
+    }
+  for (int col = 0; col < Cols; ++col)
+    for (int part = 0; part < Registers; ++part)
+      store(sums[part][col], &b(part * Width, col));
+}
+
+void multiply_row(const_matrix_block a, const_matrix_block t, column_span span, index_t row,
+                  matrix_block b) {
+  for (index_t col = 0; col < b.cols(); ++col) {
+    double sum = 0.0;
+    for (index_t k = span.from; k < span.to; ++k) sum += a(row, k) * t(k, col);
+    b(row, col) = sum;
+  }
+}
+
+// A tile that would end behind the last row begins earlier instead and writes some rows
+// once more, the same numbers.
+template <int Width, int Registers, int Cols>
+void multiply_rows(const_matrix_block a, const_matrix_block t, column_span span,
+                   matrix_block b) {
+  constexpr index_t height = index_t{Registers} * Width;
+  const index_t rows = a.rows();
+  if (rows < height) {
+    if constexpr (Registers > 1)
+      return multiply_rows<Width, 1, Cols>(a, t, span, b);
+    else
+      for (index_t row = 0; row < rows; ++row) multiply_row(a, t, span, row, b);
+    return;
+  }
+  for (index_t first = 0; first < rows; first += height) {
+    const index_t row = std::min(first, rows - height);
+    multiply_tile<Width, Registers, Cols>(a.part_rows(row, height), t, span,
+                                          b.part_rows(row, height));
+  }
+}
+
+// Strips of columns of T, which overlap at the end as tiles of rows do.
+template <int Width, int Cols>
+void multiply_all(const_matrix_block a, triangle which, const_matrix_block t,
+                  matrix_block b) {
+  const index_t cols = b.cols();
+  if constexpr (Cols > 1)
+    if (cols < Cols) return multiply_all<Width, 1>(a, which, t, b);
+  for (index_t first = 0; first < cols; first += Cols) {
+    const index_t col = std::min<index_t>(first, cols - Cols);
+    const column_span span =
+        which == triangle::upper ? column_span{0, col + Cols} : column_span{col, t.rows()};
+    multiply_rows<Width, tile_registers, Cols>(a, t.part_columns(col, Cols), span,
+                                               b.part_columns(col, Cols));
   }
 }
 
 }  // namespace
 
 void add_narrow_products(const_matrix_block a, const_matrix_block b, matrix_block c) {
-  run_vectorized([=](auto width) { add_all<width>(a, b, c); });
+  run_vectorized([=](auto width) { add_all<width>(a, b, false, c); });
+}
+
+void add_narrow_lower_products(const_matrix_block a, const_matrix_block b, matrix_block c) {
+  run_vectorized([=](auto width) { add_all<width>(a, b, true, c); });
 }
 
 void add_narrow_gram(const_matrix_block a, matrix_block c) {
-  for (index_t col = 0; col < a.cols(); col += tile_cols) {
-    const index_t below = a.cols() - col;
-    const index_t count = std::min(tile_cols, below);
-    add_narrow_products(a.part_columns(col, below), a.part_columns(col, count),
-                        c.part(col, col, below, count));
-  }
+  add_narrow_lower_products(a, a, c);
+}
+
+void multiply_narrow(const_matrix_block a, triangle which, const_matrix_block t,
+                     matrix_block b) {
+  run_vectorized(
+      [=](auto width) { multiply_all<width, tile_targets<width>>(a, which, t, b); });
 }
 
 }  // namespace corvane

@@ -2,9 +2,10 @@
 //
 // Compiles a loop for every processor, for those with AVX2 and for those with AVX-512, and
 // chooses when it runs. The loop is a callable that is handed the number of doubles in a
-// vector register, as a type. No variant contracts or reorders arithmetic: what does not
-// use that number gives the same results in all of them. Plain calls rather than resolvers
-// at load time, which sanitizers do not get along with.
+// vector register, as a type. No variant reorders arithmetic, nor contracts it unless its
+// source file is compiled to: what does not use that number gives the same results in all
+// of them. Plain calls rather than resolvers at load time, which sanitizers do not get
+// along with.
 #pragma once
 
 #include <type_traits>
@@ -23,14 +24,15 @@ enum class instruction_set { baseline, avx2, avx512 };
 inline instruction_set detect() {
   if (__builtin_cpu_supports("avx512f") != 0 && __builtin_cpu_supports("avx512dq") != 0)
     return instruction_set::avx512;
-  return __builtin_cpu_supports("avx2") != 0 ? instruction_set::avx2
-                                             : instruction_set::baseline;
+  return __builtin_cpu_supports("avx2") != 0 && __builtin_cpu_supports("fma") != 0
+             ? instruction_set::avx2
+             : instruction_set::baseline;
 }
 
 // These inline all of the loop, so that it is compiled for the instruction set as well. The
 // copy of what the loop has captured is out of reach of what it writes.
 template <class Loop>
-__attribute__((target("avx2"), flatten)) void run_with_avx2(const Loop& loop) {
+__attribute__((target("avx2,fma"), flatten)) void run_with_avx2(const Loop& loop) {
   const Loop own = loop;
   own(vector_width<4>{});
 }

@@ -68,5 +68,52 @@ TEST(narrow_products, the_gram_matrix_is_the_lower_triangle_of_the_products) {
   }
 }
 
+TEST(narrow_products, the_lower_products_are_those_of_two_matrices_below_the_diagonal) {
+  for (const index_t rows : {0, 5, 16, 130})
+    for (const index_t cols : {0, 1, 3, 4, 6, 7, 13, 50}) {
+      const dense_matrix a = normal_matrix(rows, cols, 5);
+      const dense_matrix b = normal_matrix(rows, cols, 6);
+      dense_matrix c(cols, cols);
+      for (double& entry : c) entry = 0.5;
+      add_narrow_lower_products(a, b, c);
+      for (index_t j = 0; j < cols; ++j)
+        for (index_t i = j; i < cols; ++i)
+          EXPECT_NEAR(c(i, j), 0.5 + plain_product(a, i, b, j), 1e-12)
+              << rows << " " << cols;
+    }
+}
+
+// The transpose of the triangle, so that the plain product is one of columns.
+void expect_product_with_triangle(const_matrix_block a, triangle which) {
+  const index_t cols = a.cols();
+  dense_matrix t = normal_matrix(cols, cols, 8);
+  dense_matrix rows_of_a(cols, a.rows());
+  for (index_t j = 0; j < cols; ++j)
+    for (index_t i = 0; i < cols; ++i)
+      if (which == triangle::upper ? i > j : i < j) t(i, j) = 0.0;
+  for (index_t j = 0; j < cols; ++j)
+    for (index_t i = 0; i < a.rows(); ++i) rows_of_a(j, i) = a(i, j);
+  dense_matrix b(a.rows(), cols);
+  for (double& entry : b) entry = 9.0;
+  multiply_narrow(a, which, t, b);
+  for (index_t i = 0; i < a.rows(); ++i)
+    for (index_t j = 0; j < cols; ++j)
+      EXPECT_NEAR(b(i, j), plain_product(rows_of_a, i, t, j), 1e-12)
+          << a.rows() << " by " << cols << ", " << i << " " << j;
+}
+
+TEST(narrow_products, multiply_by_a_triangle_of_either_kind_for_all_shapes) {
+  for (const index_t rows : {0, 1, 7, 8, 9, 23, 24, 25, 61, 240})
+    for (const index_t cols : {0, 1, 3, 4, 7, 8, 9, 17, 50})
+      for (const triangle which : {triangle::upper, triangle::lower})
+        expect_product_with_triangle(normal_matrix(rows, cols, 7), which);
+}
+
+TEST(narrow_products, multiply_a_part_of_a_larger_matrix_that_is_not_aligned) {
+  const dense_matrix whole = normal_matrix(101, 12, 9);
+  expect_product_with_triangle(const_matrix_block{whole}.part(3, 1, 77, 10),
+                               triangle::lower);
+}
+
 }  // namespace
 }  // namespace corvane

@@ -1,0 +1,25 @@
+// SPDX-License-Identifier: BSD-3-Clause
+//
+// Vector registers as values, for the few loops that a compiler does not turn into vector
+// instructions by itself. Arithmetic on them is by entry; the width is that which
+// run_vectorized (common/vector_dispatch.h) hands to its loop.
+#pragma once
+
+namespace corvane {
+
+template <int Width>
+struct vector_register;  // spelled out: the attributes take no template argument
+template <>
+struct vector_register<2> {
+  using lanes = double __attribute__((vector_size(16)));
+};
+template <>
+struct vector_register<4> {
+  using lanes = double __attribute__((vector_size(32)));
+};
+template <>
+struct vector_register<8> {
+  using lanes = double __attribute__((vector_size(64)));
+};
+
+}  // namespace corvane
