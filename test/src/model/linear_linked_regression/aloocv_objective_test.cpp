@@ -138,9 +138,10 @@ TEST(aloocv_objective, has_no_slope_where_every_weight_is_zero) {
   }
 }
 
-// One sample, one feature of 1 and no penalty: with w held at 0 the leverage is 1 / l'', so
-// that 1 - h l'' vanishes.
-TEST(aloocv_objective, is_undefined_where_a_sample_determines_its_own_prediction) {
+// One sample and one feature of 1: with w held at 0, and the penalty out of the Hessian,
+// the leverage is 1 / l'', so that 1 - h l'' vanishes.
+aloocv_objective objective_of_a_sample_that_determines_its_own_prediction(
+    const variable_mapping::entry& group) {
   const auto log = std::make_shared<call_log>();
   const auto optimizer =
       std::make_shared<recording_optimizer>(log, std::make_shared<polished_optimizer>());
@@ -153,11 +154,23 @@ TEST(aloocv_objective, is_undefined_where_a_sample_determines_its_own_prediction
   X(0, 0) = 1.0;
   dense_vector y{1};
   y[0] = 1.0;
-  const auto penalty = penalty_of(penalty_kind::ridge, variable_mapping{{0.0}});
-  aloocv_objective objective{optimizer, std::make_shared<logging_link>(log), penalty,
-                             std::move(X), std::move(y)};
+  return {optimizer, std::make_shared<logging_link>(log),
+          penalty_of(penalty_kind::ridge, variable_mapping{{group}}), std::move(X),
+          std::move(y)};
+}
+
+TEST(aloocv_objective, has_no_value_where_a_sample_determines_its_own_prediction) {
+  auto objective = objective_of_a_sample_that_determines_its_own_prediction(0.0);
   double value = 0.0;
   EXPECT_FALSE(objective.compute_value({}, value));
+}
+
+TEST(aloocv_objective, has_no_derivatives_where_a_sample_determines_its_own_prediction) {
+  auto objective = objective_of_a_sample_that_determines_its_own_prediction(index_t{0});
+  const numbers theta{0.5};
+  dense_vector gradient{1};
+  symmetric_matrix hessian{1, 1};
+  EXPECT_FALSE(objective.compute_gradient_hessian(view_of(theta), gradient, hessian));
 }
 
 TEST(aloocv_objective, works_without_any_hyperparameter) {
@@ -256,7 +269,8 @@ TEST(aloocv_objective_death, ends_the_process_when_an_iteration_begins_at_a_fail
   outer_problem problem;
   problem.optimizer->alter = [](trust_region_result& r) { r.positive_definite = false; };
   EXPECT_DEATH(problem.begin_iteration({0.8}),
-               "detail/aloocv_objective:[0-9]+ panic: termination condition not satisfied");
+               "^src/model/linear_linked_regression/detail/aloocv_objective:[0-9]+ panic: "
+               "termination condition not satisfied$");
 }
 
 TEST(aloocv_objective_death, ends_the_process_on_a_hessian_that_is_not_square) {
@@ -264,7 +278,8 @@ TEST(aloocv_objective_death, ends_the_process_on_a_hessian_that_is_not_square) {
   problem.optimizer->alter = [](trust_region_result& r) {
     r.hessian = symmetric_matrix{2, 3};
   };
-  EXPECT_DEATH(problem.is_defined_at({0.8}), "panic: shape must be equal dimensional");
+  EXPECT_DEATH(problem.is_defined_at({0.8}),
+               "^src/n_array/n_array:145 panic: shape must be equal dimensional$");
 }
 
 // The problem without sample i.

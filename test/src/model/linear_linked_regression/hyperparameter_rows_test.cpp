@@ -78,6 +78,19 @@ TEST(hyperparameter_rows, of_an_elastic_penalty_couple_no_two_kinds) {
   EXPECT_EQ(rows.values, (numbers{1.0, 2.0, -4.0, 2.0, 2.0, -2.0}));
 }
 
+// The square has no third derivative: its strengths, the first two, move nothing.
+TEST(hyperparameter_rows, of_an_elastic_penalty_move_a_third_derivative_by_one_kind) {
+  const elastic_regularizer elastic{two_groups(), s};
+  const numbers inside{0.004, -0.002, 7.0, 0.001};
+  const sparse_matrix rows = made_by(elastic, third_derivative_in_theta, two_kinds, inside);
+  EXPECT_EQ(rows.row_pointers, (indices{0, 0, 0, 2, 3}));
+  EXPECT_EQ(rows.column_indices, (indices{0, 3, 1}));
+  sparse_matrix none;
+  EXPECT_EQ(elastic.compute_third_derivative_hyperparameter_derivative(
+                view_of(two_kinds), view_of(outside), none),
+            identically_zero);
+}
+
 // Of ten pairs six: those above, with (lambda0, alpha0) and (lambda1, alpha1) besides.
 TEST(hyperparameter_rows, of_a_bridge_penalty_couple_strength_and_exponent_of_a_group) {
   const bridge_regularizer bridge{two_groups(), s};

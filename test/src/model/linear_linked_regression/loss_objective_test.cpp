@@ -8,6 +8,7 @@
 #include <cmath>
 #include <limits>
 #include <memory>
+#include <utility>
 #include <vector>
 
 #include "classification_problem.h"
@@ -30,9 +31,11 @@ constexpr double nan = std::numeric_limits<double>::quiet_NaN();
 struct inner_problem {
   explicit inner_problem(penalty_kind kind = penalty_kind::ridge, index_t n = 25,
                          index_t p = 4)
+      : inner_problem{penalty_of(kind, cyclic_groups(p, 1)), n, p} {}
+  explicit inner_problem(std::shared_ptr<const regularizer> plain, index_t n = 25,
+                         index_t p = 4)
       : data{drawn_problem(n, p, 3)},
-        penalty{std::make_shared<logging_regularizer>(
-            log, penalty_of(kind, cyclic_groups(p, 1)))},
+        penalty{std::make_shared<logging_regularizer>(log, std::move(plain))},
         objective{link, penalty, data.X, data.y} {
     dense_vector theta{penalty->num_hyperparameters()};
     std::fill(theta.begin(), theta.end(), 0.7);
@@ -137,6 +140,14 @@ TEST(loss_objective, sees_no_slope_of_any_penalty_at_zero) {
   }
 }
 
+TEST(loss_objective, sees_the_slope_at_zero_of_a_penalty_that_is_not_smoothed) {
+  inner_problem problem{std::make_shared<lasso_regularizer>(cyclic_groups(4, 1), 0.0)};
+  EXPECT_TRUE(problem.objective.is_nonsmooth_at_zero());
+  const std::vector<double> none{0.0};
+  problem.objective.set_hyperparameters(inner_problem::point(none));
+  EXPECT_FALSE(problem.objective.is_nonsmooth_at_zero());
+}
+
 TEST(loss_objective, stays_finite_with_a_very_large_penalty_which_rules_the_diagonal) {
   inner_problem problem;
   const std::vector<double> theta{1e6};
@@ -152,6 +163,21 @@ TEST(loss_objective, is_undefined_where_a_loss_or_a_derivative_overflows) {
   EXPECT_FALSE(problem.is_defined_at({1e200, 1e200, 1e200, 1e200}));
   EXPECT_FALSE(problem.has_derivatives_at({nan, 0.0, 0.0, 0.0}));
   EXPECT_TRUE(problem.is_defined_at(somewhere));
+}
+
+TEST(loss_objective, stands_at_a_point_that_it_rejected) {
+  inner_problem problem;
+  problem.value_at(somewhere);
+  const std::vector<double> far{1e200, 1e200, 1e200, 1e200};
+  EXPECT_FALSE(problem.is_defined_at(far));
+  EXPECT_TRUE(same_point(problem.objective.weights(), inner_problem::point(far)));
+  problem.link->failing = "loss";
+  const std::vector<double> near{0.1, 0.1, 0.1, 0.1};
+  EXPECT_FALSE(problem.is_defined_at(near));
+  EXPECT_TRUE(same_point(problem.objective.weights(), inner_problem::point(near)));
+  problem.link->failing = "l1";
+  EXPECT_FALSE(problem.has_derivatives_at(somewhere));
+  EXPECT_TRUE(same_point(problem.objective.weights(), inner_problem::point(somewhere)));
 }
 
 TEST(loss_objective, is_undefined_where_link_or_penalty_fail) {
@@ -182,7 +208,8 @@ TEST(loss_objective_death, ends_the_process_on_a_penalty_without_gradient_at_zer
   inner_problem problem;
   const std::vector<double> theta{nan};
   EXPECT_DEATH(problem.objective.set_hyperparameters(inner_problem::point(theta)),
-               "detail/loss_objective:[0-9]+ panic: regularizer undefined at zero");
+               "^src/model/linear_linked_regression/detail/loss_objective:[0-9]+ panic: "
+               "regularizer undefined at zero$");
 }
 
 TEST(loss_objective, is_undefined_after_more_iterations_than_any_sound_problem_takes) {

@@ -199,14 +199,20 @@ TEST(regularizer, without_weights_has_the_value_zero) {
 }
 
 TEST(regularizer, an_intercept_has_derivatives_of_zero) {
-  const numbers w{0.004, 0.3};
   const lasso_regularizer lasso{weight_and_intercept(), s};
   const elastic_regularizer elastic{weight_and_intercept(), s};
   const ridge_regularizer ridge{weight_and_intercept()};
-  for (const auto compute : {gradient, second_derivative}) {
-    EXPECT_EQ(evaluate(ridge, compute, {1.5}, w).values[1], 0.0);
-    EXPECT_EQ(evaluate(lasso, compute, {1.5}, w).values[1], 0.0);
-    EXPECT_EQ(evaluate(elastic, compute, {1.5, 0.5}, w).values[1], 0.0);
+  for (const double intercept : {0.3, 0.003}) {
+    const numbers w{0.004, intercept};
+    for (const auto compute : {gradient, second_derivative})
+      EXPECT_EQ(evaluate(ridge, compute, {1.5}, w).values[1], 0.0);
+    for (const auto compute :
+         {gradient, second_derivative, third_derivative, fourth_derivative}) {
+      const evaluated of_lasso = evaluate(lasso, compute, {1.5}, w);
+      EXPECT_NE(of_lasso.values[0], 0.0);
+      EXPECT_EQ(of_lasso.values[1], 0.0);
+      EXPECT_EQ(evaluate(elastic, compute, {1.5, 0.5}, w).values[1], 0.0);
+    }
   }
 }
 
@@ -252,6 +258,10 @@ TEST(regularizer, a_result_that_is_not_finite_is_reported) {
       EXPECT_EQ(evaluate(*penalty, second_derivative, hyperparameters, w).status,
                 not_finite)
           << name;
+      if (!penalty->has_third_derivative()) continue;
+      for (const auto compute : {third_derivative, fourth_derivative})
+        EXPECT_EQ(evaluate(*penalty, compute, hyperparameters, w).status, not_finite)
+            << name;
     }
   }
 }
