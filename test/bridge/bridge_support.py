@@ -92,7 +92,7 @@ def growth(action, repetitions=REPETITIONS, spans=3):
     A leak grows every span of repetitions alike, while the allocator and other threads of
     the process grow it once and at any time: the smallest growth of a span counts.
     """
-    length = repetitions // spans
+    length = -(-repetitions // spans)
     for _ in range(repetitions // 10):
         action()
     growths = []

@@ -33,6 +33,22 @@ def test_ten_thousand_fits_do_not_grow_the_process(small):
     assert growth(lambda: model.fit(*small)) < ALLOWED_GROWTH
 
 
+@pytest.mark.parametrize("score", ["loocv", "gcv", "range_risk"])
+@pytest.mark.parametrize("grouping", [{"grouping_mode": "none"}, {"num_groups": 2}])
+def test_ten_thousand_fits_of_several_penalties_do_not_grow_the_process(
+    small, score, grouping
+):
+    model = RidgeRegressionModel(score=score, **grouping)
+    assert growth(lambda: model.fit(*small)) < ALLOWED_GROWTH
+
+
+def test_ten_thousand_recorded_fits_of_fresh_models_do_not_grow_the_process(small):
+    def live():
+        make_ridge_regression_model(record_stats=True, log=True).fit(*small)
+
+    assert growth(live) < ALLOWED_GROWTH
+
+
 def test_ten_thousand_fits_with_callables_do_not_grow_the_process(small):
     model = RidgeRegressionModel(init0=lambda n: [0.1] * n, grouper=lambda X, y: [0, 0, 1])
     assert growth(lambda: model.fit(*small)) < ALLOWED_GROWTH

@@ -2,6 +2,7 @@
 """Arrays on their way out: what is written into the numpy array, and in which order."""
 
 import sys
+import types
 
 import numpy as np
 import pytest
@@ -61,8 +62,9 @@ def test_a_matrix_is_written_column_by_column():
 
 def test_without_numpy_pythons_own_import_error_is_raised(monkeypatch):
     monkeypatch.setitem(sys.modules, "numpy", None)
-    with pytest.raises(ModuleNotFoundError, match="numpy"):
-        probe.double_vector([1.0])
+    text = "import of numpy halted; None in sys.modules"
+    assert_raises(ModuleNotFoundError, text, probe.double_vector, [1.0])
+    assert_raises(ModuleNotFoundError, text, probe.double_matrix, Shaped([[1.0]], (1, 1)))
 
 
 def test_a_failing_zeros_hands_on_its_error(monkeypatch):
@@ -73,7 +75,26 @@ def test_a_failing_zeros_hands_on_its_error(monkeypatch):
     assert_raises(OwnError, "no zeros today", probe.double_vector, [1.0])
 
 
-def test_a_failing_setitem_hands_on_its_error(monkeypatch):
+def test_a_numpy_without_zeros_raises_pythons_own_attribute_error(monkeypatch):
+    monkeypatch.setitem(sys.modules, "numpy", types.ModuleType("numpy"))
+    text = "module 'numpy' has no attribute 'zeros'"
+    assert_raises(AttributeError, text, probe.double_vector, [1.0])
+
+
+def test_a_result_without_setitem_raises_pythons_own_attribute_error(monkeypatch):
     monkeypatch.setattr(np, "zeros", lambda shape: (0.0,) * shape[0])
-    with pytest.raises(AttributeError, match="__setitem__"):
-        probe.double_vector([1.0])
+    text = "'tuple' object has no attribute '__setitem__'"
+    assert_raises(AttributeError, text, probe.double_vector, [1.0])
+
+
+def test_a_failing_setitem_hands_on_its_error(monkeypatch):
+    class Unwilling(RecordingArray):
+        def __setitem__(self, key, value):
+            super().__setitem__(key, value)
+            if len(self.calls) == 3:
+                raise OwnError("no more today")
+
+    monkeypatch.setattr(np, "zeros", Unwilling)
+    assert_raises(OwnError, "no more today", probe.double_vector, [1.0, 2.0, 3.0, 4.0])
+    shaped = Shaped([[1.0, 2.0], [3.0, 4.0]], (2, 2))
+    assert_raises(OwnError, "no more today", probe.double_matrix, shaped)

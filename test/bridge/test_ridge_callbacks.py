@@ -156,6 +156,29 @@ def test_a_callable_that_fails_leaves_the_earlier_fit_intact(problem, name):
     np.testing.assert_array_equal(model.weights, before)
 
 
+@pytest.mark.parametrize(
+    ("name", "good", "bad", "kind", "text"),
+    [
+        ("init0", [0.1], "text", TypeError, "must be real number, not str"),
+        ("init0", [0.1], [0.1, 0.1], RuntimeError, "initialization incorrect size"),
+        ("init0", [0.1], [np.nan], RuntimeError, "failed to fit RidgeRegressionModel"),
+        ("grouper", [0] * 4, "text", TypeError, "must be real number, not str"),
+        ("grouper", [0] * 4, [0], RuntimeError, "variable groupings not sized correct"),
+        ("grouper", [0] * 4, [1] * 4, RuntimeError, "variable groupings not correct"),
+    ],
+)
+def test_a_callable_whose_answer_cannot_be_used_leaves_the_earlier_fit_intact(
+    problem, name, good, bad, kind, text
+):
+    answers = [good, bad, good]
+    model = fitted(problem, **{name: lambda *_: answers.pop(0)})
+    before = model.weights
+    assert_raises(kind, text, model.fit, problem[0] * 2, problem[1])
+    np.testing.assert_array_equal(model.weights, before)
+    model.fit(*problem)
+    np.testing.assert_array_equal(model.weights, before)
+
+
 @pytest.mark.parametrize("name", ["init0", "grouper"])
 def test_an_object_that_cannot_be_called_is_refused_by_fit(problem, name):
     model = RidgeRegressionModel(**{name: 3})

@@ -111,3 +111,35 @@ def test_with_an_intercept_a_constant_added_to_the_target_is_added_to_the_predic
     shifted = fitted(X, y + constant, normalize=normalize, **options)
     plain = fitted(X, y, normalize=normalize, **options)
     assert_same(shifted.predict(X), plain.predict(X) + constant, y)
+
+
+def largest_shift(X, y, **options):
+    """By how much the order of rows or columns shifts the predictions: root mean square in
+    units of the target's standard deviation, the largest of 20 orders of either."""
+    random = np.random.default_rng(2)
+    expected = fitted(X, y, **options).predict(X)
+    shifts = []
+    for _ in range(20):
+        rows, columns = random.permutation(len(X)), random.permutation(X.shape[1])
+        by_rows = fitted(X[rows], y[rows], **options).predict(X)
+        by_columns = fitted(X[:, columns], y, **options).predict(X[:, columns])
+        shifts += [by_rows - expected, by_columns - expected]
+    return np.sqrt(np.mean(np.square(shifts), axis=1)).max() / np.std(y)
+
+
+# What the documentation tells of: it advises the leave-one-out error for many penalties.
+@pytest.mark.parametrize(("n", "p", "at_most"), [(40, 6, 0.1), (440, 10, 0.01)])
+def test_with_several_penalties_the_order_shifts_the_rotated_score_by_so_much_and_no_other(
+    n, p, at_most
+):
+    random = np.random.default_rng(1)
+    X = random.normal(size=(n, p))
+    y = X @ (random.normal(size=p) / np.arange(1, p + 1)) + 2.0 * random.normal(size=n)
+    shift = largest_shift(X, y, score="gcv", grouping_mode="none")
+    assert 1e-4 < shift < at_most
+    for options in (
+        {"score": "gcv", "grouping_mode": "all"},
+        {"score": "loocv", "grouping_mode": "none"},
+        {"score": "range_risk", "grouping_mode": "none"},
+    ):
+        assert largest_shift(X, y, **options) < 1e-7

@@ -35,6 +35,32 @@ def numbers(rows):
     return ["a,b,y", *(",".join(f"{value:.6f}" for value in row) for row in table)]
 
 
+def test_without_a_file_bundled_data_give_three_tables_and_a_picture_for_each_model(
+    tmp_path,
+):
+    result = run_demo(tmp_path)
+    assert result.returncode == 0, result.stderr
+    ridge, logistic, warped = (
+        result.stdout.index(title)
+        for title in (
+            "Ridge regression:",
+            "Logistic regression:",
+            "Warped linear regression:",
+        )
+    )
+    assert ridge < logistic < warped
+    rows = result.stdout[ridge:logistic].splitlines()
+    for column in ("data set", "score", "grouping", "penalties", "error", "RidgeCV error"):
+        assert column in rows[2]
+    for name in ("diabetes", "longley", "star98", "fair", "randhie"):
+        assert any(row.startswith(name) for row in rows)
+    for name in ("ridge-criterion", "ridge-prediction", "logistic-calibration",
+                 "warped-map-and-band"):  # fmt: skip
+        picture = (tmp_path / "demo-output" / f"{name}.png").read_bytes()
+        assert picture.startswith(b"\x89PNG")
+        assert len(picture) > 5000
+
+
 def test_a_users_file_gives_a_table_and_two_pictures(tmp_path):
     path = write_csv(tmp_path, numbers(60))
     result = run_demo(tmp_path, path, "--target", "y")
