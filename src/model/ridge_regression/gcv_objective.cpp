@@ -64,8 +64,8 @@ gcv_objective::gcv_objective(reduced_data&& reduced)
     : ridge_score_objective{std::move(reduced.system)},
       score_{std::move(reduced.rotated)} {}
 
-bool gcv_objective::evaluate(const_vector_view t, const penalty_groups& groups,
-                             const ridge_outputs& wanted) {
+bool gcv_objective::evaluate_groups(const_vector_view t, const penalty_groups& groups,
+                                    const ridge_outputs& wanted) {
   if (!score_.move_to(system(), t)) return false;
   if (wanted.value != nullptr) *wanted.value = score_.value();
   if (wanted.derivatives_wanted()) {

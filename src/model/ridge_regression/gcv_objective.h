@@ -18,6 +18,9 @@ class gcv_objective final : public ridge_score_objective {
   // Normalized y, n entries, and X, n by p. One that is moved in is never copied.
   gcv_objective(const_vector_view target, dense_matrix design);
 
+  bool evaluate_groups(const_vector_view t, const penalty_groups& groups,
+                       const ridge_outputs& wanted) override;
+
  private:
   // What is left of the data once the design is factored.
   struct reduced_data {
@@ -26,9 +29,6 @@ class gcv_objective final : public ridge_score_objective {
   };
   static reduced_data reduce(const_vector_view target, dense_matrix&& design);
   explicit gcv_objective(reduced_data&& reduced);
-
-  bool evaluate(const_vector_view t, const penalty_groups& groups,
-                const ridge_outputs& wanted) override;
 
   gcv_score score_;
 };

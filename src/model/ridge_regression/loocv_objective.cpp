@@ -29,8 +29,8 @@ loocv_objective::loocv_objective(dense_matrix&& design, dense_vector&& target)
                              correlate_extended(design, target)}},
       score_{std::move(design), std::move(target)} {}
 
-bool loocv_objective::evaluate(const_vector_view t, const penalty_groups& groups,
-                               const ridge_outputs& wanted) {
+bool loocv_objective::evaluate_groups(const_vector_view t, const penalty_groups& groups,
+                                      const ridge_outputs& wanted) {
   if (!score_.move_to(system(), t)) return false;
   if (wanted.value != nullptr) *wanted.value = score_.value();
   if (!wanted.derivatives_wanted()) return true;

@@ -14,10 +14,10 @@ class loocv_objective final : public ridge_score_objective {
   // X, n by p, and y, n entries, both normalized.
   loocv_objective(dense_matrix&& design, dense_vector&& target);
 
- private:
-  bool evaluate(const_vector_view t, const penalty_groups& groups,
-                const ridge_outputs& wanted) override;
+  bool evaluate_groups(const_vector_view t, const penalty_groups& groups,
+                       const ridge_outputs& wanted) override;
 
+ private:
   loocv_score score_;
 };
 

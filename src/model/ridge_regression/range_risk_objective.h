@@ -19,6 +19,9 @@ class range_risk_objective final : public ridge_score_objective {
   // variance is NaN, and the score is undefined everywhere.
   range_risk_objective(const_vector_view target, dense_matrix design);
 
+  bool evaluate_groups(const_vector_view t, const penalty_groups& groups,
+                       const ridge_outputs& wanted) override;
+
  private:
   struct measured_data {
     ridge_system system;
@@ -26,9 +29,6 @@ class range_risk_objective final : public ridge_score_objective {
   };
   static measured_data measure(const_vector_view target, dense_matrix&& design);
   explicit range_risk_objective(measured_data&& measured);
-
-  bool evaluate(const_vector_view t, const penalty_groups& groups,
-                const ridge_outputs& wanted) override;
 
   double noise_variance_;
 };

@@ -17,14 +17,16 @@
 #include "model/ridge_regression/common_penalty_gcv_objective.h"
 #include "model/ridge_regression/common_penalty_loocv_objective.h"
 #include "model/ridge_regression/gcv_objective.h"
+#include "model/ridge_regression/grouped_ridge_objective.h"
 #include "model/ridge_regression/loocv_objective.h"
 #include "model/ridge_regression/range_risk_objective.h"
 #include "n_array/panic.h"
-#include "optimization/grouped_variable_objective.h"
 
 namespace corvane::model {
 
+using ridge_regression_detail::grouped_ridge_objective;
 using ridge_regression_detail::ridge_regression_objective;
+using ridge_regression_detail::ridge_score_objective;
 
 namespace {
 
@@ -38,10 +40,10 @@ data_normalizer make_normalizer(const ridge_regression_model_options& options,
 
 // The leave-one-out score takes over the normalized data. The two others leave with R and
 // what they rotated, and the normalized copies go before the first evaluation.
-std::unique_ptr<ridge_regression_objective> make_score(ridge_objective_mode mode,
-                                                       const data_normalizer& normalizer,
-                                                       const_vector_view y,
-                                                       const_matrix_view X) {
+std::unique_ptr<ridge_score_objective> make_score(ridge_objective_mode mode,
+                                                  const data_normalizer& normalizer,
+                                                  const_vector_view y,
+                                                  const_matrix_view X) {
   namespace detail = ridge_regression_detail;
   dense_matrix design = normalizer.normalized_features(X);
   dense_vector target = normalizer.normalized_target(y);
@@ -100,6 +102,9 @@ index_t count_groups(const_index_view groups) {
   return *std::max_element(groups.begin(), groups.end()) + 1;
 }
 
+// Up to this rank the products of a fit are too small for several threads.
+constexpr index_t small_rank = 128;
+
 // One run of `fit`: the normalized problem, and the scratch memory that its stages share.
 class ridge_fit {
  public:
@@ -108,6 +113,7 @@ class ridge_fit {
       : options_{options},
         y_{y},
         X_{X},
+        limit_{std::min(X.rows(), X.cols()) <= small_rank},
         normalizer_{make_normalizer(options, y, X)},
         num_hyperparameters_{count_hyperparameters(options, X.cols())} {}
 
@@ -164,17 +170,15 @@ class ridge_fit {
 
   solution solve_grouped(const index_vector& groups) {
     const auto score = general_score();
-    grouped_variable_objective grouped{index_vector{groups}, score};
+    grouped_ridge_objective grouped{index_vector{groups}, score};
     solution found = minimize(grouped, count_groups(groups));
     grouped.expand(found.result.x, found.t);
-    compute_grouped_weights(*score, found.t, found.weights);
+    compute_grouped_weights(grouped, found.result.x, found.weights);
     return found;
   }
 
   // Empty where the score has no short form.
   std::optional<solution> solve_common() {
-    constexpr index_t small_rank = 128;
-    const single_blas_thread limit{std::min(X_.rows(), X_.cols()) <= small_rank};
     const auto score = make_common_penalty_score(options_, normalizer_, y_, X_);
     if (score == nullptr) return std::nullopt;
     solution found = minimize(*score, 1);
@@ -184,14 +188,14 @@ class ridge_fit {
   }
 
   static void compute_grouped_weights(ridge_regression_objective& score,
-                                      const_vector_view t, vector_view weights) {
-    if (score.compute_weights(t, weights)) return;
+                                      const_vector_view u, vector_view weights) {
+    if (score.compute_weights(u, weights)) return;
     std::fputs("failed to fit weight vector\n", stderr);
     std::terminate();  // broken as in the ungrouped fit
   }
 
   // Made where it is needed, and once: the stages of a fit share it.
-  std::shared_ptr<ridge_regression_objective> general_score() {
+  std::shared_ptr<ridge_score_objective> general_score() {
     if (score_ == nullptr)
       score_ = make_score(options_.objective_mode, normalizer_, y_, X_);
     return score_;
@@ -242,9 +246,10 @@ class ridge_fit {
   const ridge_regression_model_options& options_;
   const_vector_view y_;
   const_matrix_view X_;
+  single_blas_thread limit_;
   scoped_allocator scope_;
   data_normalizer normalizer_;
-  std::shared_ptr<ridge_regression_objective> score_;
+  std::shared_ptr<ridge_score_objective> score_;
   index_t num_hyperparameters_;
 };
 
@@ -305,7 +310,7 @@ ridge_regression_model_descriptor::make_objective(const_vector_view y, const_mat
     return {std::move(score), count_hyperparameters(options_, X.cols())};
   check_groups(groups, normalizer.num_columns);
   const index_t num_groups = count_groups(groups);
-  return {std::make_unique<grouped_variable_objective>(std::move(groups), std::move(score)),
+  return {std::make_unique<grouped_ridge_objective>(std::move(groups), std::move(score)),
           num_groups};
 }
 

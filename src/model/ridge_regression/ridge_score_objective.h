@@ -1,9 +1,9 @@
 // SPDX-License-Identifier: BSD-3-Clause
 //
-// ridge_score_objective: the part that the three ridge scores have in common. Value,
-// gradient and Hessian come from one evaluation that makes what is asked for: a combined
-// call shares the factorization and the solves, and gives the same numbers as the separate
-// calls. The weights depend on the data through R and b alone.
+// What the ridge scores have in common. Value, gradient and Hessian come from one
+// evaluation that makes what is asked for: a combined call shares the factorization and the
+// solves, and gives the same numbers as the separate calls. The weights depend on the data
+// through R and b alone.
 #pragma once
 
 #include <optional>
@@ -25,17 +25,30 @@ struct ridge_outputs {
   bool all_finite() const;
 };
 
-class ridge_score_objective : public ridge_regression_objective {
+// The operations of an objective as one.
+class ridge_evaluation : public ridge_regression_objective {
  public:
-  bool compute_value(const_vector_view t, double& value) final;
-  bool compute_gradient(const_vector_view t, vector_view gradient) final;
-  bool compute_value_gradient(const_vector_view t, double& value,
+  bool compute_value(const_vector_view x, double& value) final;
+  bool compute_gradient(const_vector_view x, vector_view gradient) final;
+  bool compute_value_gradient(const_vector_view x, double& value,
                               vector_view gradient) final;
-  bool compute_hessian(const_vector_view t, symmetric_view hessian) final;
-  bool compute_gradient_hessian(const_vector_view t, vector_view gradient,
+  bool compute_hessian(const_vector_view x, symmetric_view hessian) final;
+  bool compute_gradient_hessian(const_vector_view x, vector_view gradient,
                                 symmetric_view hessian) final;
-  bool compute_value_gradient_hessian(const_vector_view t, double& value,
+  bool compute_value_gradient_hessian(const_vector_view x, double& value,
                                       vector_view gradient, symmetric_view hessian) final;
+
+ private:
+  // False where the score is undefined at x.
+  virtual bool evaluate(const_vector_view x, const ridge_outputs& wanted) = 0;
+};
+
+// A score as a function of one root t_j per penalized column.
+class ridge_score_objective : public ridge_evaluation {
+ public:
+  // The derivatives are those by the roots of the groups; t has one entry per column still.
+  virtual bool evaluate_groups(const_vector_view t, const penalty_groups& groups,
+                               const ridge_outputs& wanted) = 0;
   bool compute_weights(const_vector_view t, vector_view weights) final;
 
  protected:
@@ -43,10 +56,7 @@ class ridge_score_objective : public ridge_regression_objective {
   const ridge_system& system() const { return system_; }
 
  private:
-  // The derivatives by the roots of the groups, at a point with one root per penalized
-  // column. False where the score is undefined at t.
-  virtual bool evaluate(const_vector_view t, const penalty_groups& groups,
-                        const ridge_outputs& wanted) = 0;
+  bool evaluate(const_vector_view t, const ridge_outputs& wanted) final;
 
   ridge_system system_;
 };
