@@ -9,6 +9,16 @@
 
 namespace corvane::model {
 
+// Where one pass over the samples writes what the operations of a link give: the loss and
+// its derivatives in z. Views that are empty are left out.
+struct loss_terms {
+  vector_view loss;
+  vector_view first;
+  vector_view second;
+  vector_view third;
+  vector_view fourth;
+};
+
 // All arguments of a call have the same length n, and out is filled element by element. An
 // operation that returns a boolean tells by false that it could not evaluate; whether what
 // it wrote is finite is for the caller to see.
@@ -33,6 +43,12 @@ class linear_loss_link {
                                         vector_view out) const = 0;
   virtual bool compute_fourth_derivative(const_vector_view y, const_vector_view z,
                                          vector_view out) const = 0;
+
+  // Whether `compute_jointly` may stand in for the operations above: up to rounding it
+  // writes the same. It is only called where this is true.
+  virtual bool can_compute_jointly() const { return false; }
+  virtual void compute_jointly(const_vector_view /*y*/, const_vector_view /*z*/,
+                               const loss_terms& /*out*/) const {}
 };
 
 }  // namespace corvane::model

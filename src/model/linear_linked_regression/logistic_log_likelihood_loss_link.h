@@ -27,6 +27,12 @@ class logistic_log_likelihood_loss_link final : public linear_loss_link {
                                 vector_view out) const override;
   bool compute_fourth_derivative(const_vector_view y, const_vector_view z,
                                  vector_view out) const override;
+
+  // For targets of -1 and +1, as they are coded here. All terms come from one exponential,
+  // that of -|z|, and as vector instructions.
+  bool can_compute_jointly() const override { return true; }
+  void compute_jointly(const_vector_view y, const_vector_view z,
+                       const loss_terms& out) const override;
 };
 
 }  // namespace corvane::model::loss_link_detail

@@ -4,13 +4,14 @@
 #include <algorithm>
 #include <utility>
 
-#include "common/compensated_sum.h"
 #include "common/finite.h"
 #include "common/linear_algebra.h"
 #include "common/scoped_allocator.h"
+#include "common/vector_dispatch.h"
 #include "model/linear_linked_regression/detail/loo_chain_rule.h"
 #include "model/linear_linked_regression/detail/observation_products.h"
 #include "model/linear_linked_regression/detail/same_point.h"
+#include "model/linear_linked_regression/detail/total_loss.h"
 #include "n_array/panic.h"
 #include "optimization/optimizer_error.h"
 
@@ -86,13 +87,26 @@ bool aloocv_objective::settle_at_solution() {
 // inverse Hessian without l''_i x_i x_i' turns h_i into h_i / (1 - h_i l''_i).
 void aloocv_objective::leave_each_out() {
   inverse_quadratic_forms(X_, hessian_factor_, leverages_);
-  const const_vector_view z = inner_objective_.predictions();
-  const const_vector_view l1 = inner_objective_.loss_first_derivative();
-  const const_vector_view l2 = inner_objective_.loss_second_derivative();
-  for (index_t i = 0; i < z.size(); ++i) {
-    const double h = leverages_[i];
-    loo_predictions_[i] = z[i] + h * l1[i] / (1.0 - h * l2[i]);
-  }
+  const index_t n = y_.size();
+  const double* const z = inner_objective_.predictions().data();
+  const double* const l1 = inner_objective_.loss_first_derivative().data();
+  const double* const l2 = inner_objective_.loss_second_derivative().data();
+  const double* const h = leverages_.data();
+  double* const zeta = loo_predictions_.data();
+  run_vectorized([=](auto /*width*/) {
+    for (index_t i = 0; i < n; ++i) zeta[i] = z[i] + h[i] * l1[i] / (1.0 - h[i] * l2[i]);
+  });
+}
+
+// V is the sum of the losses alone: the penalty is no part of it.
+std::optional<double> aloocv_objective::sum_loo_losses() const {
+  scoped_allocator scratch;
+  const vector_view losses = scratch.vector(y_.size());
+  if (loss_link_->can_compute_jointly())
+    loss_link_->compute_jointly(y_, loo_predictions_, {losses, {}, {}, {}, {}});
+  else if (!loss_link_->compute_loss(y_, loo_predictions_, losses))
+    return std::nullopt;
+  return total_loss(losses);
 }
 
 inner_optimum aloocv_objective::optimum() const {
@@ -108,15 +122,10 @@ inner_optimum aloocv_objective::optimum() const {
           loo_predictions_};
 }
 
-// V is the sum of the losses alone: the penalty is no part of it.
 bool aloocv_objective::compute_value(const_vector_view theta, double& value) {
   if (!refresh(theta)) return false;
-  if (!value_) {
-    scoped_allocator scratch;
-    const vector_view losses = scratch.vector(y_.size());
-    if (!loss_link_->compute_loss(y_, loo_predictions_, losses)) return false;
-    value_ = compensated_total(losses);
-  }
+  if (!value_) value_ = sum_loo_losses();
+  if (!value_) return false;
   value = *value_;
   return is_finite(value);
 }
@@ -135,6 +144,7 @@ void aloocv_objective::begin_iteration(const_vector_view theta, double /*value*/
     panic("termination condition not satisfied", __LINE__,
           "src/model/linear_linked_regression/detail/aloocv_objective");
   start_weights_ = inner_result_.x;
+  inner_objective_.start_at(start_weights_);
 }
 
 }  // namespace corvane::model::linear_linked_regression_detail

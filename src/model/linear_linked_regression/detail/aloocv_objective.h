@@ -47,6 +47,7 @@ class aloocv_objective final : public optimization_objective_helper {
   bool run_inner_optimizer();
   bool settle_at_solution();
   void leave_each_out();
+  std::optional<double> sum_loo_losses() const;
   inner_optimum optimum() const;
 
   std::shared_ptr<trust_region_optimizer> inner_optimizer_;

@@ -12,8 +12,12 @@
 // The work for a pair of hyperparameters is thus that of its own sums over n and p.
 #include "model/linear_linked_regression/detail/loo_chain_rule.h"
 
+#include <algorithm>
+#include <array>
+
 #include "common/finite.h"
 #include "common/sparse_matrix_operation.h"
+#include "common/vector_dispatch.h"
 #include "model/linear_linked_regression/detail/observation_products.h"
 
 namespace corvane::model::linear_linked_regression_detail {
@@ -45,36 +49,69 @@ struct sample_derivatives {
 bool differentiate_loss(const linear_loss_link& link, const inner_optimum& optimum,
                         const sample_derivatives& at) {
   const const_vector_view y = optimum.y;
+  if (link.can_compute_jointly()) {
+    link.compute_jointly(y, optimum.predictions, {{}, {}, {}, at.l3, at.l4});
+    link.compute_jointly(y, optimum.loo_predictions, {{}, at.c1, at.c2, {}, {}});
+    return true;
+  }
   return link.compute_third_derivative(y, optimum.predictions, at.l3) &&
          link.compute_fourth_derivative(y, optimum.predictions, at.l4) &&
          link.compute_first_derivative(y, optimum.loo_predictions, at.c1) &&
          link.compute_second_derivative(y, optimum.loo_predictions, at.c2);
 }
 
+// What a sample's loss at zeta, as a function of z and h, has for derivatives.
+struct chained_derivatives {
+  double u, v, zz, zh, hh;
+};
+
 // e = 1 - h l2 is what is left of a sample's own weight; it is 0 where the sample alone
 // determines its prediction, and the derivatives are then not finite.
+inline chained_derivatives chain_sample(double h, double l1, double l2, double l3,
+                                        double l4, double c1, double c2) {
+  const double r = 1.0 / (1.0 - h * l2);  // 1 / e
+  // a = dzeta/dz and b = dzeta/dh
+  const double a = h * l2 * r + 1.0 + l3 * l1 * h * h * (r * r);
+  const double b = l1 * (r * r);
+  const double da_dz = (h * l3 + (l2 * l3 + l1 * l4) * h * h) * (r * r) +
+                       2.0 * l1 * h * h * h * l3 * l3 * (r * r * r);
+  const double da_dh = 2.0 * l1 * h * l3 * (r * r * r) + l2 * (r * r);
+  const double db_dh = 2.0 * l1 * l2 * (r * r * r);
+  return {c1 * a, c1 * b, da_dz * c1 + a * a * c2, da_dh * c1 + a * b * c2,
+          db_dh * c1 + b * b * c2};
+}
+
+// By blocks, whose results stand apart from the arguments: so many arrays that might
+// overlap would keep the loop from becoming vector instructions.
+constexpr index_t block_size = 256;
+
 void differentiate_samples(const inner_optimum& optimum, const sample_derivatives& at) {
-  for (index_t i = 0; i < at.u.size(); ++i) {
-    const double h = optimum.leverages[i];
-    const double l1 = optimum.l1[i];
-    const double l2 = optimum.l2[i];
-    const double l3 = at.l3[i];
-    const double c1 = at.c1[i];
-    const double c2 = at.c2[i];
-    const double e = 1.0 - h * l2;
-    // a = dzeta/dz and b = dzeta/dh
-    const double a = h * l2 / e + 1.0 + l3 * l1 * h * h / (e * e);
-    const double b = l1 / (e * e);
-    const double da_dz = (h * l3 + (l2 * l3 + l1 * at.l4[i]) * h * h) / (e * e) +
-                         2.0 * l1 * h * h * h * l3 * l3 / (e * e * e);
-    const double da_dh = 2.0 * l1 * h * l3 / (e * e * e) + l2 / (e * e);
-    const double db_dh = 2.0 * l1 * l2 / (e * e * e);
-    at.u[i] = c1 * a;
-    at.v[i] = c1 * b;
-    at.zz[i] = da_dz * c1 + a * a * c2;
-    at.zh[i] = da_dh * c1 + a * b * c2;
-    at.hh[i] = db_dh * c1 + b * b * c2;
-  }
+  run_vectorized([&optimum, &at](auto /*width*/) {
+    std::array<std::array<double, block_size>, 5> out;
+    for (index_t first = 0; first < at.u.size(); first += block_size) {
+      const index_t count = std::min(block_size, at.u.size() - first);
+      const double* const h = optimum.leverages.data() + first;
+      const double* const l1 = optimum.l1.data() + first;
+      const double* const l2 = optimum.l2.data() + first;
+      const double* const l3 = at.l3.data() + first;
+      const double* const l4 = at.l4.data() + first;
+      const double* const c1 = at.c1.data() + first;
+      const double* const c2 = at.c2.data() + first;
+      for (index_t i = 0; i < count; ++i) {
+        const auto k = static_cast<std::size_t>(i);
+        const chained_derivatives of =
+            chain_sample(h[i], l1[i], l2[i], l3[i], l4[i], c1[i], c2[i]);
+        out[0][k] = of.u;
+        out[1][k] = of.v;
+        out[2][k] = of.zz;
+        out[3][k] = of.zh;
+        out[4][k] = of.hh;
+      }
+      const std::array targets{at.u, at.v, at.zz, at.zh, at.hh};
+      for (std::size_t which = 0; which < targets.size(); ++which)
+        std::copy_n(out[which].begin(), count, targets[which].begin() + first);
+    }
+  });
 }
 
 // What stands in place of the second derivatives of the optimum.
@@ -130,8 +167,12 @@ void add_sample_terms(const optimum_derivatives& moves, const sample_derivatives
   const vector_view t = scratch.vector(n);
   for (index_t i = 0; i < n; ++i)
     t[i] = at.zz[i] - at.l4[i] * from.q[i] - at.l3[i] * from.X_mu[i];
-  add_weighted_gram(moves.dz, t, hessian);
-  add_weighted_gram(moves.dh, at.hh, hessian);
+  for_each_row_block(moves.dz, [&](const_matrix_block rows, index_t first) {
+    add_weighted_gram(rows, t.part(first, rows.rows()), hessian);
+  });
+  for_each_row_block(moves.dh, [&](const_matrix_block rows, index_t first) {
+    add_weighted_gram(rows, const_vector_view{at.hh}.part(first, rows.rows()), hessian);
+  });
   // dz_a' diag(zh) dh_b + dh_a' diag(zh) dz_b
   const matrix_view scaled = scratch.matrix(n, moves.dz.cols());
   for (index_t a = 0; a < scaled.cols(); ++a)

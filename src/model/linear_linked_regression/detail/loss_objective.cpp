@@ -3,14 +3,12 @@
 
 #include <algorithm>
 #include <limits>
+#include <optional>
 #include <utility>
 
-#include "common/compensated_sum.h"
 #include "common/finite.h"
-#include "common/linear_algebra.h"
+#include "common/matrix_block.h"
 #include "common/scoped_allocator.h"
-#include "model/linear_linked_regression/detail/observation_products.h"
-#include "model/linear_linked_regression/detail/same_point.h"
 #include "n_array/panic.h"
 
 namespace corvane::model::linear_linked_regression_detail {
@@ -27,25 +25,18 @@ constexpr double nan = std::numeric_limits<double>::quiet_NaN();
 
 }  // namespace
 
-// With NaN in place of theta and w nothing compares equal, so that the cache starts cold.
 loss_objective::loss_objective(std::shared_ptr<const linear_loss_link> loss_link,
                                std::shared_ptr<const regularizer> penalty,
                                const_matrix_view X, const_vector_view y)
     : regularizer_gradient_at_zero_{filled(X.cols(), 0.0)},
-      loss_link_{std::move(loss_link)},
       regularizer_{std::move(penalty)},
-      X_{X},
-      y_{y},
       hyperparameters_{filled(regularizer_->num_hyperparameters(), nan)},
-      weights_{filled(X.cols(), nan)},
-      predictions_{X.rows()},
-      loss_first_derivative_{X.rows()},
-      loss_second_derivative_{X.rows()} {}
+      losses_{std::move(loss_link), X, y} {}
 
 regularizer_status loss_objective::gradient_at_zero(const_vector_view theta,
                                                     vector_view out) const {
   scoped_allocator scratch;
-  const vector_view zeros = scratch.vector(X_.cols());
+  const vector_view zeros = scratch.vector(regularizer_gradient_at_zero_.size());
   std::fill(zeros.begin(), zeros.end(), 0.0);
   std::fill(out.begin(), out.end(), 0.0);
   return regularizer_->compute_gradient(theta, zeros, out);
@@ -53,14 +44,15 @@ regularizer_status loss_objective::gradient_at_zero(const_vector_view theta,
 
 bool loss_objective::accepts_hyperparameters(const_vector_view theta) const {
   scoped_allocator scratch;
-  return all_finite(theta) && gradient_at_zero(theta, scratch.vector(X_.cols())) !=
-                                  regularizer_status::not_finite;
+  return all_finite(theta) &&
+         gradient_at_zero(theta, scratch.vector(regularizer_gradient_at_zero_.size())) !=
+             regularizer_status::not_finite;
 }
 
 // The penalty must be smooth enough at zero to start there. A caller that cannot know asks
 // accepts_hyperparameters first.
 void loss_objective::set_hyperparameters(const_vector_view theta) {
-  std::fill(weights_.begin(), weights_.end(), nan);
+  losses_.forget();
   num_iterations_ = 0;
   hyperparameters_ = theta;
   const vector_view slope = regularizer_gradient_at_zero_;
@@ -74,14 +66,6 @@ void loss_objective::set_hyperparameters(const_vector_view theta) {
       std::any_of(slope.begin(), slope.end(), [](double entry) { return entry > 0.0; });
 }
 
-// The optimizer asks for the value and then for the derivatives at the same w: X w is
-// computed once for both.
-void loss_objective::refresh(const_vector_view w) {
-  if (same_point(w, weights_)) return;
-  weights_ = w;
-  gemv(1.0, plain, X_, w, 0.0, predictions_);
-}
-
 void loss_objective::begin_iteration(const_vector_view /*w*/, double /*value*/,
                                      const_vector_view /*gradient*/,
                                      const_symmetric_view /*hessian*/) {
@@ -90,27 +74,20 @@ void loss_objective::begin_iteration(const_vector_view /*w*/, double /*value*/,
 
 bool loss_objective::compute_value(const_vector_view w, double& value) {
   if (is_exhausted()) return false;
-  refresh(w);
-  scoped_allocator scratch;
-  const vector_view losses = scratch.vector(y_.size());
-  if (!loss_link_->compute_loss(y_, predictions_, losses)) return false;
-  value = compensated_total(losses);
+  const std::optional<double> loss = losses_.total(w);
   double penalty = 0.0;
-  if (!regularizer_->compute_value(hyperparameters_, w, penalty)) return false;
-  value += penalty;
+  if (!loss || !regularizer_->compute_value(hyperparameters_, w, penalty)) return false;
+  value = *loss + penalty;
   return is_finite(value);
 }
 
+// gradient = X' l' + r1, Hessian = X' diag(l'') X + diag(r2)
 bool loss_objective::compute_gradient_hessian(const_vector_view w, vector_view gradient,
                                               symmetric_view hessian) {
-  refresh(w);
-  if (!loss_link_->compute_first_derivative(y_, predictions_, loss_first_derivative_))
-    return false;
-  if (!loss_link_->compute_second_derivative(y_, predictions_, loss_second_derivative_))
-    return false;
-  // gradient = X' l' + r1, Hessian = X' diag(l'') X + diag(r2)
-  gemv(1.0, transposed, X_, loss_first_derivative_, 0.0, gradient);
-  weighted_gram(X_, loss_second_derivative_, hessian);
+  const loss_sums* const sums = losses_.differentiate(w);
+  if (sums == nullptr) return false;
+  std::copy(sums->gradient.begin(), sums->gradient.end(), gradient.begin());
+  copy_lower(sums->hessian, hessian);
   return add_penalty_gradient(w, gradient) && add_penalty_curvature(w, hessian);
 }
 

@@ -9,6 +9,7 @@
 
 #include <memory>
 
+#include "model/linear_linked_regression/detail/linked_losses.h"
 #include "model/linear_linked_regression/linear_loss_link.h"
 #include "model/linear_linked_regression/regularizer.h"
 #include "n_array/n_array.h"
@@ -16,8 +17,8 @@
 
 namespace corvane::model::linear_linked_regression_detail {
 
-// Keeps z, l' and l'' of the last point asked for: after a run of the optimizer they belong
-// to its solution, and the owner reads them there.
+// Its losses keep z, l' and l'' of the last point asked for: after a run of the optimizer
+// they belong to its solution, and the owner reads them there.
 class loss_objective final : public optimization_objective_helper {
  public:
   // X (n by p) and y (n) must outlive the objective.
@@ -30,6 +31,10 @@ class loss_objective final : public optimization_objective_helper {
   bool accepts_hyperparameters(const_vector_view theta) const;
   // Moves the objective to another theta and forgets the last point.
   void set_hyperparameters(const_vector_view theta);
+
+  // Inner problems with other hyperparameters start at w from here on: what was computed
+  // at w last, and does not depend on theta, is kept for them.
+  void start_at(const_vector_view w) { losses_.keep(w); }
 
   // The penalty has a slope at w = 0.
   bool is_nonsmooth_at_zero() const { return is_nonsmooth_at_zero_; }
@@ -47,32 +52,25 @@ class loss_objective final : public optimization_objective_helper {
   void begin_iteration(const_vector_view w, double value, const_vector_view gradient,
                        const_symmetric_view hessian) override;
 
-  // The last point asked for; NaN before the first one.
-  const_vector_view weights() const { return weights_; }
+  // The last point asked for, other than where problems start; NaN before the first one.
+  const_vector_view weights() const { return losses_.weights(); }
   // z = X w at the last point, and l'(y, z), l''(y, z) where derivatives were last asked
   // for.
-  const_vector_view predictions() const { return predictions_; }
-  const_vector_view loss_first_derivative() const { return loss_first_derivative_; }
-  const_vector_view loss_second_derivative() const { return loss_second_derivative_; }
+  const_vector_view predictions() const { return losses_.predictions(); }
+  const_vector_view loss_first_derivative() const { return losses_.first_derivative(); }
+  const_vector_view loss_second_derivative() const { return losses_.second_derivative(); }
 
  private:
   regularizer_status gradient_at_zero(const_vector_view theta, vector_view out) const;
-  void refresh(const_vector_view w);
   bool add_penalty_gradient(const_vector_view w, vector_view gradient) const;
   bool add_penalty_curvature(const_vector_view w, symmetric_view hessian) const;
 
   dense_vector regularizer_gradient_at_zero_;
   bool is_nonsmooth_at_zero_ = false;
   int num_iterations_ = 0;  // since theta was set
-  std::shared_ptr<const linear_loss_link> loss_link_;
   std::shared_ptr<const regularizer> regularizer_;
-  const_matrix_view X_;
-  const_vector_view y_;
   dense_vector hyperparameters_;
-  dense_vector weights_;  // what the members below belong to; NaN when there is none
-  dense_vector predictions_;
-  dense_vector loss_first_derivative_;
-  dense_vector loss_second_derivative_;
+  linked_losses losses_;
 };
 
 }  // namespace corvane::model::linear_linked_regression_detail

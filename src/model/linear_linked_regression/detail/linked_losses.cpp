@@ -1,0 +1,117 @@
+// SPDX-License-Identifier: BSD-3-Clause
+#include "model/linear_linked_regression/detail/linked_losses.h"
+
+#include <algorithm>
+#include <limits>
+#include <utility>
+
+#include "common/linear_algebra.h"
+#include "common/scoped_allocator.h"
+#include "model/linear_linked_regression/detail/observation_products.h"
+#include "model/linear_linked_regression/detail/same_point.h"
+#include "model/linear_linked_regression/detail/total_loss.h"
+
+namespace corvane::model::linear_linked_regression_detail {
+
+namespace {
+
+// With NaN for a point nothing compares equal.
+void make_nowhere(vector_view point) {
+  std::fill(point.begin(), point.end(), std::numeric_limits<double>::quiet_NaN());
+}
+
+}  // namespace
+
+loss_sums::loss_sums(index_t num_weights)
+    : weights{num_weights}, gradient{num_weights}, hessian{num_weights, num_weights} {
+  make_nowhere(weights);
+}
+
+linked_losses::linked_losses(std::shared_ptr<const linear_loss_link> link,
+                             const_matrix_view X, const_vector_view y)
+    : link_{std::move(link)},
+      X_{X},
+      y_{y},
+      weights_{X.cols()},
+      predictions_{X.rows()},
+      first_derivative_{X.rows()},
+      second_derivative_{X.rows()},
+      last_{X.cols()},
+      kept_{X.cols()} {
+  make_nowhere(weights_);
+}
+
+void linked_losses::forget() {
+  make_nowhere(weights_);
+  make_nowhere(last_.weights);
+}
+
+void linked_losses::keep(const_vector_view w) {
+  if (same_point(w, kept_.weights)) return;
+  if (same_point(w, last_.weights))
+    kept_ = last_;
+  else
+    make_nowhere(kept_.weights);
+}
+
+// The optimizer asks for the value and then for the derivatives at the same w: X w is
+// computed once for both.
+void linked_losses::refresh(const_vector_view w) {
+  if (same_point(w, weights_)) return;
+  weights_ = w;
+  total_.reset();
+  is_differentiated_ = false;
+  gemv(1.0, plain, X_, w, 0.0, predictions_);
+}
+
+// A link that can writes the derivatives in the same pass: most points are asked for them
+// next.
+bool linked_losses::sum_losses() {
+  if (total_) return true;
+  scoped_allocator scratch;
+  const vector_view losses = scratch.vector(y_.size());
+  if (link_->can_compute_jointly()) {
+    link_->compute_jointly(y_, predictions_,
+                           {losses, first_derivative_, second_derivative_, {}, {}});
+    is_differentiated_ = true;
+  } else if (!link_->compute_loss(y_, predictions_, losses)) {
+    return false;
+  }
+  total_ = total_loss(losses);
+  return true;
+}
+
+bool linked_losses::differentiate_each() {
+  if (is_differentiated_) return true;
+  return link_->compute_first_derivative(y_, predictions_, first_derivative_) &&
+         link_->compute_second_derivative(y_, predictions_, second_derivative_);
+}
+
+std::optional<double> linked_losses::total(const_vector_view w) {
+  if (same_point(w, kept_.weights)) return kept_.loss;
+  refresh(w);
+  return sum_losses() ? total_ : std::nullopt;
+}
+
+const loss_sums* linked_losses::differentiate(const_vector_view w) {
+  if (same_point(w, kept_.weights)) return &kept_;
+  refresh(w);
+  if (!differentiate_each()) return nullptr;
+  std::fill(last_.gradient.begin(), last_.gradient.end(), 0.0);
+  fill_lower(last_.hessian, 0.0);
+  for_each_row_block(X_, [this](const_matrix_block rows, index_t first) {
+    const index_t count = rows.rows();
+    add_weighted_gram(rows, second_derivative_.view().part(first, count), last_.hessian);
+    add_product(rows, first_derivative_.view().part(first, count), last_.gradient);
+  });
+  // Without a loss the sums are not complete, and not to be kept.
+  if (total_) {
+    last_.weights = w;
+    last_.loss = *total_;
+  } else {
+    make_nowhere(last_.weights);
+  }
+  return &last_;
+}
+
+}  // namespace corvane::model::linear_linked_regression_detail
