@@ -1,13 +1,8 @@
 // SPDX-License-Identifier: BSD-3-Clause
 //
-// A warm evaluation of a ridge score takes nothing from the heap. The program counts every
-// operator new, and every malloc of the libraries under test: it is linked with
-// --wrap=malloc, which leads the calls of our own objects through the functions below.
+// A warm evaluation of a ridge score takes nothing from the heap.
 #include <gtest/gtest.h>
 
-#include <cstdlib>
-#include <memory>
-#include <new>
 #include <vector>
 
 #include "model/ridge_regression/common_penalty_gcv_objective.h"
@@ -16,44 +11,7 @@
 #include "model/ridge_regression/loocv_objective.h"
 #include "model/ridge_regression/range_risk_objective.h"
 #include "ridge_problem.h"
-
-namespace {
-
-long num_heap_requests = 0;
-
-void* counted(void* block) {
-  ++num_heap_requests;
-  if (block == nullptr) std::abort();
-  return block;
-}
-
-std::size_t rounded_up(std::size_t bytes, std::size_t alignment) {
-  return (bytes + alignment - 1) / alignment * alignment;
-}
-
-}  // namespace
-
-// The names are those that the linker's --wrap=malloc makes.
-extern "C" void* __real_malloc(std::size_t bytes);           // NOLINT: see above
-extern "C" void* __wrap_malloc(std::size_t bytes) noexcept;  // NOLINT: see above
-void* __wrap_malloc(std::size_t bytes) noexcept {            // NOLINT: see above
-  return counted(__real_malloc(bytes));
-}
-
-void* operator new(std::size_t bytes) { return counted(__real_malloc(bytes)); }
-void* operator new(std::size_t bytes, std::align_val_t alignment) {
-  const auto boundary = static_cast<std::size_t>(alignment);
-  return counted(std::aligned_alloc(boundary, rounded_up(bytes, boundary)));
-}
-void operator delete(void* block) noexcept { std::free(block); }
-void operator delete(void* block, std::size_t /*bytes*/) noexcept { std::free(block); }
-void operator delete(void* block, std::align_val_t /*alignment*/) noexcept {
-  std::free(block);
-}
-void operator delete(void* block, std::size_t /*bytes*/,
-                     std::align_val_t /*alignment*/) noexcept {
-  std::free(block);
-}
+#include "support/heap_requests.h"
 
 namespace corvane::model::ridge_regression_detail {
 
@@ -83,13 +41,9 @@ bool run_all(ridge_regression_objective& objective, evaluation_space& space) {
          objective.compute_weights(t, space.weights);
 }
 
-// Of the second run: the first one sets up what is made once in a process.
 long heap_requests_when_warm(ridge_regression_objective& objective, index_t p, index_t q) {
   evaluation_space space{p, q};
-  EXPECT_TRUE(run_all(objective, space));
-  const long before = num_heap_requests;
-  EXPECT_TRUE(run_all(objective, space));
-  return num_heap_requests - before;
+  return testing::heap_requests_when_warm([&] { EXPECT_TRUE(run_all(objective, space)); });
 }
 
 }  // namespace

@@ -124,6 +124,30 @@ TEST(root_solver, equal_signs_make_no_bracket_and_leave_plain_halley) {
   EXPECT_EQ(find_root(tight, f, 0.0, -20.0, bracket), -20.0);
 }
 
+TEST(root_solver, without_a_bracket_halley_goes_to_roots_on_either_side) {
+  const solver_options options{.tolerance = 1e-13, .max_iterations = 50};
+  for (const double root : {-3.0, -0.2, 1.7, 40.0}) {
+    recorded_function f = cubic();
+    const double target = f.f(root);
+    const double side = f.f(1.0) - target;
+    root_bracket bracket;
+    bracket.initialize(5.0, 6.0, side, side);
+    EXPECT_NEAR(find_root(options, f, 1.0, target, bracket), root, 1e-12 * std::abs(root));
+  }
+}
+
+TEST(root_solver, a_bracket_that_misses_the_root_ends_at_the_limit_and_is_never_left) {
+  for (const double target : {-100.0, 100.0}) {
+    recorded_function f = cubic();
+    EXPECT_THROW(find_root({.tolerance = 1e-9, .max_iterations = 150}, f, 0.5, target,
+                           make_bracket(-1.0, 2.0)),
+                 solver_max_iterations_exceeded_error);
+    EXPECT_EQ(f.points.size(), 150U);
+    for (const double point : f.points) EXPECT_TRUE(point >= -1.0 && point <= 2.0);
+    EXPECT_NEAR(f.points.back(), target < 0.0 ? -1.0 : 2.0, 1e-14);
+  }
+}
+
 TEST(root_solver, finds_known_roots_of_steep_and_flat_functions) {
   for (const double steepness : {1e-3, 1.0, 1e3, 1e6})
     for (const double root : {-0.7, -1e-5, 1e-7, 0.3, 2.0}) {

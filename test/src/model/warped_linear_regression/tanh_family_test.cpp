@@ -175,6 +175,32 @@ TEST(tanh_family, the_log_jacobian_hessian_is_the_derivative_of_its_gradient) {
   }
 }
 
+TEST(tanh_family, the_slope_of_each_member_is_the_derivative_of_its_latent_in_the_target) {
+  for (const auto& theta : points()) {
+    const auto y = targets_for(theta, 7);
+    const auto member =
+        make_tanh_target_warper_descriptor(static_cast<index_t>(theta.size()) / 3)
+            ->make_warper(dense_vector{view(theta)}, view(y), 0.5, 4.0);
+    std::vector<double> raw(y);
+    for (double& target : raw) target = 4.0 * target + 0.5;
+    std::vector<double> latent(y.size());
+    std::vector<double> slope(y.size());
+    member->compute_latent_with_derivative(view(raw), view(latent), view(slope));
+    double steepest = 1.0;
+    for (std::size_t k = 1; k < theta.size(); k += 3)
+      steepest = std::max(steepest, theta[k] * theta[k]);
+    const auto at = [&](double t) {
+      std::vector<double> there(raw);
+      for (double& target : there) target += t;
+      member->compute_latent(view(there), view(latent));
+      return latent;
+    };
+    EXPECT_TRUE(is_derivative_of(
+        at, slope, {.first_step = 0.2 / steepest, .rungs = 8, .noise = 1e-12}))
+        << theta[0] << " of " << theta.size();
+  }
+}
+
 TEST(tanh_family, latent_and_log_jacobian_are_those_of_the_plain_formula) {
   for (const auto& theta : points()) {
     const auto y = targets_for(theta, 301);  // more than one block of rows

@@ -10,6 +10,7 @@
 #include <vector>
 
 #include "model/warped_linear_regression/random_draws.h"
+#include "optimization/optimizer_error.h"
 #include "warped_model_data.h"
 
 namespace corvane::model {
@@ -228,6 +229,14 @@ TEST(warped_fit, what_the_initializer_throws_passes_through) {
   options.initializer = [](vector_view) { throw std::domain_error("no start"); };
   const warped_linear_regression_model_descriptor model{std::move(options)};
   EXPECT_THROW(model.fit(view(data.y), data.X), std::domain_error);
+}
+
+TEST(warped_fit, what_the_optimizer_throws_passes_through) {
+  const model_data data = draw_model(50, 2, 0.4, 7);
+  auto options = options_for(1);
+  options.initializer = [](vector_view theta) { theta[0] = theta[1] = theta[2] = 1e200; };
+  const warped_linear_regression_model_descriptor model{std::move(options)};
+  EXPECT_THROW(model.fit(view(data.y), data.X), optimizer_undefined_error);
 }
 
 TEST(warped_fit, a_warper_is_made_without_a_fit_in_the_units_of_its_targets) {

@@ -10,6 +10,7 @@
 #include <vector>
 
 #include "common/finite.h"
+#include "model/warped_linear_regression/boundary_penalty.h"
 #include "model/warped_linear_regression/tanh_target_warper_descriptor.h"
 #include "support/objective_law.h"
 #include "warped_test_data.h"
@@ -115,7 +116,7 @@ TEST(warped_objective, obeys_the_law_below_between_and_above_the_boundary) {
   const dense_matrix X = normal_matrix(30, 2, 7);
   auto y = normal_vector(30, 8);
   for (double& value : y) value *= 0.3;
-  // A height alone at the boundary, then a steepness with so flat a step that it is smooth.
+  // The height of a step that is so flat that it is smooth, alone and behind another step.
   for (const double at : {990.0, 1004.0, -1006.0, 1012.0, -1500.0})
     for (const std::vector<double>& theta :
          {std::vector<double>{at, 0.6, 0.2}, {0.5, 0.8, 0.1, at, 0.4, -0.3}}) {
@@ -125,6 +126,24 @@ TEST(warped_objective, obeys_the_law_below_between_and_above_the_boundary) {
           {.first_step = 0.0008, .value_noise = 1e-12, .gradient_noise = 1e-12}))
           << at;
     }
+}
+
+// So steep a step is smooth where no target is near it, and then the boundary alone acts.
+TEST(warped_objective, obeys_the_law_with_a_steepness_at_the_boundary) {
+  const dense_matrix X = normal_matrix(30, 2, 7);
+  const auto y = normal_vector(30, 8);
+  for (const double at : {990.0, 1004.0, -1006.0, 1012.0, -1500.0}) {
+    const std::vector<double> theta{0.5, 0.8, 0.1, 0.7, at, 50.0};
+    const auto tested = make_objective(X, y, 2);
+    EXPECT_TRUE(obeys_objective_law(
+        *tested, theta,
+        {.first_step = 0.0008, .value_noise = 1e-12, .gradient_noise = 1e-12}))
+        << at;
+    dense_vector gradient(6);
+    ASSERT_TRUE(tested->compute_gradient(view(theta), gradient));
+    const tanh_warper_detail::smooth_boundary boundary{1.0, 1000.0, 1010.0};
+    EXPECT_NEAR(gradient[4], std::copysign(boundary.slope(std::abs(at)), at), 1e-12);
+  }
 }
 
 TEST(warped_objective, the_boundary_adds_its_penalty_to_the_value) {

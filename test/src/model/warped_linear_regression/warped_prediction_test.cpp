@@ -5,11 +5,9 @@
 #include <cmath>
 #include <limits>
 #include <memory>
-#include <memory_resource>
 #include <stdexcept>
 #include <vector>
 
-#include "support/recording_resource.h"
 #include "warped_model_data.h"
 
 namespace corvane::model {
@@ -165,22 +163,6 @@ TEST(warped_prediction, a_row_does_not_depend_on_the_others) {
   one(0, 0) = data.X(42, 0);
   one(0, 1) = data.X(42, 1);
   EXPECT_NEAR(predictions(model, fit, one)[0], all[42], 1e-12 * (1.0 + std::abs(all[42])));
-}
-
-TEST(warped_prediction, asks_the_heap_for_no_more_blocks_when_there_are_more_rows) {
-  const model_data data = draw_model(100, 2, 0.4, 5);
-  const auto model = make_model(1);
-  const warped_fit fit = model.fit(view(data.y), data.X);
-  const auto blocks_for = [&](index_t rows) {
-    const dense_matrix X = normal_matrix(rows, 2, 1);
-    std::vector<double> out(static_cast<std::size_t>(rows));
-    test::recording_resource heap;
-    std::pmr::memory_resource* const before = std::pmr::set_default_resource(&heap);
-    model.predict(fit, X, 21, 1e-5, view(out));
-    std::pmr::set_default_resource(before);
-    return heap.allocations().size();
-  };
-  EXPECT_EQ(blocks_for(1000), blocks_for(1));
 }
 
 TEST(warped_prediction, of_no_rows_is_empty) {
