@@ -5,10 +5,13 @@
 
 #include <cmath>
 #include <limits>
+#include <string>
+#include <utility>
 #include <vector>
 
 #include "formula_objective.h"
 #include "optimization/optimizer_error.h"
+#include "optimization/trust_region_forwarding.h"
 
 namespace corvane::testing {
 
@@ -89,6 +92,43 @@ TEST(step_searcher, shrinks_the_radius_to_a_quarter_of_a_rejected_step) {
   EXPECT_NEAR(objective.points[1], 0.25, 0.025);
   EXPECT_NEAR(objective.points[2], 0.0625, 0.00625);
   EXPECT_LE(at.attempt.radius, 0.25 * 0.275);
+}
+
+// Writes down which of its two operations is called, and lets the real solver do it.
+class recording_solver final : public subproblem_solver {
+ public:
+  double solve(subproblem_bounds& bounds, const_vector_view g, double& lambda,
+               double radius, const_symmetric_view H, vector_view step) override {
+    calls += 's';
+    return solver_.solve(bounds, g, lambda, radius, H, step);
+  }
+  double resolve(subproblem_bounds& bounds, const_vector_view g, double& lambda,
+                 double radius, const_symmetric_view H, vector_view step) override {
+    calls += 'r';
+    return solver_.resolve(bounds, g, lambda, radius, H, step);
+  }
+
+  std::string calls;
+
+ private:
+  subproblem_solver_impl solver_;
+};
+
+class searcher_with_recording_solver final : public forwarding_step_searcher {
+ public:
+  using forwarding_step_searcher::forwarding_step_searcher;
+  recording_solver& subproblem_solver() override { return solver_; }
+
+ private:
+  recording_solver solver_;
+};
+
+TEST(step_searcher, solves_the_first_attempt_and_resolves_those_after_a_rejection) {
+  iteration at{0.0, 1.0, -1.0, 1.0, 10.0};
+  searcher_with_recording_solver searcher{at.searcher};
+  scripted_objective objective{{1.0, 2.0, 0.5}};
+  searcher.search(searcher, objective, at.state, at.attempt);
+  EXPECT_EQ(searcher.subproblem_solver().calls, "srr");
 }
 
 TEST(step_searcher, undoes_the_scaling_in_the_trial_point) {

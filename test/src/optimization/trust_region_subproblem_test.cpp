@@ -194,23 +194,21 @@ TEST(subproblem_solver, a_flat_model_gives_a_zero_step) {
   EXPECT_EQ(answer.step, (std::vector<double>{0.0, 0.0}));
 }
 
-// With g = -(1.25, 0) and H = diag(1, 4) the bracket begins at 0, where the step is (1.25,
-// 0).
-TEST(subproblem_solver, a_step_a_tenth_outside_is_near) {
-  double radius = 1.25 / 1.1;
-  while (0.1 * radius < 1.25 - radius) radius = std::nextafter(radius, 2.0);
+// With g = -(11, 0) and H = diag(1, 4) the bracket begins at 0, where the step is (11, 0):
+// a tenth of 10 and 11 - 10 are the same double.
+TEST(subproblem_solver, a_step_exactly_a_tenth_outside_is_near) {
+  ASSERT_EQ(0.1 * 10.0, 11.0 - 10.0);
   const subproblem_answer answer =
-      solve_once(diagonal_problem({1.0, 4.0}, {-1.25, 0.0}, radius));
-  EXPECT_EQ(answer.step, (std::vector<double>{1.25, 0.0}));
+      solve_once(diagonal_problem({1.0, 4.0}, {-11.0, 0.0}, 10.0));
+  EXPECT_EQ(answer.step, (std::vector<double>{11.0, 0.0}));
   EXPECT_EQ(answer.lambda, 0.0);
 }
 
 TEST(subproblem_solver, a_step_just_above_a_tenth_outside_is_not_near) {
-  double radius = 1.25 / 1.1;
-  while (0.1 * radius >= 1.25 - radius) radius = std::nextafter(radius, 0.0);
+  const double radius = std::nextafter(10.0, 0.0);
   const subproblem_answer answer =
-      solve_once(diagonal_problem({1.0, 4.0}, {-1.25, 0.0}, radius));
-  EXPECT_LT(answer.step[0], 1.25);
+      solve_once(diagonal_problem({1.0, 4.0}, {-11.0, 0.0}, radius));
+  EXPECT_LT(answer.step[0], 11.0);
   EXPECT_GT(answer.lambda, 0.0);
 }
 

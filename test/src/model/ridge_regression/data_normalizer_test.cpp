@@ -114,6 +114,33 @@ TEST(data_normalizer, a_mean_survives_cancellation) {
   EXPECT_EQ(normalizer.feature_means[0], 0.75);
 }
 
+// Multiples of 1/8 between 2^60 and -2^60, which a plain sum in doubles would lose. Their
+// own sum is exact.
+TEST(data_normalizer, a_mean_survives_cancellation_in_columns_of_any_length_and_number) {
+  constexpr double large = 0x1p60;
+  for (const index_t n : {5, 8, 9, 23, 64, 1001})
+    for (const index_t cols : {1, 4, 7})
+      for (const index_t last : {n - 1, n > 8 ? index_t{8} : index_t{2}}) {
+        dense_matrix X(n, cols);
+        dense_vector expected(cols);
+        for (index_t j = 0; j < cols; ++j) {
+          double sum = 0.0;
+          for (index_t i = 0; i < n; ++i) {
+            X(i, j) = static_cast<double>((5 * i + 3 * j) % 11 - 2) / 8.0;
+            sum += i == 0 || i == last ? 0.0 : X(i, j);
+          }
+          X(0, j) = large;
+          X(last, j) = -large;
+          expected[j] = sum / static_cast<double>(n);
+        }
+        const dense_vector y{X.view().column(0)};
+        const data_normalizer normalizer({}, y, X);
+        EXPECT_DOUBLE_EQ(normalizer.target_mean, expected[0]) << n;
+        for (index_t j = 0; j < cols; ++j)
+          EXPECT_DOUBLE_EQ(normalizer.feature_means[j], expected[j]) << n << ", " << j;
+      }
+}
+
 TEST(data_normalizer, with_all_flags_off_the_data_stay_as_they_are) {
   const sample_data data = make_sample(9, 2, 3);
   const data_normalizer normalizer({false, false, false, false, false}, data.y, data.X);
