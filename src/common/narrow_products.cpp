@@ -6,6 +6,7 @@
 
 #include <algorithm>
 #include <cstring>
+#include <optional>
 
 #include "common/vector_dispatch.h"
 #include "common/vector_register.h"
@@ -39,17 +40,36 @@ void store(const Lanes& stored, double* to) {
   std::memcpy(to, &stored, sizeof stored);
 }
 
-// Halves are added until one entry is left.
+// Entry k of the result is the sum of the entries of from[k]: pairs of registers are folded
+// into one until one is left, at fewer instructions than sums of each by itself.
 template <int Width>
-double sum_lanes(const lanes_of<Width>& sums) {
-  if constexpr (Width == 2)
-    return sums[0] + sums[1];
-  else if constexpr (Width == 4)
-    return sum_lanes<2>(__builtin_shufflevector(sums, sums, 0, 1) +
-                        __builtin_shufflevector(sums, sums, 2, 3));
-  else
-    return sum_lanes<4>(__builtin_shufflevector(sums, sums, 0, 1, 2, 3) +
-                        __builtin_shufflevector(sums, sums, 4, 5, 6, 7));
+void sum_each(const lanes_of<Width>* from, lanes_of<Width>& totals) {
+  using lanes = lanes_of<Width>;
+  if constexpr (Width == 2) {
+    totals = __builtin_shufflevector(from[0], from[1], 0, 2) +
+             __builtin_shufflevector(from[0], from[1], 1, 3);
+  } else if constexpr (Width == 4) {
+    lanes pairs[2];  // NOLINT(modernize-avoid-c-arrays): as in add_tile, also below
+    for (int k = 0; k < 2; ++k)
+      pairs[k] = __builtin_shufflevector(from[2 * k], from[2 * k + 1], 0, 4, 2, 6) +
+                 __builtin_shufflevector(from[2 * k], from[2 * k + 1], 1, 5, 3, 7);
+    totals = __builtin_shufflevector(pairs[0], pairs[1], 0, 1, 4, 5) +
+             __builtin_shufflevector(pairs[0], pairs[1], 2, 3, 6, 7);
+  } else {
+    lanes pairs[4];  // NOLINT(modernize-avoid-c-arrays)
+    for (int k = 0; k < 4; ++k)
+      pairs[k] =
+          __builtin_shufflevector(from[2 * k], from[2 * k + 1], 0, 8, 2, 10, 4, 12, 6, 14) +
+          __builtin_shufflevector(from[2 * k], from[2 * k + 1], 1, 9, 3, 11, 5, 13, 7, 15);
+    lanes fours[2];  // NOLINT(modernize-avoid-c-arrays)
+    for (int k = 0; k < 2; ++k)
+      fours[k] = __builtin_shufflevector(pairs[2 * k], pairs[2 * k + 1], 0, 1, 8, 9, 4, 5,
+                                         12, 13) +
+                 __builtin_shufflevector(pairs[2 * k], pairs[2 * k + 1], 2, 3, 10, 11, 6, 7,
+                                         14, 15);
+    totals = __builtin_shufflevector(fours[0], fours[1], 0, 1, 2, 3, 8, 9, 10, 11) +
+             __builtin_shufflevector(fours[0], fours[1], 4, 5, 6, 7, 12, 13, 14, 15);
+  }
 }
 
 // One step of add_tile, over as many rows as a register holds or fewer.
@@ -81,8 +101,16 @@ void add_tile(const_matrix_block a, const_matrix_block b, matrix_block c) {
   if (whole < a.rows())
     add_step<Width>(a.data() + whole, a.stride(), b.data() + whole, b.stride(),
                     a.rows() - whole, sums);
-  for (int col = 0; col < Cols; ++col)
-    for (int row = 0; row < Rows; ++row) c(row, col) += sum_lanes<Width>(sums[row][col]);
+  constexpr int tile_size = Rows * Cols;
+  for (int first = 0; first < tile_size; first += Width) {
+    lanes_of<Width> group[Width] = {};  // NOLINT(modernize-avoid-c-arrays)
+    for (int k = 0; k < Width && first + k < tile_size; ++k)
+      group[k] = sums[(first + k) % Rows][(first + k) / Rows];
+    lanes_of<Width> totals;
+    sum_each<Width>(group, totals);
+    for (int k = 0; k < Width && first + k < tile_size; ++k)
+      c((first + k) % Rows, (first + k) / Rows) += totals[k];
+  }
 }
 
 // Of at most `Rows` by at most `Cols` columns.
@@ -170,19 +198,26 @@ void multiply_rows(const_matrix_block a, const_matrix_block t, column_span span,
   }
 }
 
-// Strips of columns of T, which overlap at the end as tiles of rows do.
+// One strip of columns of T, at most `Cols`.
 template <int Width, int Cols>
-void multiply_all(const_matrix_block a, triangle which, const_matrix_block t,
-                  matrix_block b) {
-  const index_t cols = b.cols();
+void multiply_strip(const_matrix_block a, const_matrix_block t, column_span span,
+                    matrix_block b) {
   if constexpr (Cols > 1)
-    if (cols < Cols) return multiply_all<Width, 1>(a, which, t, b);
-  for (index_t first = 0; first < cols; first += Cols) {
-    const index_t col = std::min<index_t>(first, cols - Cols);
-    const column_span span =
-        which == triangle::upper ? column_span{0, col + Cols} : column_span{col, t.rows()};
-    multiply_rows<Width, tile_registers, Cols>(a, t.part_columns(col, Cols), span,
-                                               b.part_columns(col, Cols));
+    if (b.cols() < Cols) return multiply_strip<Width, Cols - 1>(a, t, span, b);
+  multiply_rows<Width, tile_registers, Cols>(a, t, span, b);
+}
+
+// T is triangular, or full where no triangle is named.
+template <int Width>
+void multiply_all(const_matrix_block a, std::optional<triangle> which, const_matrix_block t,
+                  matrix_block b) {
+  for (index_t col = 0; col < b.cols(); col += tile_targets<Width>) {
+    const index_t cols = std::min<index_t>(tile_targets<Width>, b.cols() - col);
+    column_span span{0, t.rows()};
+    if (which == triangle::upper) span.to = col + cols;
+    if (which == triangle::lower) span.from = col;
+    multiply_strip<Width, tile_targets<Width>>(a, t.part_columns(col, cols), span,
+                                               b.part_columns(col, cols));
   }
 }
 
@@ -202,8 +237,11 @@ void add_narrow_gram(const_matrix_block a, matrix_block c) {
 
 void multiply_narrow(const_matrix_block a, triangle which, const_matrix_block t,
                      matrix_block b) {
-  run_vectorized(
-      [=](auto width) { multiply_all<width, tile_targets<width>>(a, which, t, b); });
+  run_vectorized([=](auto width) { multiply_all<width>(a, which, t, b); });
+}
+
+void multiply_narrow(const_matrix_block a, const_matrix_block t, matrix_block b) {
+  run_vectorized([=](auto width) { multiply_all<width>(a, std::nullopt, t, b); });
 }
 
 }  // namespace corvane

@@ -25,4 +25,7 @@ void add_narrow_gram(const_matrix_block a, matrix_block c);
 void multiply_narrow(const_matrix_block a, triangle which, const_matrix_block t,
                      matrix_block b);
 
+// B = A T, T any matrix. B and A are apart.
+void multiply_narrow(const_matrix_block a, const_matrix_block t, matrix_block b);
+
 }  // namespace corvane

@@ -83,16 +83,20 @@ TEST(narrow_products, the_lower_products_are_those_of_two_matrices_below_the_dia
     }
 }
 
-// The transpose of the triangle, so that the plain product is one of columns.
+dense_matrix transpose_of(const_matrix_block a) {
+  dense_matrix rows(a.cols(), a.rows());
+  for (index_t j = 0; j < a.cols(); ++j)
+    for (index_t i = 0; i < a.rows(); ++i) rows(j, i) = a(i, j);
+  return rows;
+}
+
 void expect_product_with_triangle(const_matrix_block a, triangle which) {
   const index_t cols = a.cols();
   dense_matrix t = normal_matrix(cols, cols, 8);
-  dense_matrix rows_of_a(cols, a.rows());
+  const dense_matrix rows_of_a = transpose_of(a);
   for (index_t j = 0; j < cols; ++j)
     for (index_t i = 0; i < cols; ++i)
       if (which == triangle::upper ? i > j : i < j) t(i, j) = 0.0;
-  for (index_t j = 0; j < cols; ++j)
-    for (index_t i = 0; i < a.rows(); ++i) rows_of_a(j, i) = a(i, j);
   dense_matrix b(a.rows(), cols);
   for (double& entry : b) entry = 9.0;
   multiply_narrow(a, which, t, b);
@@ -113,6 +117,22 @@ TEST(narrow_products, multiply_a_part_of_a_larger_matrix_that_is_not_aligned) {
   const dense_matrix whole = normal_matrix(101, 12, 9);
   expect_product_with_triangle(const_matrix_block{whole}.part(3, 1, 77, 10),
                                triangle::lower);
+}
+
+TEST(narrow_products, multiply_by_any_matrix) {
+  for (const index_t rows : {0, 3, 24, 61})
+    for (const index_t inner : {0, 1, 9})
+      for (const index_t cols : {0, 1, 8, 13}) {
+        const dense_matrix a = normal_matrix(rows, inner, 10);
+        const dense_matrix t = normal_matrix(inner, cols, 11);
+        const dense_matrix rows_of_a = transpose_of(a);
+        dense_matrix b(rows, cols);
+        multiply_narrow(a, t, b);
+        for (index_t i = 0; i < rows; ++i)
+          for (index_t j = 0; j < cols; ++j)
+            EXPECT_NEAR(b(i, j), plain_product(rows_of_a, i, t, j), 1e-12)
+                << rows << " " << inner << " " << cols;
+      }
 }
 
 }  // namespace
