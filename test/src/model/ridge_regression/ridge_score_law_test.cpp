@@ -12,6 +12,7 @@
 #include <vector>
 
 #include "model/ridge_regression/gcv_objective.h"
+#include "model/ridge_regression/grouped_ridge_objective.h"
 #include "model/ridge_regression/loocv_objective.h"
 #include "model/ridge_regression/range_risk_objective.h"
 #include "optimization/grouped_variable_objective.h"
@@ -37,13 +38,13 @@ void PrintTo(const law_case& c, std::ostream* out) {  // NOLINT: gtest's name
        << (c.with_bias ? " with a bias" : "");
 }
 
-std::unique_ptr<ridge_regression_objective> make_score(const std::string& score,
-                                                       const ridge_problem& problem) {
+std::shared_ptr<ridge_score_objective> make_score(const std::string& score,
+                                                  const ridge_problem& problem) {
   if (score == "loocv")
-    return std::make_unique<loocv_objective>(problem.design(), problem.target());
+    return std::make_shared<loocv_objective>(problem.design(), problem.target());
   if (score == "gcv")
-    return std::make_unique<gcv_objective>(problem.target(), problem.design());
-  return std::make_unique<range_risk_objective>(problem.target(), problem.design());
+    return std::make_shared<gcv_objective>(problem.target(), problem.design());
+  return std::make_shared<range_risk_objective>(problem.target(), problem.design());
 }
 
 // The group of each feature: one for all, halves in order, or three that are scattered.
@@ -83,15 +84,17 @@ TEST_P(ridge_score_law, holds) {
   const law_case& c = GetParam();
   const ridge_problem problem = c.with_bias ? make_problem_with_bias(c.rows, c.features, 31)
                                             : make_problem(c.rows, c.features, 31);
-  std::shared_ptr<ridge_regression_objective> score = make_score(c.score, problem);
+  const std::shared_ptr<ridge_score_objective> score = make_score(c.score, problem);
   if (c.grouping == "none") {
     EXPECT_TRUE(obeys_objective_law(*score, point_of(c, c.features)));
     return;
   }
   index_vector groups = make_groups(c.grouping, c.features);
   const index_t variables = *std::max_element(groups.begin(), groups.end()) + 1;
-  grouped_variable_objective tied{std::move(groups), std::move(score)};
-  EXPECT_TRUE(obeys_objective_law(tied, point_of(c, variables)));
+  grouped_variable_objective sums_afterwards{index_vector{groups}, score};
+  EXPECT_TRUE(obeys_objective_law(sums_afterwards, point_of(c, variables)));
+  grouped_ridge_objective sums_within{std::move(groups), score};
+  EXPECT_TRUE(obeys_objective_law(sums_within, point_of(c, variables)));
 }
 
 INSTANTIATE_TEST_SUITE_P(scores, ridge_score_law, ::testing::ValuesIn(all_cases()),
