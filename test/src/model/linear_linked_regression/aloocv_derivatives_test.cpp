@@ -5,6 +5,7 @@
 // over the formulas.
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cmath>
 #include <memory>
 #include <string>
@@ -109,6 +110,60 @@ TEST_P(aloocv_derivatives, agree_with_plain_loops_over_the_formulas) {
 
 INSTANTIATE_TEST_SUITE_P(penalties, aloocv_derivatives, ::testing::ValuesIn(outer_cases()),
                          [](const auto& instance) { return instance.param.name; });
+
+// Value and derivatives at theta, from the combined operation.
+struct evaluated_outer {
+  evaluated_outer(aloocv_objective objective, const std::vector<double>& theta)
+      : gradient{static_cast<index_t>(theta.size())},
+        hessian{gradient.size(), gradient.size()} {
+    EXPECT_TRUE(objective.compute_value_gradient_hessian({theta.data(), gradient.size()},
+                                                         value, gradient, hessian));
+  }
+  double value = 0.0;
+  dense_vector gradient;
+  symmetric_matrix hessian;
+};
+
+// Samples and weights backwards, and group g under the number num_groups - 1 - g. The
+// strengths are such that the inner problem has one minimum, the smoothed kink or not.
+TEST(aloocv_derivatives, do_not_depend_on_the_order_of_samples_weights_and_groups) {
+  constexpr index_t n = 60;
+  constexpr index_t p = 6;
+  constexpr index_t num_groups = 3;
+  const classification_problem problem = drawn_problem(n, p, 1);
+  classification_problem backwards{dense_matrix{n, p}, dense_vector{n}};
+  std::vector<variable_mapping::entry> groups;
+  for (index_t j = 0; j < p; ++j) {
+    groups.emplace_back(num_groups - 1 - (p - 1 - j) % num_groups);
+    for (index_t i = 0; i < n; ++i) backwards.X(i, j) = problem.X(n - 1 - i, p - 1 - j);
+  }
+  for (index_t i = 0; i < n; ++i) backwards.y[i] = problem.y[n - 1 - i];
+  for (const penalty_kind kind : all_penalties) {
+    const bool two_kinds = kind == penalty_kind::elastic || kind == penalty_kind::bridge;
+    const index_t Q = (two_kinds ? 2 : 1) * num_groups;
+    std::vector<double> theta{0.4, -0.6, 0.3, 0.7, 0.4, -0.6};
+    theta.resize(static_cast<std::size_t>(Q));
+    const auto renumbered = [](index_t a) {
+      return a / num_groups * num_groups + num_groups - 1 - a % num_groups;
+    };
+    std::vector<double> moved(theta);
+    for (index_t a = 0; a < Q; ++a)
+      moved[static_cast<std::size_t>(renumbered(a))] = theta[static_cast<std::size_t>(a)];
+    const evaluated_outer plain{
+        objective_of(penalty_of(kind, cyclic_groups(p, num_groups)), problem), theta};
+    const evaluated_outer other{
+        objective_of(penalty_of(kind, variable_mapping{groups}), backwards), moved};
+    EXPECT_NEAR(other.value, plain.value, 1e-12 * plain.value) << static_cast<int>(kind);
+    for (index_t a = 0; a < Q; ++a) {
+      EXPECT_NEAR(other.gradient[renumbered(a)], plain.gradient[a], 1e-10);
+      for (index_t b = 0; b <= a; ++b) {
+        const index_t low = std::min(renumbered(a), renumbered(b));
+        const index_t high = std::max(renumbered(a), renumbered(b));
+        EXPECT_NEAR(other.hessian(high, low), plain.hessian(a, b), 1e-9) << a << " " << b;
+      }
+    }
+  }
+}
 
 // Outside of the smoothing zone |w| has no curvature: what theta does to the gradient of
 // the penalty is then all that moves the optimum.
