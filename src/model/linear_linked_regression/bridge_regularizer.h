@@ -8,6 +8,9 @@
 // chemometrics regression tools", Technometrics 35 (1993), section 5, for q >= 1.
 #pragma once
 
+#include <cmath>
+#include <memory>
+
 #include "model/linear_linked_regression/regularizer.h"
 #include "model/linear_linked_regression/smoothing_basis.h"
 #include "optimization/variable_mapping.h"
@@ -43,6 +46,10 @@ class bridge_regularizer final : public regularizer {
       const_vector_view theta, const_vector_view w, sparse_matrix& out) const override;
   regularizer_status compute_third_derivative_hyperparameter_derivative(
       const_vector_view theta, const_vector_view w, sparse_matrix& out) const override;
+
+  double zone() const override { return std::abs(smoothing_threshold_); }
+  std::unique_ptr<const weight_penalty> at_hyperparameters(
+      const_vector_view theta) const override;
 
   bool has_third_derivative() const override { return true; }
   bool has_fourth_derivative() const override { return true; }

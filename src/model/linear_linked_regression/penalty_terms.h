@@ -20,6 +20,7 @@ class quadratic_term {
  public:
   static constexpr int highest_order = 2;
   static constexpr bool vanishes_outside_zone(int order) { return order > highest_order; }
+  static double zone() { return 0.0; }
   static bool is_in_zone(double /*w*/) { return false; }
 
   // lambda^2 psi(w)
@@ -45,6 +46,7 @@ class smoothed_absolute_value {
   // With s = 0.0 nothing is smoothed, and the coefficients are NaN.
   explicit smoothed_absolute_value(double s);
 
+  double zone() const { return std::abs(threshold_); }
   bool is_in_zone(double w) const { return is_in_smoothing_zone(w, threshold_); }
   const_vector_view coefficients() const {
     return {coefficients_.data(), num_smoothing_coefficients};

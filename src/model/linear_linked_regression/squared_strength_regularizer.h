@@ -10,6 +10,7 @@
 #pragma once
 
 #include <algorithm>
+#include <memory>
 #include <tuple>
 #include <utility>
 
@@ -82,6 +83,15 @@ class squared_strength_regularizer : public regularizer {
     return has_order(3);
   }
 
+  double zone() const override {
+    return std::apply([](const auto&... term) { return std::max({term.zone()...}); },
+                      terms_);
+  }
+  std::unique_ptr<const weight_penalty> at_hyperparameters(
+      const_vector_view theta) const override {
+    return std::make_unique<fixed_strengths>(*this, theta);
+  }
+
  protected:
   explicit squared_strength_regularizer(variable_mapping&& mapping, Term... terms)
       : mapping_{std::move(mapping)}, terms_{std::move(terms)...} {}
@@ -95,6 +105,23 @@ class squared_strength_regularizer : public regularizer {
   }
 
   index_t num_groups() const { return static_cast<index_t>(mapping_.groups().size()); }
+
+  class fixed_strengths final : public weight_penalty {
+   public:
+    fixed_strengths(const squared_strength_regularizer& penalty, const_vector_view theta)
+        : weight_penalty{penalty.zone()},
+          penalty_{penalty},
+          lambda_{penalty.expand(theta, scratch_)} {}
+    slope_and_curvature at(index_t k, double w) const override {
+      return {penalty_.derivative_of_weight<1>(lambda_, k, w),
+              penalty_.derivative_of_weight<2>(lambda_, k, w)};
+    }
+
+   private:
+    const squared_strength_regularizer& penalty_;
+    scoped_allocator scratch_;
+    const_matrix_view lambda_;
+  };
 
   // p by num_kinds: the lambda of every weight
   matrix_view expand(const_vector_view theta, scoped_allocator& scratch) const {
@@ -111,6 +138,14 @@ class squared_strength_regularizer : public regularizer {
       return (function(std::get<kind>(terms_), static_cast<index_t>(kind)) + ...);
     }
     (std::index_sequence_for<Term...>{});
+  }
+
+  // lambda^2 psi^(order)(w) of weight k, summed over the terms
+  template <int order>
+  double derivative_of_weight(const_matrix_view lambda, index_t k, double w) const {
+    return sum_over_terms([&](const auto& term, index_t kind) {
+      return lambda(k, kind) * lambda(k, kind) * term.template derivative<order>(w);
+    });
   }
 
   // psi^(order)(w) of one kind
@@ -142,9 +177,7 @@ class squared_strength_regularizer : public regularizer {
     scoped_allocator scratch;
     const matrix_view lambda = expand(theta, scratch);
     for (index_t k = 0; k < w.size(); ++k)
-      out[k] = sum_over_terms([&](const auto& term, index_t kind) {
-        return lambda(k, kind) * lambda(k, kind) * term.template derivative<order>(w[k]);
-      });
+      out[k] = derivative_of_weight<order>(lambda, k, w[k]);
     return status_of(out);
   }
 

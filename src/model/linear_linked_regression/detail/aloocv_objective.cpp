@@ -2,6 +2,7 @@
 #include "model/linear_linked_regression/detail/aloocv_objective.h"
 
 #include <algorithm>
+#include <cmath>
 #include <utility>
 
 #include "common/finite.h"
@@ -41,6 +42,7 @@ const_vector_view aloocv_objective::weights() const {
 // theta: one refresh serves them all, and a theta that failed is remembered as such.
 bool aloocv_objective::refresh(const_vector_view theta) {
   if (evaluated_ && same_point(theta, *evaluated_)) return is_defined_;
+  ++num_trials_;
   // Undefined until proven otherwise, so that a failure at any step is remembered.
   evaluated_ = dense_vector{theta};
   value_.reset();
@@ -122,7 +124,26 @@ inner_optimum aloocv_objective::optimum() const {
           loo_predictions_};
 }
 
+// Whether theta is so near to the accepted one, after other trials have failed, that a
+// difference in the score would be of no account.
+bool aloocv_objective::is_beyond_resolution(const_vector_view theta) const {
+  constexpr int fewest_trials = 2;
+  constexpr double resolution = 1e-6;
+  if (!accepted_ || regularizer_->zone() == 0.0 || num_trials_ < fewest_trials)
+    return false;
+  double change = 0.0;
+  for (index_t a = 0; a < theta.size(); ++a)
+    change += accepted_->gradient[a] * (theta[a] - accepted_->theta[a]);
+  return std::abs(change) < resolution * (std::abs(accepted_->value) + 1.0);
+}
+
+// An optimizer that stands before a jump of the score halves its steps until they vanish.
+// Those that tell nothing more are given the score of the accepted theta, which ends them.
 bool aloocv_objective::compute_value(const_vector_view theta, double& value) {
+  if (is_beyond_resolution(theta)) {
+    value = accepted_->value;
+    return refresh(accepted_->theta);
+  }
   if (!refresh(theta)) return false;
   if (!value_) value_ = sum_loo_losses();
   if (!value_) return false;
@@ -143,8 +164,64 @@ void aloocv_objective::begin_iteration(const_vector_view theta, double /*value*/
   if (!refresh(theta))
     panic("termination condition not satisfied", __LINE__,
           "src/model/linear_linked_regression/detail/aloocv_objective");
+  start_at_solution();
+  num_trials_ = 0;
+}
+
+void aloocv_objective::start_at_solution() {
   start_weights_ = inner_result_.x;
   inner_objective_.start_at(start_weights_);
+}
+
+bool aloocv_objective::adjust_point(vector_view theta, double& value, vector_view gradient,
+                                    symmetric_view hessian) {
+  if (regularizer_->zone() == 0.0) return false;
+  const bool moved =
+      is_disappointing(theta, value) && step_back(theta, value, gradient, hessian);
+  accepted_ =
+      accepted_point{dense_vector{theta}, value, dense_vector{gradient},
+                     symmetric_matrix{const_symmetric_view{hessian}}, start_weights_};
+  num_trials_ = 0;
+  return moved;
+}
+
+// Whether the step from the last accepted theta to this one has not brought half of what
+// the derivatives there had promised.
+bool aloocv_objective::is_disappointing(const_vector_view theta, double value) const {
+  if (!accepted_) return false;
+  scoped_allocator scratch;
+  const vector_view step = scratch.vector(theta.size());
+  for (index_t a = 0; a < step.size(); ++a) step[a] = theta[a] - accepted_->theta[a];
+  const vector_view product = scratch.vector(step.size());
+  symv(1.0, accepted_->hessian, step, 0.0, product);
+  const double promised = dot(accepted_->gradient, step) + 0.5 * dot(step, product);
+  return value - accepted_->value > 0.5 * promised;
+}
+
+// To the middle of the last step, if the score is lower there. It is solved for from the
+// side that the step began at: a weight that left its zone may not find its way back.
+bool aloocv_objective::step_back(vector_view theta, double& value, vector_view gradient,
+                                 symmetric_view hessian) {
+  const dense_vector end_weights = start_weights_;
+  scoped_allocator scratch;
+  const vector_view middle = scratch.vector(theta.size());
+  for (index_t a = 0; a < middle.size(); ++a)
+    middle[a] = 0.5 * (accepted_->theta[a] + theta[a]);
+  const vector_view middle_gradient = scratch.vector(theta.size());
+  const symmetric_view middle_hessian = scratch.symmetric(theta.size());
+  double middle_value = 0.0;
+  start_weights_ = accepted_->weights;
+  if (!compute_value(middle, middle_value) || !(middle_value < value) ||
+      !compute_gradient_hessian(middle, middle_gradient, middle_hessian)) {
+    start_weights_ = end_weights;
+    return false;
+  }
+  std::copy(middle.begin(), middle.end(), theta.begin());
+  value = middle_value;
+  std::copy(middle_gradient.begin(), middle_gradient.end(), gradient.begin());
+  copy_lower(middle_hessian, hessian);
+  start_at_solution();
+  return true;
 }
 
 }  // namespace corvane::model::linear_linked_regression_detail

@@ -40,9 +40,28 @@ class aloocv_objective final : public optimization_objective_helper {
   // that is undefined cannot have been accepted: it ends the process.
   void begin_iteration(const_vector_view theta, double value, const_vector_view gradient,
                        const_symmetric_view hessian) override;
+  // Goes back part of the last step where that has a lower score. Where a weight leaves the
+  // zone of a smoothed penalty the score jumps, and no derivative tells of it: a step that
+  // looks good to its end may have crossed many jumps, and its middle fewer.
+  bool adjust_point(vector_view theta, double& value, vector_view gradient,
+                    symmetric_view hessian) override;
 
  private:
+  // A point that the optimizer has accepted, and what it knows there.
+  struct accepted_point {
+    dense_vector theta;
+    double value;
+    dense_vector gradient;
+    symmetric_matrix hessian;
+    dense_vector weights;
+  };
+
   bool refresh(const_vector_view theta);
+  bool is_beyond_resolution(const_vector_view theta) const;
+  bool is_disappointing(const_vector_view theta, double value) const;
+  bool step_back(vector_view theta, double& value, vector_view gradient,
+                 symmetric_view hessian);
+  void start_at_solution();
   bool solve_inner_problem(const_vector_view theta);
   bool run_inner_optimizer();
   bool settle_at_solution();
@@ -57,6 +76,9 @@ class aloocv_objective final : public optimization_objective_helper {
   dense_vector y_;
   loss_objective inner_objective_;  // looks at X and y
   dense_vector start_weights_;      // where the next inner problem starts
+
+  std::optional<accepted_point> accepted_;
+  int num_trials_ = 0;  // since the last theta was accepted
 
   // What belongs to `evaluated_`.
   std::optional<dense_vector> evaluated_;  // theta

@@ -9,6 +9,7 @@
 #include "common/finite.h"
 #include "common/matrix_block.h"
 #include "common/scoped_allocator.h"
+#include "model/linear_linked_regression/detail/penalized_model.h"
 #include "n_array/panic.h"
 
 namespace corvane::model::linear_linked_regression_detail {
@@ -54,6 +55,9 @@ bool loss_objective::accepts_hyperparameters(const_vector_view theta) const {
 void loss_objective::set_hyperparameters(const_vector_view theta) {
   losses_.forget();
   num_iterations_ = 0;
+  is_move_due_ = true;
+  is_refused_ = false;
+  is_settled_ = false;
   hyperparameters_ = theta;
   const vector_view slope = regularizer_gradient_at_zero_;
   const regularizer_status status = gradient_at_zero(theta, slope);
@@ -70,6 +74,65 @@ void loss_objective::begin_iteration(const_vector_view /*w*/, double /*value*/,
                                      const_vector_view /*gradient*/,
                                      const_symmetric_view /*hessian*/) {
   ++num_iterations_;
+}
+
+// From w = 0 an optimizer would set out with a very small step. Elsewhere its own steps do
+// for a penalty that is smooth throughout.
+bool loss_objective::adjust_point(vector_view w, double& value, vector_view gradient,
+                                  symmetric_view hessian) {
+  constexpr int most_moves = 30;
+  if (!is_move_due_) return false;
+  is_move_due_ = false;
+  is_settled_ = is_refused_;
+  const auto penalty = regularizer_->at_hyperparameters(hyperparameters_);
+  if (!penalty) return false;
+  const bool is_zero = std::all_of(w.begin(), w.end(), [](double x) { return x == 0.0; });
+  if (penalty->zone() == 0.0 && !is_zero) return false;
+  int num_moves = 0;
+  while (num_moves < most_moves && move_downhill(*penalty, w, value, gradient, hessian))
+    ++num_moves;
+  is_settled_ = is_refused_ && num_moves == 0;
+  return num_moves > 0;
+}
+
+// False where the point stays: the move is so short that the optimizer's own step is as
+// good, or it does not lower the value.
+bool loss_objective::move_downhill(const weight_penalty& penalty, vector_view w,
+                                   double& value, vector_view gradient,
+                                   symmetric_view hessian) {
+  constexpr double shortest = 0.03;
+  const loss_sums* const sums = losses_.differentiate(w);
+  if (sums == nullptr) return false;
+  scoped_allocator scratch;
+  const vector_view moved = scratch.vector(w.size());
+  std::copy(w.begin(), w.end(), moved.begin());
+  const model_move move = descend({w, sums->gradient, sums->hessian, penalty}, moved);
+  if (!(move.length > shortest || move.crosses_a_border)) return false;
+
+  double moved_value = 0.0;
+  if (!compute_value(moved, moved_value) || !(moved_value < value)) return false;
+  const vector_view moved_gradient = scratch.vector(w.size());
+  const symmetric_view moved_hessian = scratch.symmetric(w.size());
+  if (!compute_gradient_hessian(moved, moved_gradient, moved_hessian)) return false;
+  std::copy(moved.begin(), moved.end(), w.begin());
+  value = moved_value;
+  std::copy(moved_gradient.begin(), moved_gradient.end(), gradient.begin());
+  copy_lower(moved_hessian, hessian);
+  return true;
+}
+
+bool loss_objective::accept_convergence(const_vector_view w, double /*value*/,
+                                        const_vector_view /*gradient*/,
+                                        const_symmetric_view hessian) {
+  if (is_settled_) return true;
+  const auto penalty = regularizer_->at_hyperparameters(hyperparameters_);
+  if (!penalty) return true;
+  for (index_t k = 0; k < w.size(); ++k) {
+    const double of_losses = hessian(k, k) - penalty->at(k, w[k]).curvature;
+    if (is_about_to_leave_zone(*penalty, k, w[k], of_losses))
+      is_move_due_ = is_refused_ = true;
+  }
+  return !is_move_due_;
 }
 
 bool loss_objective::compute_value(const_vector_view w, double& value) {

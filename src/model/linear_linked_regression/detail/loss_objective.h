@@ -51,6 +51,16 @@ class loss_objective final : public optimization_objective_helper {
                                 symmetric_view hessian) override;
   void begin_iteration(const_vector_view w, double value, const_vector_view gradient,
                        const_symmetric_view hessian) override;
+  // Once per theta the point is moved by descents that follow the penalty itself, which a
+  // step of the optimizer takes for a quadratic: weights enter and leave the zone around
+  // zero in these moves, all at a time.
+  bool adjust_point(vector_view w, double& value, vector_view gradient,
+                    symmetric_view hessian) override;
+  // False, for the point to be moved once more, where a weight is held in its zone by a
+  // minimum that is about to vanish. The score that is made of the solution has a pole
+  // there.
+  bool accept_convergence(const_vector_view w, double value, const_vector_view gradient,
+                          const_symmetric_view hessian) override;
 
   // The last point asked for, other than where problems start; NaN before the first one.
   const_vector_view weights() const { return losses_.weights(); }
@@ -64,10 +74,15 @@ class loss_objective final : public optimization_objective_helper {
   regularizer_status gradient_at_zero(const_vector_view theta, vector_view out) const;
   bool add_penalty_gradient(const_vector_view w, vector_view gradient) const;
   bool add_penalty_curvature(const_vector_view w, symmetric_view hessian) const;
+  bool move_downhill(const weight_penalty& penalty, vector_view w, double& value,
+                     vector_view gradient, symmetric_view hessian);
 
   dense_vector regularizer_gradient_at_zero_;
   bool is_nonsmooth_at_zero_ = false;
   int num_iterations_ = 0;  // since theta was set
+  bool is_move_due_ = true;
+  bool is_refused_ = false;  // a solution was, and a move is to follow
+  bool is_settled_ = false;  // no move did: the next solution is not refused
   std::shared_ptr<const regularizer> regularizer_;
   dense_vector hyperparameters_;
   linked_losses losses_;
