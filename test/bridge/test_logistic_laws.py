@@ -161,9 +161,10 @@ def test_more_features_than_observations(penalty):
     assert np.mean(model.predict(X) == y) > 0.8
 
 
-def test_one_hundred_thousand_observations_of_twenty_features():
+@pytest.mark.parametrize("penalty", PENALTIES)
+def test_one_hundred_thousand_observations_of_twenty_features(penalty):
     X, y = classification(n=100_000, p=20)
-    model = fitted(X, y)
+    model = fitted(X, y, penalty=penalty)
     other = LogisticRegression(C=1e6, tol=1e-10, solver="newton-cholesky").fit(X, y)
     assert model.within_tolerance
     # So many observations leave the penalty next to nothing to say.
@@ -222,7 +223,7 @@ def test_a_swap_of_the_labels_mirrors_the_probabilities(penalty, seed):
     model = fitted(X, y, penalty=penalty, tolerance=1e-7)
     mirrored = fitted(X, 1.0 - y, penalty=penalty, tolerance=1e-7)
     np.testing.assert_allclose(
-        mirrored.predict_proba(X)[:, ::-1], model.predict_proba(X), rtol=0.0, atol=1e-5
+        mirrored.predict_proba(X)[:, ::-1], model.predict_proba(X), rtol=0.0, atol=1e-7
     )
 
 
