@@ -1,32 +1,55 @@
 // SPDX-License-Identifier: BSD-3-Clause
 #include "model/ridge_regression/loocv_objective.h"
 
+#include <algorithm>
+#include <array>
 #include <utility>
 
 #include "common/scoped_allocator.h"
 #include "model/ridge_regression/leave_one_out_sums.h"
+#include "model/ridge_regression/tall_factorization.h"
 
 namespace corvane::model::ridge_regression_detail {
 
 namespace {
 
-// b = X'y, each entry summed in extended precision and rounded once.
+// b = X'y, each entry summed in extended precision and rounded once. Four sums at a time do
+// not wait for each other.
 dense_vector correlate_extended(const_matrix_view design, const_vector_view target) {
+  constexpr index_t together = 4;
   dense_vector correlation{design.cols()};
-  for (index_t j = 0; j < design.cols(); ++j) {
-    long double sum = 0.0L;
+  for (index_t first = 0; first < design.cols(); first += together) {
+    const index_t count = std::min(together, design.cols() - first);
+    std::array<long double, together> sums{};
+    std::array<const double*, together> columns{};
+    for (index_t k = 0; k < together; ++k)
+      columns[k] = design.data() + (first + std::min(k, count - 1)) * design.rows();
     for (index_t i = 0; i < design.rows(); ++i)
-      sum += static_cast<long double>(target[i]) * static_cast<long double>(design(i, j));
-    correlation[j] = static_cast<double>(sum);
+      for (index_t k = 0; k < together; ++k)
+        sums[k] +=
+            static_cast<long double>(target[i]) * static_cast<long double>(columns[k][i]);
+    for (index_t k = 0; k < count; ++k)
+      correlation[first + k] = static_cast<double>(sums[k]);
   }
   return correlation;
+}
+
+// R of X = Q R. Q is not needed, so that a tall design takes less than Householder's way.
+dense_matrix triangle_of(const_matrix_view design_view) {
+  if (design_view.rows() < design_view.cols()) return factor_design(design_view).triangle();
+  const const_matrix_block design = design_view;
+  const tall_factorization factors{{.rows = design.rows(),
+                                    .cols = design.cols(),
+                                    .read = [design](index_t first, matrix_block block) {
+                                      copy(design.part_rows(first, block.rows()), block);
+                                    }}};
+  return factors.triangle();
 }
 
 }  // namespace
 
 loocv_objective::loocv_objective(dense_matrix&& design, dense_vector&& target)
-    : ridge_score_objective{{factor_design(design).triangle(),
-                             correlate_extended(design, target)}},
+    : ridge_score_objective{{triangle_of(design), correlate_extended(design, target)}},
       score_{std::move(design), std::move(target)} {}
 
 bool loocv_objective::evaluate_groups(const_vector_view t, const penalty_groups& groups,
