@@ -2,7 +2,9 @@
 """The Python type of the logistic model: its factory, its members, what it refuses and
 what a refusal leaves behind."""
 
+import ast
 import math
+import re
 
 import numpy as np
 import pytest
@@ -158,6 +160,53 @@ def test_make_objective_is_of_the_internal_flavour_and_ends_the_process():
         "bridge/python/model/linear_linked_regression/linear_linked_regression_model:"
     )
     assert " panic: not implemented" in child.stderr
+
+
+# Makes the module once for each of the first requests for memory, in a process of its own in
+# which this one request fails; prints what the processes that are aborted leave on stderr.
+FAILING_MAKERS = """
+import _imp, _testcapi, ctypes, importlib.util, os, tempfile
+
+spec = importlib.util.find_spec("trevalon_impl")
+ctypes.CDLL(spec.origin)  # its libraries are loaded once
+texts = set()
+for request in range(400):
+    with tempfile.TemporaryFile() as captured:
+        child = os.fork()
+        if child == 0:
+            os.dup2(captured.fileno(), 2)
+            _testcapi.set_nomemory(request, request + 1)
+            try:
+                _imp.create_dynamic(spec)
+            except MemoryError:
+                pass
+            os._exit(0)
+        if os.WIFSIGNALED(os.waitpid(child, 0)[1]):
+            captured.seek(0)
+            texts.add(captured.read().decode())
+print(sorted(text for text in texts if "panic" in text))
+"""
+
+
+def test_a_type_that_cannot_be_added_to_its_module_ends_the_process():
+    pytest.importorskip(
+        "_testcapi", reason="this interpreter comes without its test modules"
+    )
+    child = run_child(FAILING_MAKERS)
+    assert child.returncode == 0, child.stderr
+    [text] = ast.literal_eval(child.stdout)
+    assert re.fullmatch(
+        "bridge/python/model/linear_linked_regression/logistic_regression_type:[0-9]+ "
+        "panic: failed to create _LogisticRegressionModel",
+        text,
+    )
+
+
+@pytest.mark.parametrize("attribute", ATTRIBUTES)
+def test_attributes_are_read_only(classes, attribute):
+    model = fitted(*classes)
+    with pytest.raises(AttributeError, match="is not writable"):
+        setattr(model, attribute, 1.0)
 
 
 # Before and after a fit

@@ -56,6 +56,15 @@ def test_attributes_have_their_types(warped):
     assert latent.shape == stddev.shape == model.predict(warped[0]).shape == (60,)
 
 
+@pytest.mark.parametrize("attribute", ATTRIBUTES)
+def test_attributes_are_read_only(warped, attribute):
+    model = fitted(*warped)
+    with pytest.raises(AttributeError, match="is not writable"):
+        setattr(model, attribute, 1.0)
+    with pytest.raises(AttributeError, match="is not writable"):
+        model.warper.parameters = 1.0
+
+
 def test_warper_called_twice_gives_two_handles_on_one_map(warped):
     X, y = warped
     model = fitted(X, y)
