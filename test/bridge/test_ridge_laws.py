@@ -5,6 +5,11 @@ Each law compares two runs of the optimizer that differ by rounding, to a tolera
 below what the hyperparameters themselves do to a prediction. Generalized cross validation
 keeps the laws of permutation with one common penalty only: with several, the score depends
 on the basis in which the observations are rotated.
+
+With a penalty of its own for each column a score has several minima. Which of them a run
+finds depends on more than the score: at a saddle the search for a way down takes the
+columns in their order, and the tolerance is relative to the score's size. There the law
+is that a minimum stays one.
 """
 
 import numpy as np
@@ -17,13 +22,20 @@ COMMON_PENALTY = [
     {"score": "gcv", "grouping_mode": "all"},
     {"score": "loocv", "grouping_mode": "all"},
     {"score": "loocv", "grouping_mode": "feature_bias"},
+    {"score": "range_risk", "grouping_mode": "all"},
 ]
-SEPARATE_PENALTIES = [
-    {"score": "loocv", "grouping_mode": "none"},
+CLUSTERED_PENALTIES = [
     {"score": "loocv", "num_groups": 2},
     {"score": "loocv", "num_groups": 3},
+    {"score": "range_risk", "num_groups": 2},
 ]
-EVERY_GROUPING = pytest.mark.parametrize("options", COMMON_PENALTY + SEPARATE_PENALTIES)
+OWN_PENALTIES = [
+    {"score": "loocv", "grouping_mode": "none"},
+    {"score": "range_risk", "grouping_mode": "none"},
+]
+EVERY_GROUPING = pytest.mark.parametrize(
+    "options", COMMON_PENALTY + CLUSTERED_PENALTIES + OWN_PENALTIES
+)
 # The same examples in every run: a rare one may lie where two minima are equally deep, and
 # rounding then decides between them.
 LAW = settings(max_examples=40, deadline=None, derandomize=True)
@@ -61,7 +73,7 @@ def test_the_order_of_observations_does_not_matter(options, regression):
     assert_same(permuted.predict(X), fitted(X, y, **options).predict(X), y)
 
 
-@EVERY_GROUPING
+@pytest.mark.parametrize("options", COMMON_PENALTY + CLUSTERED_PENALTIES)
 @given(regressions())
 @LAW
 def test_the_order_of_features_does_not_matter(options, regression):
@@ -69,6 +81,36 @@ def test_the_order_of_features_does_not_matter(options, regression):
     order = random.permutation(X.shape[1])
     permuted = fitted(X[:, order], y, **options)
     assert_same(permuted.predict(X[:, order]), fitted(X, y, **options).predict(X), y)
+
+
+@pytest.mark.parametrize("options", OWN_PENALTIES)
+@given(regressions())
+@LAW
+def test_a_minimum_of_own_penalties_stays_one_in_another_order_of_features(
+    options, regression
+):
+    X, y, random = regression
+    order = random.permutation(X.shape[1])
+    straight = fitted(X, y, **options)
+    start = straight.regularization[order]
+    permuted = fitted(X[:, order], y, init0=lambda n: start, **options)
+    assert_same(permuted.predict(X[:, order]), straight.predict(X), y)
+
+
+# Measured over 1500 data sets: 12 of the leave-one-out error and 2 of the range risk.
+@pytest.mark.parametrize("options", OWN_PENALTIES)
+def test_in_another_order_of_features_own_penalties_seldom_lead_to_another_minimum(options):
+    others = 0
+    for seed in range(300):
+        random = np.random.default_rng(seed)
+        n, p = random.integers(8, 41), random.integers(2, 7)
+        X = random.normal(size=(n, p)) * random.uniform(0.1, 10.0, p)
+        y = X @ (random.normal(size=p) / np.arange(1, p + 1)) + random.normal(size=n)
+        order = random.permutation(p)
+        straight = fitted(X, y, **options).predict(X)
+        permuted = fitted(X[:, order], y, **options).predict(X[:, order])
+        others += not np.allclose(permuted, straight, rtol=0.0, atol=1e-6 * np.std(y))
+    assert others <= 9
 
 
 @given(regressions())
@@ -94,12 +136,11 @@ def test_with_normalize_the_scale_of_a_column_does_not_matter(options, regressio
     assert_same(scaled.predict(X * scale), fitted(X, y, **options).predict(X), y)
 
 
-# Without `normalize` the score keeps its scale, so that both runs take the same way through
-# a landscape that has several minima when each feature has a penalty of its own.
+# Without `normalize` the score keeps its scale, so that both runs take the same way.
 @pytest.mark.parametrize(
     ("options", "normalize"),
     [(options, 1) for options in COMMON_PENALTY]
-    + [(options, 0) for options in COMMON_PENALTY + SEPARATE_PENALTIES],
+    + [(options, 0) for options in COMMON_PENALTY + CLUSTERED_PENALTIES + OWN_PENALTIES],
 )
 @given(regressions())
 @LAW
@@ -110,6 +151,23 @@ def test_with_an_intercept_a_constant_added_to_the_target_is_added_to_the_predic
     constant = random.uniform(-10.0, 10.0)
     shifted = fitted(X, y + constant, normalize=normalize, **options)
     plain = fitted(X, y, normalize=normalize, **options)
+    assert_same(shifted.predict(X), plain.predict(X) + constant, y)
+
+
+@pytest.mark.parametrize("options", CLUSTERED_PENALTIES + OWN_PENALTIES)
+@given(regressions())
+@LAW
+def test_a_minimum_of_several_penalties_stays_one_when_a_constant_is_added_to_the_target(
+    options, regression
+):
+    X, y, random = regression
+    constant = random.uniform(-10.0, 10.0)
+    plain = fitted(X, y, **options)
+
+    def init0(n):
+        return plain.regularization if n == len(plain.regularization) else [0.1] * n
+
+    shifted = fitted(X, y + constant, init0=init0, **options)
     assert_same(shifted.predict(X), plain.predict(X) + constant, y)
 
 
