@@ -2,10 +2,14 @@
 //
 // trevalon_conversion_probe: the array conversions as functions of a Python module. Each
 // takes any object and returns the elements in the order of the core's storage, and where
-// there is one, the numpy array that the same elements become on the way back.
+// there is one, the numpy array that the same elements become on the way back. Beside them
+// the owner of a Python reference, counted.
 #include <algorithm>
 #include <array>
+#include <exception>
 #include <type_traits>
+#include <utility>
+#include <vector>
 
 #include "python/array_conversion.h"
 #include "python/grouper_bridge.h"
@@ -98,6 +102,52 @@ python_object start_of_three(PyObject* callable) {
   return to_list(start);
 }
 
+// How many references an object gains while owners of it are made, copied, moved and
+// dropped, one number after each step; at the end its owners are gone.
+python_object ownership(PyObject* object) {
+  const Py_ssize_t alone = Py_REFCNT(object);
+  std::vector<Py_ssize_t> gained;
+  const auto note = [&] { gained.push_back(Py_REFCNT(object) - alone); };
+  {
+    python_object owner = python_object::share(object);
+    note();
+    const python_object copy{owner};
+    note();
+    python_object moved{std::move(owner)};
+    note();
+    python_object other{PyList_New(0)};
+    other = moved;
+    note();
+    other = std::move(moved);
+    note();
+    other = python_object{PyList_New(0)};
+    note();
+    python_object released{copy};
+    PyObject* const handed_over = released.release();
+    note();
+    Py_DECREF(handed_over);
+    note();
+  }
+  note();
+  python_object list{PyList_New(0)};
+  for (const Py_ssize_t count : gained) {
+    const python_object item{PyLong_FromSsize_t(count)};
+    if (PyList_Append(list.get(), item.get()) != 0) throw python_error{};
+  }
+  return list;
+}
+
+// Whether wrapping the null of a failed call throws, and what the exception calls itself.
+python_object failed_call(PyObject* object) {
+  try {
+    const python_object never{PyObject_GetAttrString(object, "no such attribute")};
+  } catch (const std::exception& error) {
+    PyErr_Clear();
+    return python_object{PyUnicode_FromString(error.what())};
+  }
+  return python_object::share(Py_None);
+}
+
 // A function of one positional argument behind the rule of the bridge's wrappers.
 template <python_object (*Function)(PyObject*)>
 PyObject* probe(PyObject* /*module*/, PyObject* object) noexcept {
@@ -128,6 +178,8 @@ PyMODINIT_FUNC PyInit_trevalon_conversion_probe() noexcept {
                                    make_probe<shape>("shape"),
                                    make_probe<groups_with_fixed>("groups_with_fixed"),
                                    make_probe<start_of_three>("start_of_three"),
+                                   make_probe<ownership>("ownership"),
+                                   make_probe<failed_call>("failed_call"),
                                    PyMethodDef{}};
   return make_python_module("trevalon_conversion_probe", "Array conversions, for tests",
                             methods.data())

@@ -8,6 +8,7 @@ from pathlib import Path
 
 import numpy as np
 import pytest
+import trevalon_conversion_probe as probe
 import trevalon_impl
 import trevalon_internal
 
@@ -194,6 +195,19 @@ def test_the_init_function_is_the_one_exported_symbol(module):
 
 def test_the_file_name_says_that_the_module_serves_every_later_python():
     assert Path(trevalon_impl.__file__).name == "trevalon_impl.abi3.so"
+
+
+def test_an_owner_holds_one_reference_a_copy_another_and_a_move_hands_it_on():
+    shared, copied, moved, assigned, move_assigned, replaced, released, dropped, ended = (
+        probe.ownership(object())
+    )
+    assert (shared, copied, moved) == (1, 2, 2)
+    assert (assigned, move_assigned, replaced) == (3, 2, 1)
+    assert (released, dropped, ended) == (2, 1, 0)
+
+
+def test_a_failed_call_throws_the_exception_that_says_the_error_is_set():
+    assert probe.failed_call(object()) == "python_error"
 
 
 def test_instances_hold_an_object_header_and_one_pointer():
