@@ -1,7 +1,6 @@
 // SPDX-License-Identifier: BSD-3-Clause
 #include "common/vector_math.h"
 
-#include <algorithm>
 #include <bit>
 #include <cmath>
 #include <cstdint>
@@ -20,9 +19,16 @@ namespace {
 //
 //   tanh h   = h - (even - odd / h) h / even
 //   tanh |x| = 1 - 2 (even - odd) / ((2^k + 1) even + (2^k - 1) odd)
-double tanh_entry(double x) {
-  // Beyond 19.1 the nearest double is 1. A NaN passes through.
-  const double magnitude = std::abs(x) > 20.0 ? 20.0 : std::abs(x);
+struct tangent {
+  double t;
+  double complement;  // 1 - t^2, by way of 1 - |t| where that is known to all its digits
+};
+
+tangent tanh_entry(double x) {
+  // Beyond 19.1 the nearest double is 1, and beyond 300 the complement, below 1e-259, is
+  // taken for 0. A NaN passes through.
+  const bool is_far = std::abs(x) > 300.0;
+  const double magnitude = is_far ? 300.0 : std::abs(x);
   const bool is_small = magnitude < 0.55;
 
   // Adding 1.5 * 2^52 rounds to a whole number, which then stands in the lowest bits.
@@ -47,16 +53,36 @@ double tanh_entry(double x) {
   const double large_missing = 2.0 * (even - odd);
   const double missing =
       (is_small ? small_missing : large_missing) / (is_small ? even : sum);
-  return std::copysign((is_small ? h : 1.0) - missing, x);
+  const double t = (is_small ? h : 1.0) - missing;
+  const double near_complement = is_small ? 1.0 - t * t : missing * (2.0 - missing);
+  return {std::copysign(t, x), is_far ? 0.0 : near_complement};
 }
 
-// Doubles reach to 2^1024; the margin is for factors that rounding has put a little above
-// the largest. None where the largest is not finite.
-index_t factors_within_range(double largest) {
-  constexpr double plenty = 1e6;
-  if (!is_finite(largest)) return 0;
-  return static_cast<index_t>(
-      std::min(1000.0 / std::log2(std::max(largest, 1.001)), plenty));
+// With x = 2^e m and m between sqrt(1/2) and sqrt(2),
+//   log x = e log 2 + 2 artanh f,   f = (m - 1) / (m + 1),
+// where the series of J. Gregory (1668), artanh f = f + f^3 / 3 + f^5 / 5 + ..., ends below
+// the rounding after f^21.
+double log_entry(double x) {
+  constexpr std::uint64_t half_root = 0x3fe6a09e667f3bcdU;  // of the double sqrt(1/2)
+  constexpr double whole = 4503599627370496.0;              // 2^52
+  const auto bits = std::bit_cast<std::uint64_t>(x);
+  const std::uint64_t exponent = (bits - half_root) >> 52U;
+  const auto m = std::bit_cast<double>(bits - (exponent << 52U));
+  // In the lowest bits of 2^52 the exponent is a whole number.
+  const double e =
+      std::bit_cast<double>(exponent | std::bit_cast<std::uint64_t>(whole)) - whole;
+
+  const double f = (m - 1.0) / (m + 1.0);
+  const double ff = f * f;
+  double tail = 1.0 / 21.0;
+  for (const double denominator : {19.0, 17.0, 15.0, 13.0, 11.0, 9.0, 7.0, 5.0, 3.0})
+    tail = tail * ff + 1.0 / denominator;
+  // log 2 in two parts: the product of the upper one, of 42 bits, with e is exact.
+  constexpr double ln2_upper = 0.6931471805598903;
+  constexpr double ln2_lower = 5.497923018708371e-14;
+  const double twice = f + f;
+  const double result = e * ln2_upper + (twice + (twice * ff * tail + e * ln2_lower));
+  return x <= largest_double ? result : x;
 }
 
 }  // namespace
@@ -66,44 +92,31 @@ void compute_tanh(const_vector_view x, vector_view tangents) {
   double* const to = tangents.data();
   const index_t count = tangents.size();
   run_vectorized([=](auto /*width*/) {
-    for (index_t i = 0; i < count; ++i) to[i] = tanh_entry(from[i]);
+    for (index_t i = 0; i < count; ++i) to[i] = tanh_entry(from[i]).t;
   });
 }
 
-log_sum::log_sum(double largest) : max_rounds_{factors_within_range(largest)} {
-  lanes_.fill(1.0);
+void compute_tanh(const_vector_view x, vector_view tangents, vector_view complements) {
+  const double* const from = x.data();
+  double* const to = tangents.data();
+  double* const rest = complements.data();
+  const index_t count = tangents.size();
+  run_vectorized([=](auto /*width*/) {
+    for (index_t i = 0; i < count; ++i) {
+      const tangent entry = tanh_entry(from[i]);
+      to[i] = entry.t;
+      rest[i] = entry.complement;
+    }
+  });
 }
 
-void log_sum::add(const_vector_view factors) {
-  index_t done = 0;
-  while (max_rounds_ > 0 && factors.size() - done >= num_lanes) {
-    if (rounds_ == max_rounds_) close_lanes();
-    const index_t rounds =
-        std::min((factors.size() - done) / num_lanes, max_rounds_ - rounds_);
-    multiply(factors.data() + done, rounds);
-    rounds_ += rounds;
-    done += rounds * num_lanes;
-  }
-  for (; done < factors.size(); ++done) logs_.add(std::log(factors[done]));
-}
-
-void log_sum::multiply(const double* factors, index_t rounds) {
-  std::array<double, num_lanes> products = lanes_;
-  for (index_t round = 0; round < rounds; ++round, factors += num_lanes)
-    for (std::size_t lane = 0; lane < products.size(); ++lane)
-      products[lane] *= factors[lane];
-  lanes_ = products;
-}
-
-void log_sum::close_lanes() {
-  for (const double product : lanes_) logs_.add(std::log(product));
-  lanes_.fill(1.0);
-  rounds_ = 0;
-}
-
-double log_sum::total() {
-  close_lanes();
-  return logs_.total();
+void compute_log(const_vector_view x, vector_view logs) {
+  const double* const from = x.data();
+  double* const to = logs.data();
+  const index_t count = logs.size();
+  run_vectorized([=](auto /*width*/) {
+    for (index_t i = 0; i < count; ++i) to[i] = log_entry(from[i]);
+  });
 }
 
 }  // namespace corvane

@@ -4,9 +4,6 @@
 // turn their loops into vector instructions. The results are the same on every machine.
 #pragma once
 
-#include <array>
-
-#include "common/compensated_sum.h"
 #include "n_array/n_array_view.h"
 
 namespace corvane {
@@ -15,25 +12,12 @@ namespace corvane {
 // equally long, and either the same array or apart.
 void compute_tanh(const_vector_view x, vector_view tangents);
 
-// The sum of the logarithms of factors between 1 and `largest`: one logarithm for as many
-// factors as their product is sure not to overflow.
-class log_sum {
- public:
-  explicit log_sum(double largest);
+// The same, and their complements = 1 - tanh(x)^2, to within 4 units in the last place:
+// also where the tangent is so near 1 that a subtraction would leave few digits or none.
+void compute_tanh(const_vector_view x, vector_view tangents, vector_view complements);
 
-  void add(const_vector_view factors);
-  double total();
-
- private:
-  static constexpr index_t num_lanes = 8;
-
-  void multiply(const double* factors, index_t rounds);
-  void close_lanes();
-
-  index_t max_rounds_;  // factors that the product of one lane can hold
-  index_t rounds_ = 0;
-  std::array<double, num_lanes> lanes_;
-  compensated_sum logs_;
-};
+// logs = log(x) by entry, to within 2 units in the last place, of numbers not below 1. An
+// infinity and a NaN pass through. `x` and `logs` are the same array or apart.
+void compute_log(const_vector_view x, vector_view logs);
 
 }  // namespace corvane

@@ -6,16 +6,28 @@
 // derivatives of z stand for those of r.
 #pragma once
 
+#include "model/warped_linear_regression/target_cells.h"
 #include "n_array/n_array.h"
 
 namespace corvane::model {
 
 // The targets beside an orthonormal basis Q of the columns of the design.
-struct projected_targets {
-  const_vector_view y;
-  double mean;                   // of y, and within its range
-  const_matrix_view basis;       // Q, n by p
-  const_vector_view basis_sums;  // Q'1
+class projected_targets {
+ public:
+  projected_targets() = default;
+  // Takes y (n entries) and [1 Q], Q n by p; both are finite.
+  projected_targets(const_vector_view y, dense_matrix&& ones_and_basis);
+
+  const target_cells& cells() const { return cells_; }  // y - mean, with the rows (1, q_i)
+  index_t num_targets() const { return cells_.y().size(); }
+  index_t num_basis_columns() const { return basis_sums_.size(); }  // p
+  double mean() const { return mean_; }  // of y, and within its range
+  const_vector_view basis_sums() const { return basis_sums_; }  // Q'1
+
+ private:
+  dense_vector basis_sums_;
+  double mean_ = 0.0;
+  target_cells cells_;
 };
 
 struct residual_moments {

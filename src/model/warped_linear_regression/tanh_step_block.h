@@ -6,8 +6,9 @@
 //   z = y + sum over k of a_k (t_k - t_k at an anchor)
 //   the raw quantities of the derivatives of z, less those at the anchor
 //
-// The anchor, a target amid the others, keeps the columns of nearly constant quantities
-// small, so that subtracting their means later loses no digits.
+// The anchor, a number amid the targets, keeps the columns of nearly constant quantities
+// small, so that subtracting their means later loses no digits. Targets are given by their
+// distances from it, which have the digits that targets far from zero have lost.
 #pragma once
 
 #include "common/matrix_block.h"
@@ -25,9 +26,10 @@ class step_block {
 
   index_t num_steps() const { return num_steps_; }
   const step_coefficients& step(index_t k) const { return steps_[k]; }
+  const step_coefficients* steps() const { return steps_; }
   const step_curvatures& curvatures(index_t k) const { return curvatures_[k]; }
 
-  // Evaluates the block of these targets, at most `max_rows`.
+  // Evaluates the block of these targets less the anchor, at most `max_rows`.
   void fill(const_vector_view y);
   // After `fill`: the derivatives of d = dz/dy.
   void fill_slope_terms();
@@ -41,18 +43,20 @@ class step_block {
 
  private:
   struct anchored_terms {
+    step_point point;
     parameter_terms gradient;
     parameter_terms curvature;
   };
 
-  void fill_anchor(double anchor);
+  void fill_anchor();
   void fill_tangents(index_t k);
   void add_latents_and_slopes(index_t k);
   void fill_raw_columns(index_t k);
   void fill_slope_columns(index_t k);
 
+  double anchor_;
   index_t num_steps_;
-  step_coefficients* steps_;
+  step_coefficients* steps_;  // with positions in distances from the anchor
   step_curvatures* curvatures_;
   anchored_terms* at_anchor_;
   const_vector_view y_{};
@@ -60,6 +64,8 @@ class step_block {
   vector_view slopes_;          // d
   vector_view inverse_slopes_;  // 1 / d
   matrix_block tangents_;       // t, one column per step
+  matrix_block complements_;    // s = 1 - t^2, likewise
+  vector_view rises_;           // t less that of the anchor, of one step
   matrix_block latent_columns_;
   matrix_block slope_columns_;
 };

@@ -7,6 +7,7 @@
 #include "common/narrow_products.h"
 #include "common/scoped_allocator.h"
 #include "common/vector_math.h"
+#include "model/warped_linear_regression/step_summation.h"
 #include "model/warped_linear_regression/tanh_step_block.h"
 
 namespace corvane::model::tanh_warper_detail {
@@ -18,26 +19,35 @@ constexpr double smallest_share_outside = 0.01;
 
 matrix_block as_row(vector_view entries) { return {entries.data(), 1, entries.size(), 1}; }
 
+// The lower triangle of C += A'B, which is symmetric.
+void add_lower_products(const_matrix_block a, const_matrix_block b, matrix_block c) {
+  constexpr index_t strip = 4;
+  for (index_t col = 0; col < b.cols(); col += strip) {
+    const index_t below = a.cols() - col;
+    const index_t count = std::min(strip, below);
+    add_narrow_products(a.part_columns(col, below), b.part_columns(col, count),
+                        c.part(col, col, below, count));
+  }
+}
+
 class moment_sums {
  public:
   moment_sums(const_vector_view theta, const projected_targets& targets,
               residual_moments& moments)
       : targets_{targets},
         moments_{moments},
-        block_{scope_, theta, targets.mean},
+        block_{scope_, theta, targets.mean()},
         num_parameters_{theta.size()},
         products_{scope_.symmetric(1 + num_parameters_)},
         curvature_products_{scope_.vector(num_parameters_)},
         squares_{scope_.vector(1 + num_parameters_)},
-        sums_{scope_.vector(1 + 2 * num_parameters_)},
+        inside_{scope_.matrix(1 + targets.num_basis_columns(), 1 + 2 * num_parameters_)},
         offsets_{scope_.vector(1 + 2 * num_parameters_)},
-        inside_{scope_.matrix(targets.basis.cols(), 1 + 2 * num_parameters_)},
+        logs_{scope_.vector(step_block::max_rows)},
+        weighted_{scope_.matrix(step_block::max_rows, 1 + num_parameters_)},
         slope_sums_{scope_.vector(block_.slope_columns().cols())},
-        slope_products_{scope_.symmetric(num_parameters_)},
-        ones_{scope_.matrix(step_block::max_rows, 1)} {
-    std::fill(sums_.begin(), sums_.end(), 0.0);
+        slope_products_{scope_.symmetric(num_parameters_)} {
     std::fill(slope_sums_.begin(), slope_sums_.end(), 0.0);
-    fill(ones_, 1.0);
     fill(inside_, 0.0);
     fill_lower(slope_products_, 0.0);
   }
@@ -52,31 +62,40 @@ class moment_sums {
   }
 
  private:
-  index_t num_rows() const { return targets_.y.size(); }
+  index_t num_targets() const { return targets_.num_targets(); }
 
+  // At the nodes of cells, as far as they stand for the targets.
   template <class Visit>
   void for_each_block(const Visit& visit) {
-    for (index_t first = 0; first < num_rows(); first += step_block::max_rows) {
-      const index_t count = std::min(step_block::max_rows, num_rows() - first);
-      block_.fill(targets_.y.part(first, count));
-      visit(const_matrix_block{targets_.basis}.part_rows(first, count));
+    if (!targets_.cells().has_cells()) return for_each_block_of_targets(visit);
+    const step_resolution resolution{block_.steps(), block_.num_steps()};
+    summation_blocks blocks{targets_.cells(), resolution, step_block::max_rows};
+    while (blocks.next()) {
+      const summation_block next = blocks.block();
+      block_.fill(next.y);
+      visit(next.rows);
+    }
+  }
+
+  template <class Visit>
+  void for_each_block_of_targets(const Visit& visit) {
+    const target_cells& cells = targets_.cells();
+    for (index_t first = 0; first < num_targets(); first += step_block::max_rows) {
+      const index_t count = std::min(step_block::max_rows, num_targets() - first);
+      block_.fill(cells.y().part(first, count));
+      visit(cells.rows().part_rows(first, count));
     }
   }
 
   void sum_columns() {
-    double largest_slope = 1.0;
-    for (index_t k = 0; k < block_.num_steps(); ++k) largest_slope += block_.step(k).slope;
-    log_sum log_jacobian{largest_slope};
+    moments_.log_jacobian = 0.0;
     clear_products();
-    for_each_block([&](const_matrix_block basis) {
-      log_jacobian.add(block_.slopes());
-      const matrix_block columns = block_.latent_columns();
-      add_products();
-      add_sums(columns, sums_);
-      add_narrow_products(basis, columns, inside_);
-      add_slope_terms();
+    for_each_block([&](const_matrix_block rows) {
+      add_products(rows.column(0));
+      add_narrow_products(rows, block_.latent_columns(), inside_);
+      add_log_jacobian(rows.column(0));
+      add_slope_terms(rows.column(0));
     });
-    moments_.log_jacobian = log_jacobian.total();
   }
 
   void clear_products() {
@@ -85,39 +104,55 @@ class moment_sums {
   }
 
   // Those of z and the raw gradients with one another, and of z with the raw curvatures.
-  void add_products() {
+  void add_products(const_vector_view weights) {
     const const_matrix_block columns = block_.latent_columns();
-    add_narrow_gram(columns.part_columns(0, 1 + num_parameters_), products_);
-    add_narrow_products(columns.part_columns(0, 1),
+    const const_matrix_block first = columns.part_columns(0, 1 + num_parameters_);
+    const const_matrix_block weighted = weigh(first, weights);
+    add_lower_products(weighted, first, products_);
+    add_narrow_products(weighted.part_columns(0, 1),
                         columns.part_columns(1 + num_parameters_, num_parameters_),
                         as_row(curvature_products_));
   }
 
-  void add_sums(const_matrix_block columns, vector_view sums) const {
-    add_narrow_products(const_matrix_block{ones_}.part_rows(0, columns.rows()), columns,
-                        as_row(sums));
+  // The columns with each row times its weight; lasts until the next call.
+  const_matrix_block weigh(const_matrix_block columns, const_vector_view weights) const {
+    const matrix_block weighted =
+        matrix_block{weighted_}.part(0, 0, columns.rows(), columns.cols());
+    for (index_t j = 0; j < columns.cols(); ++j)
+      for (index_t i = 0; i < columns.rows(); ++i)
+        weighted(i, j) = columns(i, j) * weights[i];
+    return weighted;
   }
 
-  void add_slope_terms() {
+  void add_log_jacobian(const_vector_view weights) {
+    const vector_view logs = logs_.part(0, weights.size());
+    compute_log(block_.slopes(), logs);
+    moments_.log_jacobian += dot(weights, logs);
+  }
+
+  void add_slope_terms(const_vector_view weights) {
     if (num_parameters_ == 0) return;
     block_.fill_slope_terms();
     const const_matrix_block columns = block_.slope_columns();
-    add_sums(columns, slope_sums_);
-    add_narrow_gram(columns.part_columns(0, num_parameters_), slope_products_);
+    add_narrow_products({weights.data(), weights.size(), 1, weights.size()}, columns,
+                        as_row(slope_sums_));
+    const const_matrix_block gradient = columns.part_columns(0, num_parameters_);
+    add_lower_products(weigh(gradient, weights), gradient, slope_products_);
   }
 
   // The derivatives lose their means. The latents, which keep the mean of the targets, lose
   // what the anchor in the place of the means has added to it.
   void subtract_means() {
-    const auto n = static_cast<double>(num_rows());
-    for (index_t j = 1; j < sums_.size(); ++j) offsets_[j] = sums_[j] / n;
+    const auto n = static_cast<double>(num_targets());
+    const const_matrix_block inside{inside_};
+    for (index_t j = 1; j < offsets_.size(); ++j) offsets_[j] = inside(0, j) / n;
     offsets_[0] = 0.0;
     for (index_t k = 0; k < block_.num_steps(); ++k)
       offsets_[0] += block_.step(k).height * offsets_[1 + k * parameters_per_step];
 
     const auto change = [&](index_t i, index_t j) {
-      return n * offsets_[i] * offsets_[j] - offsets_[i] * sums_[j] -
-             offsets_[j] * sums_[i];
+      return n * offsets_[i] * offsets_[j] - offsets_[i] * inside(0, j) -
+             offsets_[j] * inside(0, i);
     };
     for (index_t j = 0; j < products_.cols(); ++j) {
       squares_[j] = products_(j, j);
@@ -126,17 +161,22 @@ class moment_sums {
     for (index_t j = 0; j < num_parameters_; ++j)
       curvature_products_[j] += change(0, 1 + num_parameters_ + j);
     for (index_t j = 0; j < inside_.cols(); ++j)
-      for (index_t i = 0; i < inside_.rows(); ++i)
-        inside_(i, j) -= targets_.basis_sums[i] * offsets_[j];
+      for (index_t i = 0; i < targets_.num_basis_columns(); ++i)
+        inside_(1 + i, j) -= targets_.basis_sums()[i] * offsets_[j];
   }
 
   // C'C - W'W
   void subtract_inside() {
-    const const_matrix_block inside{inside_};
+    const const_matrix_block inside = basis_products();
     if (inside.rows() == 0) return;
     syrk(-1.0, transposed, inside.part_columns(0, 1 + num_parameters_), 1.0, products_);
     gemv(-1.0, transposed, inside.part_columns(1 + num_parameters_, num_parameters_),
          inside.column(0), 1.0, curvature_products_);
+  }
+
+  // W
+  const_matrix_block basis_products() const {
+    return const_matrix_block{inside_}.part_rows(1, targets_.num_basis_columns());
   }
 
   bool has_cancelled() const {
@@ -145,15 +185,16 @@ class moment_sums {
     return false;
   }
 
-  // The same products, of C - Q W itself.
+  // The same products, of C - Q W itself, which is no function of the targets.
   void sum_residuals() {
     clear_products();
-    for_each_block([&](const_matrix_block basis) {
+    for_each_block_of_targets([&](const_matrix_block rows) {
       const matrix_block columns = block_.latent_columns();
       for (index_t j = 0; j < columns.cols(); ++j)
         for (double& entry : columns.column(j)) entry -= offsets_[j];
-      gemm(-1.0, plain, basis, plain, inside_, 1.0, columns);
-      add_products();
+      gemm(-1.0, plain, rows.part_columns(1, targets_.num_basis_columns()), plain,
+           basis_products(), 1.0, columns);
+      add_products(rows.column(0));
     });
   }
 
@@ -217,12 +258,12 @@ class moment_sums {
   symmetric_view products_;         // of z and the raw gradients
   vector_view curvature_products_;  // of z with the raw curvatures
   vector_view squares_;             // the diagonal of the products of the columns as filled
-  vector_view sums_;                // of the columns as filled
+  matrix_view inside_;              // the sums of the columns, and below them W
   vector_view offsets_;             // what the columns must lose of each entry
-  matrix_view inside_;              // W
+  vector_view logs_;
+  matrix_view weighted_;
   vector_view slope_sums_;
   symmetric_view slope_products_;  // of d' / d
-  matrix_view ones_;
 };
 
 }  // namespace

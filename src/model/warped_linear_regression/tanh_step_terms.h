@@ -6,6 +6,7 @@
 #pragma once
 
 #include <array>
+#include <cmath>
 
 #include "model/warped_linear_regression/tanh_step_coefficients.h"
 
@@ -21,6 +22,21 @@ struct step_point {
 
 inline step_point make_step_point(double y, double position, double t) {
   return {y + position, t, 1.0 - t * t};
+}
+
+// Where s is known to more digits than t leaves of it.
+inline step_point make_step_point(double y, double position, double t, double s) {
+  return {y + position, t, s};
+}
+
+// The tangent of p less that of `anchor`. Where both are near the same end of their range,
+// the difference is that of what they lack of it, 1 - |t| = s / (1 + |t|), which has the
+// digits that the tangents have lost.
+inline double tangent_difference(const step_point& p, const step_point& anchor) {
+  const double lack = p.s / (1.0 + std::abs(p.t));
+  const double lack_of_anchor = anchor.s / (1.0 + std::abs(anchor.t));
+  const double along_end = std::copysign(1.0, p.t) * (lack_of_anchor - lack);
+  return p.t * anchor.t > 0.25 ? along_end : p.t - anchor.t;
 }
 
 // One number for each parameter of a step, and one for each pair of them in packed order.

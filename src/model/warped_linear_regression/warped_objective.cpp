@@ -7,7 +7,6 @@
 #include <stdexcept>
 #include <utility>
 
-#include "common/compensated_sum.h"
 #include "common/finite.h"
 #include "common/linear_algebra.h"
 
@@ -50,7 +49,7 @@ objective::objective(std::shared_ptr<const target_warper_descriptor> descriptor,
         "number of features must be less than the number of data points");
   factor_design();
   check_rank();
-  make_basis();
+  project_targets();
 }
 
 void objective::factor_design() { geqrf(design_, reflectors_); }
@@ -74,19 +73,16 @@ void objective::check_rank() const {
 
 // The columns of Q that span X, once and for all: with their rows at hand, one pass over
 // the targets projects what it has just evaluated.
-void objective::make_basis() {
-  basis_ = dense_matrix(design_.rows(), design_.cols());
-  fill(basis_, 0.0);
-  const strided_view<double> ones = diagonal(basis_.view());
-  for (index_t j = 0; j < ones.size(); ++j) ones[j] = 1.0;
-  apply(qr_, plain, matrix_block{basis_});
-
-  basis_sums_ = dense_vector(basis_.cols());
-  for (index_t j = 0; j < basis_.cols(); ++j)
-    basis_sums_[j] = compensated_total(basis_.view().column(j));
-  // Rounding must not lead out of the targets: equal ones have themselves as their mean.
-  const auto [smallest, largest] = std::minmax_element(target_.begin(), target_.end());
-  target_mean_ = std::clamp(compensated_mean(target_), *smallest, *largest);
+void objective::project_targets() {
+  const index_t p = design_.cols();
+  dense_matrix ones_and_basis(design_.rows(), 1 + p);
+  const matrix_block ones = matrix_block{ones_and_basis}.part_columns(0, 1);
+  const matrix_block basis = matrix_block{ones_and_basis}.part_columns(1, p);
+  fill(ones, 1.0);
+  fill(basis, 0.0);
+  for (index_t j = 0; j < p; ++j) basis(j, j) = 1.0;
+  apply(qr_, plain, basis);
+  projected_ = projected_targets{target_, std::move(ones_and_basis)};
 }
 
 // The optimizer asks for the derivatives where it has last asked for the value, and both
@@ -94,9 +90,7 @@ void objective::make_basis() {
 void objective::evaluate(const_vector_view x) {
   if (evaluated_.size() > 0 && same_point(x, evaluated_)) return;
   evaluated_ = dense_vector{};
-  descriptor_->compute_residual_moments(
-      x, {.y = target_, .mean = target_mean_, .basis = basis_, .basis_sums = basis_sums_},
-      moments_);
+  descriptor_->compute_residual_moments(x, projected_, moments_);
   evaluated_ = dense_vector{x};
 }
 

@@ -51,7 +51,7 @@ class objective final : public second_order_objective {
  private:
   void factor_design();
   void check_rank() const;
-  void make_basis();
+  void project_targets();
 
   void evaluate(const_vector_view x);
   bool write_value(const_vector_view x, double& value) const;
@@ -70,12 +70,10 @@ class objective final : public second_order_objective {
   dense_vector reflectors_;
   qr_factorization qr_;
   const_matrix_block r_factor_;  // p by p, its upper triangle
-  dense_matrix basis_;           // the first p columns of Q
-  dense_vector basis_sums_;      // of each of these
-  double target_mean_ = 0.0;
-  residual_moments moments_;  // at `evaluated_`
-  dense_vector evaluated_;    // the last x, or empty
-  int failed_redraws_ = 0;    // since the last restart that succeeded
+  projected_targets projected_;  // on the first p columns of Q
+  residual_moments moments_;     // at `evaluated_`
+  dense_vector evaluated_;       // the last x, or empty
+  int failed_redraws_ = 0;       // since the last restart that succeeded
 };
 
 }  // namespace corvane::model::warped_linear_regression_detail

@@ -89,36 +89,76 @@ TEST(vector_math, tanh_of_an_entry_does_not_depend_on_its_neighbours) {
   for (std::size_t i = 0; i < x.size(); ++i) EXPECT_EQ(tangents({x[i]})[0], together[i]);
 }
 
-double sum_of_logs(double largest, const std::vector<double>& factors, std::size_t part) {
-  log_sum sum{largest};
-  for (std::size_t i = 0; i < factors.size(); i += part)
-    sum.add({factors.data() + i, static_cast<index_t>(std::min(part, factors.size() - i))});
-  return sum.total();
-}
-
-TEST(vector_math, the_log_sum_is_the_sum_of_the_logarithms) {
-  std::mt19937_64 generator{3};
-  for (const double largest : {1.0, 1.5, 40.0, 1e15, 1e160, 1e307}) {
-    std::uniform_real_distribution<double> exponent{0.0, 1.0};
-    std::vector<double> factors(5003);
-    for (double& factor : factors) factor = std::pow(largest, exponent(generator));
-    factors.front() = largest;
-    long double exact = 0.0L;
-    for (const double factor : factors) exact += std::log(static_cast<long double>(factor));
-    const double rounding = 1e-15 * std::sqrt(5003.0) * (1.0 + std::log(largest));
-    for (const std::size_t part : {std::size_t{512}, std::size_t{3}, factors.size()})
-      EXPECT_NEAR(sum_of_logs(largest, factors, part), static_cast<double>(exact),
-                  rounding + 1e-15 * static_cast<double>(exact))
-          << largest << " " << part;
+// 1 - tanh^2 = 1 / cosh^2
+TEST(vector_math, the_complement_of_tanh_keeps_its_digits_where_the_tangent_is_one) {
+  std::mt19937_64 generator{4};
+  std::uniform_real_distribution<double> uniform{-1.0, 1.0};
+  for (const double range : {1e-300, 1e-8, 0.3, 0.6, 3.0, 20.0, 60.0, 299.0}) {
+    std::vector<double> x(2000);
+    for (double& entry : x) entry = range * uniform(generator);
+    std::vector<double> t(x.size());
+    std::vector<double> complement(x.size());
+    const auto size = static_cast<index_t>(x.size());
+    compute_tanh({x.data(), size}, {t.data(), size}, {complement.data(), size});
+    EXPECT_EQ(t, tangents(x));
+    for (std::size_t i = 0; i < x.size(); ++i) {
+      const long double cosine = std::cosh(static_cast<long double>(x[i]));
+      const auto exact = static_cast<double>(1.0L / (cosine * cosine));
+      EXPECT_NEAR(complement[i], exact, 4.0 * 2.220446049250313e-16 * exact) << x[i];
+    }
   }
 }
 
-TEST(vector_math, the_log_sum_of_nothing_is_zero_and_of_no_bound_is_not_finite) {
-  EXPECT_EQ(sum_of_logs(3.0, {}, 8), 0.0);
-  EXPECT_EQ(sum_of_logs(3.0, std::vector<double>(20, 1.0), 8), 0.0);
-  EXPECT_FALSE(std::isfinite(sum_of_logs(infinity, std::vector<double>(20, infinity), 20)));
-  EXPECT_TRUE(
-      std::isnan(sum_of_logs(std::nan(""), std::vector<double>(20, std::nan("")), 20)));
+TEST(vector_math, the_complement_of_tanh_vanishes_far_out_and_passes_nan_on) {
+  const std::vector<double> x{infinity, -infinity, 1e9, -301.0, std::nan("")};
+  std::vector<double> t(x.size());
+  std::vector<double> complement(x.size());
+  compute_tanh({x.data(), 5}, {t.data(), 5}, {complement.data(), 5});
+  for (std::size_t i = 0; i < 4; ++i) EXPECT_EQ(complement[i], 0.0);
+  EXPECT_TRUE(std::isnan(complement[4]));
+}
+
+std::vector<double> logarithms(const std::vector<double>& x) {
+  std::vector<double> result(x.size());
+  const auto size = static_cast<index_t>(x.size());
+  compute_log({x.data(), size}, {result.data(), size});
+  return result;
+}
+
+TEST(vector_math, log_is_within_two_units_in_the_last_place_at_all_magnitudes) {
+  std::mt19937_64 generator{3};
+  std::uniform_real_distribution<double> mantissa{1.0, 2.0};
+  const auto expect_close = [](const std::vector<double>& x) {
+    const auto result = logarithms(x);
+    for (std::size_t i = 0; i < x.size(); ++i) {
+      const long double exact = std::log(static_cast<long double>(x[i]));
+      const auto rounded = static_cast<double>(exact);
+      const double ulp = std::nextafter(rounded, infinity) - rounded;
+      const auto error = std::abs(static_cast<long double>(result[i]) - exact);
+      EXPECT_LE(static_cast<double>(error), 2.0 * ulp) << x[i];
+    }
+  };
+  for (int exponent = 0; exponent < 1024; ++exponent) {
+    std::vector<double> x(exponent < 4 ? 5000 : 50);
+    for (double& entry : x) entry = std::ldexp(mantissa(generator), exponent);
+    expect_close(x);
+  }
+  for (const double joint : {1.0, std::sqrt(2.0), 2.0, 2.0 * std::sqrt(2.0)}) {
+    std::vector<double> x{joint};
+    for (int i = 0; i < 100; ++i) x.push_back(std::nextafter(x.back(), infinity));
+    x.push_back(std::max(1.0, std::nextafter(joint, 0.0)));
+    expect_close(x);
+  }
+}
+
+TEST(vector_math, log_of_one_is_zero_and_what_is_not_finite_passes_through) {
+  const auto result =
+      logarithms({1.0, infinity, std::nan(""), std::numeric_limits<double>::max(), 1.0});
+  EXPECT_EQ(result[0], 0.0);
+  EXPECT_EQ(result[1], infinity);
+  EXPECT_TRUE(std::isnan(result[2]));
+  EXPECT_DOUBLE_EQ(result[3], std::log(std::numeric_limits<double>::max()));
+  EXPECT_EQ(result[4], 0.0);
 }
 
 }  // namespace

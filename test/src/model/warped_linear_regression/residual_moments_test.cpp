@@ -57,19 +57,14 @@ struct case_of_moments {
 residual_moments summed(const case_of_moments& data) {
   const auto m = static_cast<index_t>(data.theta.size());
   const auto family = make_tanh_target_warper_descriptor(m / 3);
-  dense_vector sums(data.basis.cols());
-  for (index_t j = 0; j < sums.size(); ++j) {
-    sums[j] = 0.0;
-    for (const double entry : data.basis.view().column(j)) sums[j] += entry;
-  }
-  double mean = 0.0;
-  for (const double entry : data.y) mean += entry / static_cast<double>(data.y.size());
-  const auto [smallest, largest] = std::minmax_element(data.y.begin(), data.y.end());
-  mean = std::clamp(mean, *smallest, *largest);
+  const index_t n = data.basis.rows();
+  const index_t p = data.basis.cols();
+  dense_matrix rows(n, 1 + p);
+  fill(matrix_block{rows}.part_columns(0, 1), 1.0);
+  copy(data.basis, matrix_block{rows}.part_columns(1, p));
   residual_moments moments{m, 2 * m};
   family->compute_residual_moments(
-      view(data.theta),
-      {.y = view(data.y), .mean = mean, .basis = data.basis, .basis_sums = sums}, moments);
+      view(data.theta), projected_targets{view(data.y), std::move(rows)}, moments);
   return moments;
 }
 
