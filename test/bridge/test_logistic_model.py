@@ -162,8 +162,8 @@ def test_make_objective_is_of_the_internal_flavour_and_ends_the_process():
     assert " panic: not implemented" in child.stderr
 
 
-# Makes the module once for each of the first requests for memory, in a process of its own in
-# which this one request fails; prints what the processes that are aborted leave on stderr.
+# Makes the module once for each of the first requests for memory, in a process of its own
+# in which this one request fails; prints what processes that panic leave on stderr.
 FAILING_MAKERS = """
 import _imp, _testcapi, ctypes, importlib.util, os, tempfile
 

@@ -198,15 +198,60 @@ def test_draws_from_a_known_map_recover_the_map():
     assert error < 0.05 * np.std(y)
 
 
-@pytest.mark.parametrize("num_steps", [1, 2])
-@pytest.mark.parametrize(("a", "b"), [(4.0, 0.0), (1.0, 64.0), (0.5, -16.0), (1000.0, 7.0)])
-def test_a_target_in_other_units_gives_predictions_in_other_units(num_steps, a, b):
+OTHER_UNITS = pytest.mark.parametrize(
+    ("a", "b"), [(1.0, 64.0), (0.5, -16.0), (1e-6, 0.0), (1000.0, 7.0), (3.3, 1e3)]
+)
+
+
+@OTHER_UNITS
+@pytest.mark.parametrize("theta", POINTS)
+def test_the_objective_does_not_depend_on_the_units_of_the_target(theta, a, b):
     X, y = regression()
+    plain = objective_of(X, y, len(theta) // 3)
+    changed = objective_of(X, a * y + b, len(theta) // 3)
+    for name in ("compute_value", "compute_gradient", "compute_hessian"):
+        expected = np.array(getattr(plain, name)(theta))
+        found = getattr(changed, name)(theta)
+        np.testing.assert_allclose(
+            found, expected, rtol=0.0, atol=1e-9 * np.abs(expected).max()
+        )
+
+
+@OTHER_UNITS
+@pytest.mark.parametrize("seed", range(6))
+@pytest.mark.parametrize(("num_steps", "n", "allowed"), [(1, 60, 1e-7), (2, 300, 5e-5)])
+def test_a_target_in_other_units_gives_predictions_in_other_units(
+    num_steps, n, allowed, seed, a, b
+):
+    """From a start near the optimum: from further away rounding may choose another one,
+    where there are several. Two steps leave a valley in which rounding chooses the end."""
+    X, y = regression(n=n, seed=seed)
+    start = 1.05 * fitted(X, y, num_steps=num_steps).warper.parameters
+    plain = fitted(X, y, num_steps=num_steps, init0=lambda n: start)
+    changed = fitted(X, a * y + b, num_steps=num_steps, init0=lambda n: start)
+    np.testing.assert_allclose(
+        changed.predict(X), a * plain.predict(X) + b, rtol=0.0, atol=allowed * a * np.std(y)
+    )
+
+
+@OTHER_UNITS
+@pytest.mark.parametrize(("num_steps", "seed"), [(1, 0), (1, 1), (2, 1), (2, 5)])
+def test_so_it_does_from_the_default_start(num_steps, seed, a, b):
+    X, y = regression(seed=seed)
     plain = fitted(X, y, num_steps=num_steps, tolerance=1e-8)
     changed = fitted(X, a * y + b, num_steps=num_steps, tolerance=1e-8)
     np.testing.assert_allclose(
         changed.predict(X), a * plain.predict(X) + b, rtol=0.0, atol=1e-5 * a * np.std(y)
     )
+
+
+@pytest.mark.parametrize("num_steps", [1, 2, 3])
+def test_a_power_of_two_scales_the_predictions_to_the_last_bit(num_steps):
+    X, y = regression()
+    plain = fitted(X, y, num_steps=num_steps)
+    for a in (4.0, 2.0**-20):
+        changed = fitted(X, a * y, num_steps=num_steps)
+        np.testing.assert_array_equal(changed.predict(X), a * plain.predict(X))
 
 
 @pytest.mark.parametrize("seed", range(3))
