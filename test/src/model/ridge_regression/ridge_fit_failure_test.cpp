@@ -2,12 +2,14 @@
 //
 // How a fit ends that cannot go on: an error of the optimizer reaches the caller as it is,
 // and a solution without weights, which breaks an invariant, ends the process.
+#include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
 #include <algorithm>
 #include <csignal>
 #include <cstdint>
 #include <memory>
+#include <stdexcept>
 #include <utility>
 #include <vector>
 
@@ -95,6 +97,18 @@ TEST(ridge_fit_failure, an_error_of_the_optimizer_passes_through_as_its_own_exce
       EXPECT_THROW(descriptor.fit_with_num_groups(data.y, data.X, 2),
                    optimizer_undefined_error);
     }
+}
+
+// Squares of 1e-158 and of 1e152 are doubles still; the quotient of the two is not.
+TEST(ridge_fit_failure, weights_beyond_the_range_of_doubles_are_an_error) {
+  sample_data data = make_sample(20, 3, 2);
+  for (double& entry : data.X) entry *= 1e-158;
+  for (double& entry : data.y) entry *= 1e152;
+  for (const score score_mode : all_scores)
+    for (const grouping grouping_mode : {grouping::none, grouping::all})
+      EXPECT_THAT([&] { fit_ridge(make_options(score_mode, grouping_mode), data); },
+                  ::testing::ThrowsMessage<std::overflow_error>(
+                      "the weights are beyond the range of doubles"));
 }
 
 }  // namespace
