@@ -11,7 +11,8 @@
 #define CORVANE_PASTE_NAMES(prefix, name) prefix##name
 #define CORVANE_PASTE(prefix, name) CORVANE_PASTE_NAMES(prefix, name)
 #define CORVANE_BLAS_NAME(name) CORVANE_PASTE(BLAS_SYMBOL_PREFIX, name)
-#define openblas_set_num_threads_local CORVANE_BLAS_NAME(openblas_set_num_threads_local)
+#define openblas_get_num_threads CORVANE_BLAS_NAME(openblas_get_num_threads)
+#define openblas_set_num_threads CORVANE_BLAS_NAME(openblas_set_num_threads)
 #define cblas_dgemv CORVANE_BLAS_NAME(cblas_dgemv)
 #define cblas_sgemv CORVANE_BLAS_NAME(cblas_sgemv)
 #define cblas_dgemm CORVANE_BLAS_NAME(cblas_dgemm)
@@ -47,10 +48,15 @@
 #define LAPACKE_sormqr CORVANE_BLAS_NAME(LAPACKE_sormqr)
 #define LAPACKE_dgesdd CORVANE_BLAS_NAME(LAPACKE_dgesdd)
 #define LAPACKE_sgesdd CORVANE_BLAS_NAME(LAPACKE_sgesdd)
+#define LAPACKE_dsyevd CORVANE_BLAS_NAME(LAPACKE_dsyevd)
+#define LAPACKE_ssyevd CORVANE_BLAS_NAME(LAPACKE_ssyevd)
 #endif
 
 #include <lapacke.h>
 
-// OpenBLAS's own: limits the threads of the calls that follow and returns the limit before.
-// Weak, since other libraries do not have it.
-extern "C" int openblas_set_num_threads_local(int limit) __attribute__((weak));
+// OpenBLAS's own, how many threads a call may use. The bundled library has them and its
+// cblas.h declares them; of another one they are weak, since it may not.
+#ifndef BLAS_SYMBOL_PREFIX
+extern "C" int openblas_get_num_threads() __attribute__((weak));
+extern "C" void openblas_set_num_threads(int count) __attribute__((weak));
+#endif

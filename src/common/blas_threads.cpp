@@ -7,16 +7,24 @@ namespace corvane {
 
 namespace {
 
-bool library_has_limits() { return &openblas_set_num_threads_local != nullptr; }
+// 1 where the library cannot be told, and nothing is to be done.
+int thread_count() {
+#ifndef BLAS_SYMBOL_PREFIX
+  if (&openblas_get_num_threads == nullptr || &openblas_set_num_threads == nullptr)
+    return 1;
+#endif
+  return openblas_get_num_threads();
+}
 
 }  // namespace
 
 single_blas_thread::single_blas_thread(bool wanted)
-    : previous_limit_{wanted && library_has_limits() ? openblas_set_num_threads_local(1)
-                                                     : 0} {}
+    : previous_count_{wanted ? thread_count() : 1} {
+  if (previous_count_ > 1) openblas_set_num_threads(1);
+}
 
 single_blas_thread::~single_blas_thread() {
-  if (previous_limit_ > 0) openblas_set_num_threads_local(previous_limit_);
+  if (previous_count_ > 1) openblas_set_num_threads(previous_count_);
 }
 
 }  // namespace corvane

@@ -2,7 +2,8 @@
 //
 // single_blas_thread: while it lives, BLAS and LAPACK use one thread, where the library
 // lets a caller say so. For work in pieces that are smaller than what it takes to hand them
-// to another thread and to wait for it, which a busy machine makes longer still.
+// to another thread and to wait for it, which a busy machine makes longer still. The number
+// belongs to the library: whoever else calls it meanwhile has one thread as well.
 #pragma once
 
 namespace corvane {
@@ -16,7 +17,7 @@ class single_blas_thread {
   ~single_blas_thread();
 
  private:
-  int previous_limit_ = 0;  // 0 for none to go back to
+  int previous_count_;  // 1 for nothing to go back to
 };
 
 }  // namespace corvane

@@ -87,6 +87,11 @@ int gesdd(svd_job job, int m, int n, T* a, int lda, T* s, T* u, int ldu, T* vt,
                                                  ldu, vt, ldvt);
 }
 
+template <class T>
+int syevd(triangle which, int n, T* a, int lda, T* w) noexcept {
+  return twin<T>(LAPACKE_ssyevd, LAPACKE_dsyevd)(layout, 'V', letter(which), n, a, lda, w);
+}
+
 // A type cannot stand in parentheses.
 // NOLINTBEGIN(bugprone-macro-parentheses)
 #define CORVANE_INSTANTIATE_LAPACK(T)                                                 \
@@ -96,7 +101,8 @@ int gesdd(svd_job job, int m, int n, T* a, int lda, T* s, T* u, int ldu, T* vt,
   template int geqrf(int, int, T*, int, T*) noexcept;                                 \
   template int ormqr(side, transposition, int, int, int, const T*, int, const T*, T*, \
                      int) noexcept;                                                   \
-  template int gesdd(svd_job, int, int, T*, int, T*, T*, int, T*, int) noexcept;
+  template int gesdd(svd_job, int, int, T*, int, T*, T*, int, T*, int) noexcept;      \
+  template int syevd(triangle, int, T*, int, T*) noexcept;
 // NOLINTEND(bugprone-macro-parentheses)
 
 CORVANE_INSTANTIATE_LAPACK(double)

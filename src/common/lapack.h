@@ -37,4 +37,8 @@ template <class T>
 int gesdd(svd_job job, int m, int n, T* a, int lda, T* s, T* u, int ldu, T* vt,
           int ldvt) noexcept;
 
+// A = V diag(w) V' of a symmetric A, from its triangle: w in rising order, and A = V
+template <class T>
+int syevd(triangle which, int n, T* a, int lda, T* w) noexcept;
+
 }  // namespace corvane::lapack

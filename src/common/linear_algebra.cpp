@@ -124,6 +124,10 @@ int gesdd(svd_job job, matrix_block a, vector_view s, matrix_block u, matrix_blo
                        stride(u), vt.data(), stride(vt));
 }
 
+int syevd(matrix_block a, vector_view w) {
+  return lapack::syevd(triangle::lower, rows(a), a.data(), stride(a), w.data());
+}
+
 double dot(const_vector_view x, const_vector_view y) {
   double sum = 0.0;
   for (index_t i = 0; i < x.size(); ++i) sum += x[i] * y[i];

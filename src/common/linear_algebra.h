@@ -78,6 +78,9 @@ int ormqr(transposition op, const_matrix_block factor, const_vector_view tau,
 // them with svd_job::thin
 int gesdd(svd_job job, matrix_block a, vector_view s, matrix_block u, matrix_block vt);
 
+// A = V diag(w) V', symmetric: w in rising order, and A = V
+int syevd(matrix_block a, vector_view w);
+
 double dot(const_vector_view x, const_vector_view y);
 double norm(const_vector_view x);  // Euclidean
 

@@ -292,5 +292,28 @@ TYPED_TEST(lapack_forwarder, gesdd_of_values_only_agrees_with_thin_factors) {
     EXPECT_NEAR(alone[i], s[i], test::tolerance<T>);
 }
 
+// The other triangle is not read.
+TYPED_TEST(lapack_forwarder, syevd_gives_back_the_symmetric_matrix_of_either_triangle) {
+  using T = TypeParam;
+  for (const triangle which : {triangle::lower, triangle::upper})
+    for (const int n : {1, 5, 40}) {
+      const auto a = random_matrix<T>(n, n, 6);
+      auto vectors = a;
+      std::vector<T> values(static_cast<std::size_t>(n));
+      ASSERT_EQ(lapack::syevd<T>(which, n, vectors.begin(), vectors.stride, values.data()),
+                0);
+      EXPECT_TRUE(std::is_sorted(values.begin(), values.end()));
+      for (int i = 0; i < n; ++i)
+        for (int j = 0; j < n; ++j)
+          ASSERT_NEAR(product(
+                          n, i, j,
+                          [&](int r, int l) {
+                            return vectors(r, l) * values[static_cast<std::size_t>(l)];
+                          },
+                          [&](int l, int c) { return vectors(c, l); }),
+                      symmetric_element(a, which, i, j), n * test::tolerance<T>);
+    }
+}
+
 }  // namespace
 }  // namespace corvane

@@ -291,6 +291,22 @@ TEST(linear_algebra, gesdd_gives_back_the_matrix) {
   });
 }
 
+TEST(linear_algebra, syevd_gives_back_the_matrix_of_the_lower_triangle) {
+  const padded a = random_matrix<double>(5, 5, 1);
+  padded vectors = a;
+  std::vector<double> values(5);
+  ASSERT_EQ(syevd(block(vectors), {values.data(), 5}), 0);
+  for (int i = 0; i < 5; ++i)
+    for (int j = 0; j <= i; ++j)
+      EXPECT_NEAR(product(
+                      5, i, j,
+                      [&](int r, int l) {
+                        return vectors(r, l) * values[static_cast<std::size_t>(l)];
+                      },
+                      [&](int l, int c) { return vectors(c, l); }),
+                  a(i, j), 1e-13);
+}
+
 TEST(linear_algebra, a_dimension_beyond_32_bits_is_refused) {
   EXPECT_EQ(blas_size(INT_MAX), INT_MAX);
   EXPECT_THROW(blas_size(index_t{INT_MAX} + 1), std::length_error);
