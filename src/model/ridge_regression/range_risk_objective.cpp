@@ -5,6 +5,7 @@
 #include <cmath>
 #include <stdexcept>
 #include <utility>
+#include <vector>
 
 #include "common/finite.h"
 #include "common/linear_algebra.h"
@@ -24,6 +25,22 @@ index_t numerical_rank(const design_factorization& qr) {
   for (index_t j = 0; j < pivots.size(); ++j)
     if (std::abs(pivots[j]) / largest > double_epsilon) ++rank;
   return rank;
+}
+
+// Whether a column stands there twice, to the last bit. Its pivot is then all rounding, and
+// as likely above the threshold of the rank as below it.
+bool repeats_a_column(const_matrix_view design) {
+  std::vector<const_vector_view> columns;
+  for (index_t j = 0; j < design.cols(); ++j) columns.push_back(design.column(j));
+  std::sort(columns.begin(), columns.end(),
+            [](const_vector_view one, const_vector_view other) {
+              return std::lexicographical_compare(one.begin(), one.end(), other.begin(),
+                                                  other.end());
+            });
+  return std::adjacent_find(columns.begin(), columns.end(),
+                            [](const_vector_view one, const_vector_view other) {
+                              return std::equal(one.begin(), one.end(), other.begin());
+                            }) != columns.end();
 }
 
 // s2 = |the part of y outside the range of X|^2 / (n - p): 0 / 0 where n = p.
@@ -109,8 +126,9 @@ bool write_hessian(const_vector_view t, const penalty_groups& groups,
 range_risk_objective::measured_data range_risk_objective::measure(const_vector_view target,
                                                                   dense_matrix&& design) {
   dense_vector correlation = correlate(design, target);
+  const bool is_repetitive = repeats_a_column(design);
   const design_factorization qr = factor_design(std::move(design));
-  if (numerical_rank(qr) < qr.packed.cols())
+  if (is_repetitive || numerical_rank(qr) < qr.packed.cols())
     throw std::runtime_error{"feature_matrix has linear dependent columns"};
   return {{qr.triangle(), std::move(correlation)}, measure_noise_variance(qr, target)};
 }
