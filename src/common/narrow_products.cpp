@@ -123,14 +123,15 @@ void add_tile_of_any_size(const_matrix_block a, const_matrix_block b, matrix_blo
   add_tile<Width, Rows, Cols>(a, b, c);
 }
 
-// All products, or those in tiles that meet the lower triangle. A strip of B stays in the
-// first cache while A passes by.
+// All products, or those in tiles that meet the lower triangle, cut off behind it. A strip
+// of B stays in the first cache while A passes by.
 template <int Width>
 void add_all(const_matrix_block a, const_matrix_block b, bool lower_alone, matrix_block c) {
   for (index_t col = 0; col < b.cols(); col += tile_cols<Width>) {
-    const index_t cols = std::min<index_t>(tile_cols<Width>, b.cols() - col);
+    const index_t width = std::min<index_t>(tile_cols<Width>, b.cols() - col);
     for (index_t row = lower_alone ? col : 0; row < a.cols(); row += tile_rows<Width>) {
       const index_t rows = std::min<index_t>(tile_rows<Width>, a.cols() - row);
+      const index_t cols = lower_alone ? std::min(width, row + rows - col) : width;
       add_tile_of_any_size<Width, tile_rows<Width>, tile_cols<Width>>(
           a.part_columns(row, rows), b.part_columns(col, cols),
           c.part(row, col, rows, cols));
@@ -138,24 +139,36 @@ void add_all(const_matrix_block a, const_matrix_block b, bool lower_alone, matri
   }
 }
 
-// The entries from..to - 1 of a column of T that may differ from 0 in one of `Cols`
-// columns.
-struct column_span {
+// The rows of a strip of T in which all columns, those of its first half alone or those of
+// its second half alone may differ from 0.
+struct row_span {
   index_t from;
   index_t to;
 };
+struct strip_shape {
+  row_span first_half;
+  row_span all;
+  row_span second_half;
+};
 
-// B = A T for `Registers` registers of rows and `Cols` columns of T.
-template <int Width, int Registers, int Cols>
-void multiply_tile(const_matrix_block a, const_matrix_block t, column_span span,
-                   matrix_block b) {
-  lanes_of<Width> sums[Registers][Cols] = {};  // NOLINT(modernize-avoid-c-arrays): above
+strip_shape shape_of_strip(std::optional<triangle> which, index_t rows, index_t col,
+                           index_t cols) {
+  const index_t middle = col + cols / 2;
+  if (which == triangle::upper) return {{0, 0}, {0, middle}, {middle, col + cols}};
+  if (which == triangle::lower) return {{col, middle}, {middle, rows}, {0, 0}};
+  return {{0, 0}, {0, rows}, {0, 0}};
+}
+
+// Adds the terms of some rows of T to columns First .. Last - 1 of a tile.
+template <int Width, int First, int Last, int Registers, int Cols>
+void add_terms(const_matrix_block a, const_matrix_block t, row_span rows,
+               lanes_of<Width> (&sums)[Registers][Cols]) {  // NOLINT: as in add_tile
   const double* const from_a = a.data();
   const double* const from_t = t.data();
   const index_t stride_a = a.stride();
   const index_t stride_t = t.stride();
-  for (index_t k = span.from; k < span.to; ++k)
-    for (int col = 0; col < Cols; ++col) {
+  for (index_t k = rows.from; k < rows.to; ++k)
+    for (int col = First; col < Last; ++col) {
       const double factor = from_t[col * stride_t + k];
       for (int part = 0; part < Registers; ++part) {
         lanes_of<Width> left;
@@ -163,16 +176,26 @@ void multiply_tile(const_matrix_block a, const_matrix_block t, column_span span,
         sums[part][col] += left * factor;
       }
     }
+}
+
+// B = A T for `Registers` registers of rows and `Cols` columns of T.
+template <int Width, int Registers, int Cols>
+void multiply_tile(const_matrix_block a, const_matrix_block t, const strip_shape& shape,
+                   matrix_block b) {
+  lanes_of<Width> sums[Registers][Cols] = {};  // NOLINT(modernize-avoid-c-arrays): above
+  add_terms<Width, 0, Cols / 2>(a, t, shape.first_half, sums);
+  add_terms<Width, 0, Cols>(a, t, shape.all, sums);
+  add_terms<Width, Cols / 2, Cols>(a, t, shape.second_half, sums);
   for (int col = 0; col < Cols; ++col)
     for (int part = 0; part < Registers; ++part)
       store(sums[part][col], &b(part * Width, col));
 }
 
-void multiply_row(const_matrix_block a, const_matrix_block t, column_span span, index_t row,
-                  matrix_block b) {
+// The zeros of T are terms here.
+void multiply_row(const_matrix_block a, const_matrix_block t, index_t row, matrix_block b) {
   for (index_t col = 0; col < b.cols(); ++col) {
     double sum = 0.0;
-    for (index_t k = span.from; k < span.to; ++k) sum += a(row, k) * t(k, col);
+    for (index_t k = 0; k < t.rows(); ++k) sum += a(row, k) * t(k, col);
     b(row, col) = sum;
   }
 }
@@ -180,31 +203,31 @@ void multiply_row(const_matrix_block a, const_matrix_block t, column_span span, 
 // A tile that would end behind the last row begins earlier instead and writes some rows
 // once more, the same numbers.
 template <int Width, int Registers, int Cols>
-void multiply_rows(const_matrix_block a, const_matrix_block t, column_span span,
+void multiply_rows(const_matrix_block a, const_matrix_block t, const strip_shape& shape,
                    matrix_block b) {
   constexpr index_t height = index_t{Registers} * Width;
   const index_t rows = a.rows();
   if (rows < height) {
     if constexpr (Registers > 1)
-      return multiply_rows<Width, 1, Cols>(a, t, span, b);
+      return multiply_rows<Width, 1, Cols>(a, t, shape, b);
     else
-      for (index_t row = 0; row < rows; ++row) multiply_row(a, t, span, row, b);
+      for (index_t row = 0; row < rows; ++row) multiply_row(a, t, row, b);
     return;
   }
   for (index_t first = 0; first < rows; first += height) {
     const index_t row = std::min(first, rows - height);
-    multiply_tile<Width, Registers, Cols>(a.part_rows(row, height), t, span,
+    multiply_tile<Width, Registers, Cols>(a.part_rows(row, height), t, shape,
                                           b.part_rows(row, height));
   }
 }
 
 // One strip of columns of T, at most `Cols`.
 template <int Width, int Cols>
-void multiply_strip(const_matrix_block a, const_matrix_block t, column_span span,
+void multiply_strip(const_matrix_block a, const_matrix_block t, const strip_shape& shape,
                     matrix_block b) {
   if constexpr (Cols > 1)
-    if (b.cols() < Cols) return multiply_strip<Width, Cols - 1>(a, t, span, b);
-  multiply_rows<Width, tile_registers, Cols>(a, t, span, b);
+    if (b.cols() < Cols) return multiply_strip<Width, Cols - 1>(a, t, shape, b);
+  multiply_rows<Width, tile_registers, Cols>(a, t, shape, b);
 }
 
 // T is triangular, or full where no triangle is named.
@@ -213,10 +236,8 @@ void multiply_all(const_matrix_block a, std::optional<triangle> which, const_mat
                   matrix_block b) {
   for (index_t col = 0; col < b.cols(); col += tile_targets<Width>) {
     const index_t cols = std::min<index_t>(tile_targets<Width>, b.cols() - col);
-    column_span span{0, t.rows()};
-    if (which == triangle::upper) span.to = col + cols;
-    if (which == triangle::lower) span.from = col;
-    multiply_strip<Width, tile_targets<Width>>(a, t.part_columns(col, cols), span,
+    const strip_shape shape = shape_of_strip(which, t.rows(), col, cols);
+    multiply_strip<Width, tile_targets<Width>>(a, t.part_columns(col, cols), shape,
                                                b.part_columns(col, cols));
   }
 }
