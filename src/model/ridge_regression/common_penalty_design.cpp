@@ -34,26 +34,20 @@ void common_penalty_design::read_target(vector_view target) const {
   read_target_part(0, target);
 }
 
-// The same arithmetic as the normalizer's, entry by entry.
 void common_penalty_design::read_column(index_t column, index_t first,
                                         vector_view entries) const {
   if (column == X_.cols()) {
     std::fill(entries.begin(), entries.end(), bias_entry());
     return;
   }
-  const double mean = normalizer_->feature_means[column];
-  const double scale = normalizer_->feature_scales[column];
-  const const_vector_view raw = X_.column(column).part(first, entries.size());
-  std::transform(raw.begin(), raw.end(), entries.begin(),
-                 [=](double value) { return (value - mean) / scale; });
+  normalize(X_.column(column).part(first, entries.size()),
+            normalizer_->feature_means[column], normalizer_->feature_scales[column],
+            entries);
 }
 
 void common_penalty_design::read_target_part(index_t first, vector_view entries) const {
-  const double mean = normalizer_->target_mean;
-  const double scale = normalizer_->target_scale;
-  const const_vector_view raw = y_.part(first, entries.size());
-  std::transform(raw.begin(), raw.end(), entries.begin(),
-                 [=](double value) { return (value - mean) / scale; });
+  normalize(y_.part(first, entries.size()), normalizer_->target_mean,
+            normalizer_->target_scale, entries);
 }
 
 }  // namespace corvane::model::ridge_regression_detail

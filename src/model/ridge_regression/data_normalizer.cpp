@@ -4,13 +4,15 @@
 #include <algorithm>
 #include <array>
 #include <cmath>
-#include <cstddef>
+#include <cstring>
+#include <numeric>
 #include <stdexcept>
 #include <string>
-#include <vector>
 
 #include "common/compensated_sum.h"
 #include "common/finite.h"
+#include "common/vector_dispatch.h"
+#include "common/vector_register.h"
 
 namespace corvane::model {
 
@@ -22,34 +24,42 @@ struct column_measure {
 };
 
 // Sums go in lanes, which depend on each other only at the end: one sum after the other
-// would wait for each addition.
-constexpr std::size_t num_lanes = 8;
-using lanes = std::array<double, num_lanes>;
+// would wait for each addition. As many as the widest vector register has: so every
+// processor adds in the same order.
+constexpr int num_lanes = 8;
+using lanes = vector_register<num_lanes>::lanes;
+using lane_sums = std::array<double, num_lanes>;
 
-// The part that an addition loses, by D. E. Knuth, The Art of Computer Programming
-// 2, 4.2.2, theorem B: without a look at which of the two is larger.
-double lost_part(double sum, double term, double next) {
-  const double added = next - sum;
-  return (sum - (next - added)) + (term - added);
+index_t whole_lanes(const_vector_view values) {
+  return values.size() - values.size() % num_lanes;
 }
 
+// The part that each addition loses, by D. E. Knuth, The Art of Computer Programming
+// 2, 4.2.2, theorem B: without a look at which of the two is larger.
 double compensated_mean_in_lanes(const_vector_view values) {
-  const auto n = static_cast<std::size_t>(values.size());
-  const std::size_t even = n - n % num_lanes;
-  lanes sums{};
-  lanes corrections{};
-  for (std::size_t i = 0; i < even; i += num_lanes)
-    for (std::size_t lane = 0; lane < num_lanes; ++lane) {
-      const double term = values.data()[i + lane];
-      const double next = sums[lane] + term;
-      corrections[lane] += lost_part(sums[lane], term, next);
-      sums[lane] = next;
+  const index_t whole = whole_lanes(values);
+  const double* const terms = values.data();
+  lane_sums sums;
+  lane_sums corrections;
+  run_vectorized([=, to_sums = sums.data(), to_corrections = corrections.data()](auto...) {
+    lanes sum{};
+    lanes correction{};
+    for (index_t i = 0; i < whole; i += num_lanes) {
+      lanes term;
+      std::memcpy(&term, terms + i, sizeof term);
+      const lanes next = sum + term;
+      const lanes added = next - sum;
+      correction += (sum - (next - added)) + (term - added);
+      sum = next;
     }
+    std::memcpy(to_sums, &sum, sizeof sum);
+    std::memcpy(to_corrections, &correction, sizeof correction);
+  });
   compensated_sum total;
   for (const double sum : sums) total.add(sum);
   for (const double correction : corrections) total.add(correction);
-  for (std::size_t i = even; i < n; ++i) total.add(values.data()[i]);
-  return total.total() / static_cast<double>(n);
+  for (index_t i = whole; i < values.size(); ++i) total.add(terms[i]);
+  return total.total() / static_cast<double>(values.size());
 }
 
 // The mean of equal values is that value. A rounded sum divided by n misses it by an ulp
@@ -61,49 +71,29 @@ double mean_of(const_vector_view values) {
   return constant ? first : compensated_mean_in_lanes(values);
 }
 
+double sum_squares_about(double mean, const_vector_view values) {
+  const index_t whole = whole_lanes(values);
+  const double* const terms = values.data();
+  lane_sums squares;
+  run_vectorized([=, to_squares = squares.data()](auto...) {
+    lanes sum{};
+    for (index_t i = 0; i < whole; i += num_lanes) {
+      lanes distance;
+      std::memcpy(&distance, terms + i, sizeof distance);
+      distance -= mean;
+      sum += distance * distance;
+    }
+    std::memcpy(to_squares, &sum, sizeof sum);
+  });
+  double total = std::accumulate(squares.begin(), squares.end(), 0.0);
+  for (index_t i = whole; i < values.size(); ++i)
+    total += (terms[i] - mean) * (terms[i] - mean);
+  return total;
+}
+
 column_measure measure(bool center, const_vector_view values) {
   const double mean = center ? mean_of(values) : 0.0;
-  double squares = 0.0;
-  for (const double value : values) squares += (value - mean) * (value - mean);
-  return {mean, std::sqrt(squares)};
-}
-
-// Four columns, each as above: their sums, one term after the other, wait for each other's
-// additions instead of their own.
-constexpr std::size_t columns_at_once = 4;
-using four_measures = std::array<column_measure, columns_at_once>;
-
-four_measures measure_four(bool center, const_matrix_view X, index_t first) {
-  std::array<const double*, columns_at_once> columns{};
-  std::array<double, columns_at_once> means{};
-  for (std::size_t k = 0; k < columns_at_once; ++k) {
-    const const_vector_view values = X.column(first + static_cast<index_t>(k));
-    columns[k] = values.data();
-    means[k] = center ? mean_of(values) : 0.0;
-  }
-  std::array<double, columns_at_once> squares{};
-  for (index_t i = 0; i < X.rows(); ++i)
-    for (std::size_t k = 0; k < columns_at_once; ++k) {
-      const double distance = columns[k][i] - means[k];
-      squares[k] += distance * distance;
-    }
-  four_measures measured{};
-  for (std::size_t k = 0; k < columns_at_once; ++k)
-    measured[k] = {means[k], std::sqrt(squares[k])};
-  return measured;
-}
-
-std::vector<column_measure> measure_columns(bool center, const_matrix_view X) {
-  constexpr auto step = static_cast<index_t>(columns_at_once);
-  std::vector<column_measure> measured;
-  measured.reserve(static_cast<std::size_t>(X.cols()));
-  index_t j = 0;
-  for (; j + step <= X.cols(); j += step) {
-    const four_measures four = measure_four(center, X, j);
-    measured.insert(measured.end(), four.begin(), four.end());
-  }
-  for (; j < X.cols(); ++j) measured.push_back(measure(center, X.column(j)));
-  return measured;
+  return {mean, std::sqrt(sum_squares_about(mean, values))};
 }
 
 // A column without spread is left as it is.
@@ -137,6 +127,15 @@ target_normalization measure_target(bool center, bool rescale, const_vector_view
   return {measured.mean, divisor(rescale, measured.scale)};
 }
 
+void normalize(const_vector_view values, double mean, double scale,
+               vector_view normalized) {
+  const double* const from = values.data();
+  double* const to = normalized.data();
+  run_vectorized([=, n = values.size()](auto... /*width*/) {
+    for (index_t i = 0; i < n; ++i) to[i] = (from[i] - mean) / scale;
+  });
+}
+
 data_normalizer::data_normalizer(const data_normalizer_options& options,
                                  const_vector_view y, const_matrix_view X)
     : center_target{options.center_target},
@@ -148,9 +147,8 @@ data_normalizer::data_normalizer(const data_normalizer_options& options,
       feature_means(num_columns),
       feature_scales(num_columns) {
   check_shapes(y, X);
-  const std::vector<column_measure> columns = measure_columns(center_features, X);
   for (index_t j = 0; j < X.cols(); ++j) {
-    const column_measure measured = columns[static_cast<std::size_t>(j)];
+    const column_measure measured = measure(center_features, X.column(j));
     if (!is_finite(measured.scale))
       reject("feature_matrix column " + std::to_string(j), X.column(j));
     feature_means[j] = measured.mean;
@@ -172,13 +170,8 @@ dense_matrix data_normalizer::normalized_features(const_matrix_view X) const {
         "feature_matrix has another number of columns than the fit");
   dense_matrix normalized(X.rows(), num_columns);
   const matrix_view columns = normalized;
-  for (index_t j = 0; j < num_features; ++j) {
-    const double mean = feature_means[j];
-    const double scale = feature_scales[j];
-    const const_vector_view raw = X.column(j);
-    std::transform(raw.begin(), raw.end(), columns.column(j).begin(),
-                   [=](double value) { return (value - mean) / scale; });
-  }
+  for (index_t j = 0; j < num_features; ++j)
+    normalize(X.column(j), feature_means[j], feature_scales[j], columns.column(j));
   if (with_bias) {
     const vector_view bias = columns.column(num_features);
     std::fill(bias.begin(), bias.end(), 1.0 / feature_scales[num_features]);
@@ -188,8 +181,7 @@ dense_matrix data_normalizer::normalized_features(const_matrix_view X) const {
 
 dense_vector data_normalizer::normalized_target(const_vector_view y) const {
   dense_vector normalized(y.size());
-  std::transform(y.begin(), y.end(), normalized.begin(),
-                 [this](double value) { return (value - target_mean) / target_scale; });
+  normalize(y, target_mean, target_scale, normalized);
   return normalized;
 }
 

@@ -53,4 +53,7 @@ struct target_normalization {
 };
 target_normalization measure_target(bool center, bool rescale, const_vector_view y);
 
+// normalized = (values - mean) / scale, of equal lengths.
+void normalize(const_vector_view values, double mean, double scale, vector_view normalized);
+
 }  // namespace corvane::model
