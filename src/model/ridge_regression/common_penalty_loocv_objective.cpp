@@ -3,100 +3,141 @@
 
 #include <algorithm>
 #include <array>
+#include <cstring>
+#include <numeric>
 
 #include "common/scoped_allocator.h"
 #include "common/vector_dispatch.h"
+#include "common/vector_register.h"
 
 namespace corvane::model::ridge_regression_detail {
 
 namespace {
 
-// e and d of a block of observations, with their first two derivatives. The block is small
-// enough for all six to stay in the first-level cache while U passes by.
-constexpr index_t block_size = 256;
-using block_sums = std::array<double, block_size>;
-
-struct block_jets {
-  std::array<block_sums, 3> residual;
-  std::array<block_sums, 3> clearance;
-};
-
-void start(const penalty_rows& rows, index_t first, index_t count, block_jets& jets) {
-  std::copy_n(rows.residual().data() + first, count, jets.residual[0].begin());
-  std::copy_n(rows.clearance().data() + first, count, jets.clearance[0].begin());
-  for (const std::size_t order : {1U, 2U}) {
-    std::fill_n(jets.residual[order].begin(), count, 0.0);
-    std::fill_n(jets.clearance[order].begin(), count, 0.0);
-  }
-}
-
-// A column u of U with what its entries are multiplied by: the derivative of order r of d_i
-// takes square[r] u_i^2 = g_k^(r) u_i^2, and that of e_i takes linear[r] u_i = g_k^(r) z_k
-// u_i.
+// What an entry u of U is multiplied by: the derivative of order r of d_i takes
+// g_k^(r) u_i^2, and that of e_i takes g_k^(r) z_k u_i.
 struct column_terms {
-  const double* u = nullptr;
-  std::array<double, 3> square{};
-  std::array<double, 3> linear{};
+  const double* u;
+  penalty_jet square;
+  penalty_jet linear;
 };
 
-// Several columns at a time, so that the sums are loaded and stored once for all of them.
-constexpr index_t columns_at_once = 4;
-using column_group = std::array<column_terms, columns_at_once>;
-
-// The last group is filled up with columns that count for nothing.
-column_group make_group(const penalty_rows& rows, const penalty_spectrum& data,
-                        const ridge_filter* filters, index_t first) {
-  column_group group;
-  for (index_t j = 0; j < columns_at_once; ++j) {
-    column_terms& column = group[static_cast<std::size_t>(j)];
-    column.u = rows.basis().column(first).data();
-    const index_t k = first + j;
-    if (k >= rows.rank()) continue;
-    const double z = data.z[k];
-    column = {rows.basis().column(k).data(),
-              {filters[k].stopped, filters[k].first, filters[k].second},
-              {filters[k].stopped * z, filters[k].first * z, filters[k].second * z}};
-  }
-  return group;
+column_terms make_terms(const double* u, double z, const ridge_filter& filter) {
+  return {u,
+          {filter.stopped, filter.first, filter.second},
+          {filter.stopped * z, filter.first * z, filter.second * z}};
 }
 
-void add_columns(const column_group& group, index_t first, index_t count,
-                 block_jets& jets) {
-  const double* const a = group[0].u + first;
-  const double* const b = group[1].u + first;
-  const double* const c = group[2].u + first;
-  const double* const d = group[3].u + first;
-  for (std::size_t r = 0; r < 3; ++r) {
-    const std::array square{group[0].square[r], group[1].square[r], group[2].square[r],
-                            group[3].square[r]};
-    const std::array linear{group[0].linear[r], group[1].linear[r], group[2].linear[r],
-                            group[3].linear[r]};
-    double* const clearance = jets.clearance[r].data();
-    double* const residual = jets.residual[r].data();
-    run_vectorized([=](auto... /*width*/) {
-      for (index_t i = 0; i < count; ++i) {
-        clearance[i] += (square[0] * a[i] * a[i] + square[1] * b[i] * b[i]) +
-                        (square[2] * c[i] * c[i] + square[3] * d[i] * d[i]);
-        residual[i] +=
-            (linear[0] * a[i] + linear[1] * b[i]) + (linear[2] * c[i] + linear[3] * d[i]);
-      }
-    });
-  }
-}
+// The rows that the sums run over: U as its columns, and what is there without a penalty.
+struct row_range {
+  const column_terms* columns;
+  index_t rank;
+  index_t count;
+  const double* clearance;
+  const double* residual;
+};
 
-// By the quotient rule s' = (e' - s d') / d and s'' = (e'' - 2 s' d' - s d'') / d.
-void add_squares(const block_jets& jets, index_t count, penalty_jet& score) {
-  for (std::size_t i = 0; i < static_cast<std::size_t>(count); ++i) {
-    const double d = jets.clearance[0][i];
-    const double s = jets.residual[0][i] / d;
-    const double first = (jets.residual[1][i] - s * jets.clearance[1][i]) / d;
-    const double second = (jets.residual[2][i] - 2.0 * first * jets.clearance[1][i] -
-                           s * jets.clearance[2][i]) /
-                          d;
+// A function of t with its first two derivatives, for `Width` observations.
+template <int Width>
+struct lane_jet {
+  using lanes = typename vector_register<Width>::lanes;
+  lanes value{};
+  lanes first{};
+  lanes second{};
+
+  void add(const penalty_jet& term, const lanes& factor) {
+    value += term.value * factor;
+    first += term.first * factor;
+    second += term.second * factor;
+  }
+};
+
+// e and d. Two of these fill the 16 registers of AVX2, and stay there while U passes by.
+template <int Width>
+struct observations {
+  using lanes = typename vector_register<Width>::lanes;
+  lane_jet<Width> residual;
+  lane_jet<Width> clearance;
+
+  void start(const row_range& rows, index_t first) {
+    std::memcpy(&residual.value, rows.residual + first, sizeof(lanes));
+    std::memcpy(&clearance.value, rows.clearance + first, sizeof(lanes));
+  }
+  void add(const column_terms& column, index_t first) {
+    lanes u;
+    std::memcpy(&u, column.u + first, sizeof u);
+    clearance.add(column.square, u * u);
+    residual.add(column.linear, u);
+  }
+  // By the quotient rule s' = (e' - s d') / d and s'' = (e'' - 2 s' d' - s d'') / d.
+  void add_squares(lane_jet<Width>& score) const {
+    const lanes inverse = 1.0 / clearance.value;
+    const lanes s = residual.value * inverse;
+    const lanes first = (residual.first - s * clearance.first) * inverse;
+    const lanes second =
+        (residual.second - 2.0 * first * clearance.first - s * clearance.second) * inverse;
     score.value += s * s;
     score.first += 2.0 * s * first;
     score.second += 2.0 * (first * first + s * second);
   }
+};
+
+// A whole number of steps of any width.
+constexpr index_t padded_rows = 16;
+
+template <int Width>
+void add_rows(const row_range& rows, lane_jet<Width>& score) {
+  for (index_t i = 0; i < rows.count; i += 2 * Width) {
+    observations<Width> upper;
+    observations<Width> lower;
+    upper.start(rows, i);
+    lower.start(rows, i + Width);
+    for (index_t k = 0; k < rows.rank; ++k) {
+      upper.add(rows.columns[k], i);
+      lower.add(rows.columns[k], i + Width);
+    }
+    upper.add_squares(score);
+    lower.add_squares(score);
+  }
+}
+
+template <class Lanes>
+double total(const Lanes& lanes) {
+  std::array<double, sizeof(Lanes) / sizeof(double)> parts;
+  std::memcpy(parts.data(), &lanes, sizeof lanes);
+  return std::accumulate(parts.begin(), parts.end(), 0.0);
+}
+
+void add_range(const row_range& rows, penalty_jet& score) {
+  run_vectorized([rows, &score](auto width) {
+    lane_jet<width> sums;
+    add_rows<width>(rows, sums);
+    score.value += total(sums.value);
+    score.first += total(sums.first);
+    score.second += total(sums.second);
+  });
+}
+
+// What is left of the rows behind the last whole step, filled up with rows that are fitted
+// exactly.
+void add_remainder(const row_range& rows, penalty_jet& score) {
+  const index_t whole = rows.count - rows.count % padded_rows;
+  const index_t count = rows.count - whole;
+  if (count == 0) return;
+  scoped_allocator scope;
+  const auto pad = [&](const double* from, double filler) {
+    auto* const to = scope.take<double>(padded_rows);
+    std::fill(std::copy_n(from + whole, count, to), to + padded_rows, filler);
+    return to;
+  };
+  auto* const columns = scope.take<column_terms>(rows.rank);
+  for (index_t k = 0; k < rows.rank; ++k) {
+    columns[k] = rows.columns[k];
+    columns[k].u = pad(rows.columns[k].u, 0.0);
+  }
+  add_range(
+      {columns, rows.rank, padded_rows, pad(rows.clearance, 1.0), pad(rows.residual, 0.0)},
+      score);
 }
 
 }  // namespace
@@ -109,22 +150,17 @@ common_penalty_loocv_objective::common_penalty_loocv_objective(
 std::optional<penalty_jet> common_penalty_loocv_objective::evaluate(double t) const {
   const penalty_spectrum& data = spectrum();
   const index_t n = data.observations;
-  const index_t groups = (rows_.rank() + columns_at_once - 1) / columns_at_once;
   scoped_allocator scope;
-  auto* const filters = scope.take<ridge_filter>(rows_.rank());
-  for (index_t k = 0; k < rows_.rank(); ++k) filters[k] = filter_of(data.s[k], t);
-  auto* const columns = scope.take<column_group>(groups);
-  for (index_t g = 0; g < groups; ++g)
-    columns[g] = make_group(rows_, data, filters, g * columns_at_once);
-
+  auto* const columns = scope.take<column_terms>(rows_.rank());
+  for (index_t k = 0; k < rows_.rank(); ++k)
+    columns[k] =
+        make_terms(rows_.basis().column(k).data(), data.z[k], filter_of(data.s[k], t));
+  row_range rows{columns, rows_.rank(), n, rows_.clearance().data(),
+                 rows_.residual().data()};
   penalty_jet score;
-  block_jets jets;
-  for (index_t first = 0; first < n; first += block_size) {
-    const index_t count = std::min(block_size, n - first);
-    start(rows_, first, count, jets);
-    for (index_t g = 0; g < groups; ++g) add_columns(columns[g], first, count, jets);
-    add_squares(jets, count, score);
-  }
+  add_remainder(rows, score);
+  rows.count = n - n % padded_rows;
+  add_range(rows, score);
   return score;
 }
 

@@ -1,10 +1,12 @@
 // SPDX-License-Identifier: BSD-3-Clause
 #include "model/ridge_regression/primal_penalty_factors.h"
 
+#include <algorithm>
 #include <stdexcept>
 
 #include "common/linear_algebra.h"
 #include "common/scoped_allocator.h"
+#include "common/vector_dispatch.h"
 
 namespace corvane::model::ridge_regression_detail {
 
@@ -15,6 +17,23 @@ tall_matrix augmented(const common_penalty_design& design) {
   const index_t free = design.has_free_bias() ? 1 : 0;
   return {design.observations(), free + design.penalized() + 1,
           [design](index_t first, matrix_block block) { design.read_rows(first, block); }};
+}
+
+// 1 - |row of N|^2 - |row of U|^2, in place of the column N. By blocks that stay in the
+// first-level cache while U passes by.
+void turn_into_clearance(const_matrix_block U, vector_view N) {
+  constexpr index_t block_rows = 1024;
+  for (index_t first = 0; first < N.size(); first += block_rows) {
+    const index_t count = std::min(block_rows, N.size() - first);
+    double* const entries = N.data() + first;
+    run_vectorized([=](auto... /*width*/) {
+      for (index_t i = 0; i < count; ++i) entries[i] = 1.0 - entries[i] * entries[i];
+      for (index_t j = 0; j < U.cols(); ++j) {
+        const double* const u = U.data() + j * U.stride() + first;
+        for (index_t i = 0; i < count; ++i) entries[i] -= u[i] * u[i];
+      }
+    });
+  }
 }
 
 }  // namespace
@@ -49,12 +68,7 @@ penalty_rows primal_penalty_factors::rows() const {
 
   dense_matrix columns{spectrum_.observations, k + 2};
   qr_.multiply(selection, columns);
-  const vector_view clearance = columns.view().column(k);
-  for (double& entry : clearance) entry = 1.0 - entry * entry;
-  for (index_t j = 0; j < k; ++j) {
-    const const_vector_view u = columns.view().column(j);
-    for (index_t i = 0; i < u.size(); ++i) clearance[i] -= u[i] * u[i];
-  }
+  turn_into_clearance(matrix_block{columns}.part_columns(0, k), columns.view().column(k));
   return {std::move(columns)};
 }
 

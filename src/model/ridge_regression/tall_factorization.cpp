@@ -7,6 +7,7 @@
 #include <utility>
 
 #include "common/linear_algebra.h"
+#include "common/narrow_products.h"
 #include "common/scoped_allocator.h"
 
 namespace corvane::model::ridge_regression_detail {
@@ -22,6 +23,26 @@ index_t block_rows(index_t cols) {
 // One with rows enough to make stacking R on it cheap.
 index_t stacked_rows(index_t cols) { return std::max(block_rows(cols), 2 * cols); }
 
+// Up to which the loops of our own are quicker than a BLAS.
+constexpr index_t narrow = 64;
+
+// The lower triangle of G += T'T.
+void add_gram(const_matrix_block block, matrix_block gram) {
+  if (block.cols() <= narrow)
+    add_narrow_gram(block, gram);
+  else
+    syrk(1.0, transposed, block, 1.0, gram);
+}
+
+// product = T F
+void multiply_block(const_matrix_block block, const_matrix_block factor,
+                    matrix_block product) {
+  if (factor.cols() <= narrow)
+    multiply_narrow(block, factor, product);
+  else
+    gemm(1.0, plain, block, plain, factor, 0.0, product);
+}
+
 // Calls visit(first, block) for all blocks of the matrix, from the top.
 template <class Visit>
 void for_each_block(const tall_matrix& matrix, const Visit& visit) {
@@ -34,6 +55,15 @@ void for_each_block(const tall_matrix& matrix, const Visit& visit) {
     matrix.read(first, block);
     visit(first, block);
   }
+}
+
+// The lower triangle of T'T.
+dense_matrix compute_gram(const tall_matrix& matrix) {
+  dense_matrix gram{matrix.cols, matrix.cols};
+  fill(gram, 0.0);
+  for_each_block(
+      matrix, [&](index_t /*first*/, const_matrix_block block) { add_gram(block, gram); });
+  return gram;
 }
 
 // G = L L' with the columns brought to length 1 before: that leaves L as it is, up to
@@ -167,21 +197,19 @@ void multiply_reflections(const tall_matrix& matrix, const_matrix_block C,
 }  // namespace
 
 tall_factorization::tall_factorization(tall_matrix matrix)
+    : tall_factorization{matrix, compute_gram(matrix)} {}
+
+tall_factorization::tall_factorization(tall_matrix matrix, dense_matrix&& gram)
     : matrix_{std::move(matrix)}, triangle_{matrix_.cols, matrix_.cols} {
   if (matrix_.cols == 0) return;
-  if (!factor_by_gram()) factor_by_reflections();
+  if (!factor_by_gram(std::move(gram))) factor_by_reflections();
 }
 
 // The rounding of a Gram matrix costs R as many digits as the inflation has: two at most.
-bool tall_factorization::factor_by_gram() {
+bool tall_factorization::factor_by_gram(dense_matrix&& gram) {
   constexpr double harmless_inflation = 100.0;
-  const index_t c = matrix_.cols;
-  first_ = dense_matrix{c, c};
-  fill(first_, 0.0);
-  for_each_block(matrix_, [&](index_t /*first*/, const_matrix_block block) {
-    syrk(1.0, transposed, block, 1.0, first_);
-  });
-  for (index_t j = 0; j < c; ++j)
+  first_ = std::move(gram);
+  for (index_t j = 0; j < first_.cols(); ++j)
     if (first_(j, j) == 0.0) zero_columns_.push_back(j);
   const double inflation = factor_gram(first_);
   if (inflation <= harmless_inflation) {
@@ -202,7 +230,7 @@ bool tall_factorization::repeat_gram() {
   fill(second_, 0.0);
   for_each_block(matrix_, [&](index_t /*first*/, matrix_block block) {
     trsm(side::right, triangle::lower, transposed, first_, block);
-    syrk(1.0, transposed, block, 1.0, second_);
+    add_gram(block, second_);
   });
   if (!(squared_distance_from_identity(second_) < nearness)) return false;
   factor_gram(second_);
@@ -244,7 +272,7 @@ void tall_factorization::multiply_by_inverses(const_matrix_block C,
   trsm(side::left, triangle::lower, transposed, repeated ? second_ : first_, factor);
   for_each_block(matrix_, [&](index_t first, matrix_block block) {
     if (repeated) trsm(side::right, triangle::lower, transposed, first_, block);
-    gemm(1.0, plain, block, plain, factor, 0.0, product.part_rows(first, block.rows()));
+    multiply_block(block, factor, product.part_rows(first, block.rows()));
   });
 }
 

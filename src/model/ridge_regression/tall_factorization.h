@@ -31,6 +31,8 @@ enum class tall_method { gram, repeated_gram, reflections };
 class tall_factorization {
  public:
   explicit tall_factorization(tall_matrix matrix);
+  // With the lower triangle of T'T, where the caller has it.
+  tall_factorization(tall_matrix matrix, dense_matrix&& gram);
 
   const dense_matrix& triangle() const { return triangle_; }  // R, zeros below the diagonal
   tall_method method() const { return method_; }
@@ -40,7 +42,7 @@ class tall_factorization {
   void multiply(const_matrix_block C, matrix_block product) const;
 
  private:
-  bool factor_by_gram();
+  bool factor_by_gram(dense_matrix&& gram);
   bool repeat_gram();
   void factor_by_reflections();
   void set_triangle(const_matrix_block lower);
