@@ -61,6 +61,91 @@ def test_without_a_file_bundled_data_give_three_tables_and_a_picture_for_each_mo
         assert len(picture) > 5000
 
 
+def cells(output, title):
+    """The rows of the table below a title, each a list of its cells; the header first."""
+    lines = output.split(f"{title}:", 1)[1].split("\n\n", 1)[1].splitlines()
+    rules = lines[1].split("  ")
+    starts = [sum(len(rule) + 2 for rule in rules[:k]) for k in range(len(rules))]
+    ends = [*(start - 2 for start in starts[1:]), None]
+    rows = [lines[0], *lines[2:]]
+    rows = rows[: next((k for k, row in enumerate(rows) if row.startswith("wrote")), None)]
+    columns = list(zip(starts, ends, strict=True))
+    return [[row[a:b].strip() for a, b in columns] for row in rows if row]
+
+
+@pytest.fixture(scope="module")
+def bundled(tmp_path_factory):
+    """What the demo prints of the bundled data."""
+    result = run_demo(tmp_path_factory.mktemp("demo"))
+    assert result.returncode == 0, result.stderr
+    return result.stdout
+
+
+def test_each_penalty_of_a_classifier_has_its_row_beside_a_grid_search(bundled):
+    header, *rows = cells(bundled, "Logistic regression")
+    assert header == [
+        "data set", "n", "p", "penalty", "chosen", "log loss", "accuracy", "time",
+        "CV log loss", "accuracy", "time",
+    ]  # fmt: skip
+    sets = ["breast cancer", "fair: any affair"]
+    penalties = ["l2", "l1", "elasticnet", "bridge"]
+    assert [row[0] for row in rows] == [name for name in sets for _ in penalties]
+    assert [row[3] for row in rows] == 2 * penalties
+    for row in rows:
+        loss, accuracy = float(row[5]), float(row[6])
+        assert 0.0 < loss < 0.6
+        assert 0.7 < accuracy <= 1.0
+        assert row[4]
+        assert row[7].endswith(" ms")
+        # Beside the penalties that the grid search has.
+        if row[3] in ("l2", "l1"):
+            assert loss < 1.1 * float(row[8])
+            assert row[10].endswith(" ms")
+        else:
+            assert row[8:] == ["", "", ""]
+
+
+def test_the_warped_model_has_its_row_beside_regressions_with_and_without_a_map(bundled):
+    header, *rows = cells(bundled, "Warped linear regression")
+    assert header == ["data set", "n", "p", "model", "error", "neg. log density", "time"]
+    models = ["warped", "ridge, no map", "PowerTransformer"]
+    assert len(rows) % 3 == 0
+    assert len(rows) >= 6
+    assert [row[3] for row in rows] == len(rows) // 3 * models
+    density = [float(row[5]) for row in rows]
+    # The targets are skewed: a map makes them likelier.
+    assert all(w < r for w, r in zip(density[::3], density[1::3], strict=True))
+
+
+def test_the_errors_in_the_readme_are_those_of_the_demo(bundled):
+    """To one in a hundred: the last digits depend on the machine's BLAS."""
+    errors = {}
+    for title, column in (
+        ("Ridge regression", 6), ("Logistic regression", 5), ("Warped linear regression", 4)
+    ):  # fmt: skip
+        for row in cells(bundled, title)[1:]:
+            errors.setdefault(row[0].split()[0].rstrip(":"), []).append(float(row[column]))
+    readme = (ROOT / "README.md").read_text().split("Held-out error on real data", 1)[1]
+    rows = [line.split("|") for line in readme.splitlines() if line.startswith("| ")]
+    rows = [[cell.strip() for cell in row] for row in rows[1:]]
+    assert len(rows) >= 5
+    for row in rows:
+        name = row[1].split()[0].rstrip(":,")
+        assert any(abs(float(row[4]) / e - 1.0) < 0.01 for e in errors[name]), row
+
+
+def test_a_users_file_with_two_classes_gives_the_table_of_a_classifier(tmp_path):
+    header, *lines = numbers(60)
+    lines = [line.rsplit(",", 1) for line in lines]
+    lines = [f"{left},{7 if float(target) > 0 else 3}" for left, target in lines]
+    path = write_csv(tmp_path, [header, *lines])
+    result = run_demo(tmp_path, path, "--target", "y")
+    assert result.returncode == 0, result.stderr
+    rows = cells(result.stdout, "Logistic regression")[1:]
+    assert [row[:2] for row in rows] == 4 * [["table.csv: y", "60"]]
+    assert "Ridge regression" not in result.stdout
+
+
 def test_a_users_file_gives_a_table_and_two_pictures(tmp_path):
     path = write_csv(tmp_path, numbers(60))
     result = run_demo(tmp_path, path, "--target", "y")
