@@ -69,6 +69,14 @@ def test_every_numeric_type_is_fitted_as_its_values_in_float64(kind):
         np.testing.assert_array_equal(found.coef_, expected.coef_)
         np.testing.assert_allclose(found.predict(X), expected.predict(same), rtol=1e-12)
         assert found.predict(X).dtype == np.float64
+    labels = (y > np.median(y)).astype(np.int8)
+    expected = LogisticRegression().fit(same, labels)
+    found = LogisticRegression().fit(X, labels)
+    np.testing.assert_array_equal(found.coef_, expected.coef_)
+    np.testing.assert_allclose(
+        found.predict_proba(X), expected.predict_proba(same), rtol=1e-12
+    )
+    assert found.predict(X).dtype == np.int8
 
 
 def test_nothing_that_is_given_is_written_to(case, tmp_path):

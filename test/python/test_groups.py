@@ -126,6 +126,34 @@ def test_none_is_the_label_of_columns_without_penalty_where_there_can_be_such(
         RidgeRegression(groups=[None, 0, 0, 0]).fit(*regression)
 
 
+@pytest.mark.parametrize(
+    "labels",
+    [[3, 5, None, 5], np.array([3, 5, None, 5], dtype=object), lambda X, y: [3, 5, None, 5],
+     {"time": "b", "age": "a", "site": None, "dose": "b"}],
+)  # fmt: skip
+def test_a_logistic_regression_takes_every_form_of_labels(classification, labels):
+    X, y = classification
+    expected = LogisticRegression(groups=[0, 1, None, 1]).fit(X, y)
+    model = LogisticRegression(groups=labels).fit(pd.DataFrame(X, columns=NAMES), y)
+    assert model.groups_.tolist() == [0, 1, -1, 1]
+    assert model.l2_strength_[2] == 0.0
+    np.testing.assert_allclose(model.l2_strength_, expected.l2_strength_, rtol=1e-9)
+    np.testing.assert_allclose(model.coef_, expected.coef_, rtol=1e-9)
+
+
+def test_a_callable_of_a_logistic_regression_sees_the_labels_as_0_and_1(classification):
+    X, y = classification
+    seen = []
+
+    def group(X, y):
+        seen.append((X, y))
+        return [0] * X.shape[1]
+
+    LogisticRegression(groups=group).fit(X, np.array(["no", "yes"])[y])
+    np.testing.assert_array_equal(seen[0][0], X)
+    np.testing.assert_array_equal(seen[0][1], y.astype(float))
+
+
 @pytest.mark.parametrize("groups", [3, [None] * 4])
 def test_logistic_regression_finds_no_groups_and_penalizes_some_column(
     classification, groups

@@ -7,6 +7,7 @@ import itertools
 import numpy as np
 import pytest
 from scipy.integrate import quad
+from scipy.stats import norm
 from sklearn.linear_model import LinearRegression
 from trevalon_impl import WarpedLinearRegressionModel
 
@@ -45,6 +46,37 @@ def test_mean_and_standard_deviation_are_integrals_of_the_predictive_density(
     assert mean[0] == pytest.approx(expected, rel=1e-2)
     variance = integral(model, row, lambda y: (y - expected) ** 2)
     assert std[0] == pytest.approx(np.sqrt(variance), rel=5e-2)
+
+
+def latent_distribution(skewed, n_steps=2):
+    """Means and deviations of the latent values, as the extension module says."""
+    native = WarpedLinearRegressionModel(num_steps=n_steps)
+    native.fit(*skewed)
+    return native.predict_latent_with_stddev(skewed[0])
+
+
+def test_a_quantile_is_the_inverse_of_the_map_at_the_latent_quantile(skewed, model):
+    latent, deviation = latent_distribution(skewed)
+    for q in (1e-6, 0.05, 0.5, 0.9):
+        expected = model.warper_.inverse_transform(latent + deviation * norm.ppf(q))
+        np.testing.assert_allclose(
+            model.predict_quantile(skewed[0], q), expected, rtol=1e-9
+        )
+
+
+def test_means_and_deviations_are_sums_over_21_points_of_the_inverse_of_the_map(
+    skewed, model
+):
+    latent, deviation = latent_distribution(skewed)
+    nodes, weights = np.polynomial.hermite.hermgauss(21)
+    points = latent[:, np.newaxis] + np.sqrt(2.0) * np.multiply.outer(deviation, nodes)
+    targets = model.warper_.inverse_transform(points)
+    expected = targets @ weights / np.sqrt(np.pi)
+    mean, std = model.predict(skewed[0], return_std=True)
+    np.testing.assert_allclose(mean, expected, rtol=1e-9)
+    np.testing.assert_array_equal(model.predict(skewed[0]), mean)
+    squares = (targets - expected[:, np.newaxis]) ** 2 @ weights / np.sqrt(np.pi)
+    np.testing.assert_allclose(std, np.sqrt(squares), rtol=1e-8)
 
 
 @pytest.mark.parametrize("q", [0.05, 0.5, 0.9])
