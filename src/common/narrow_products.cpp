@@ -50,19 +50,19 @@ void sum_each(const lanes_of<Width>* from, lanes_of<Width>& totals) {
              __builtin_shufflevector(from[0], from[1], 1, 3);
   } else if constexpr (Width == 4) {
     lanes pairs[2];  // NOLINT(modernize-avoid-c-arrays): as in add_tile, also below
-    for (int k = 0; k < 2; ++k)
+    for (index_t k = 0; k < 2; ++k)
       pairs[k] = __builtin_shufflevector(from[2 * k], from[2 * k + 1], 0, 4, 2, 6) +
                  __builtin_shufflevector(from[2 * k], from[2 * k + 1], 1, 5, 3, 7);
     totals = __builtin_shufflevector(pairs[0], pairs[1], 0, 1, 4, 5) +
              __builtin_shufflevector(pairs[0], pairs[1], 2, 3, 6, 7);
   } else {
     lanes pairs[4];  // NOLINT(modernize-avoid-c-arrays)
-    for (int k = 0; k < 4; ++k)
+    for (index_t k = 0; k < 4; ++k)
       pairs[k] =
           __builtin_shufflevector(from[2 * k], from[2 * k + 1], 0, 8, 2, 10, 4, 12, 6, 14) +
           __builtin_shufflevector(from[2 * k], from[2 * k + 1], 1, 9, 3, 11, 5, 13, 7, 15);
     lanes fours[2];  // NOLINT(modernize-avoid-c-arrays)
-    for (int k = 0; k < 2; ++k)
+    for (index_t k = 0; k < 2; ++k)
       fours[k] = __builtin_shufflevector(pairs[2 * k], pairs[2 * k + 1], 0, 1, 8, 9, 4, 5,
                                          12, 13) +
                  __builtin_shufflevector(pairs[2 * k], pairs[2 * k + 1], 2, 3, 10, 11, 6, 7,
@@ -170,7 +170,7 @@ void add_terms(const_matrix_block a, const_matrix_block t, row_span rows,
   for (index_t k = rows.from; k < rows.to; ++k)
     for (int col = First; col < Last; ++col) {
       const double factor = from_t[col * stride_t + k];
-      for (int part = 0; part < Registers; ++part) {
+      for (index_t part = 0; part < Registers; ++part) {
         lanes_of<Width> left;
         load(from_a + k * stride_a + part * Width, left);
         sums[part][col] += left * factor;
@@ -187,7 +187,7 @@ void multiply_tile(const_matrix_block a, const_matrix_block t, const strip_shape
   add_terms<Width, 0, Cols>(a, t, shape.all, sums);
   add_terms<Width, Cols / 2, Cols>(a, t, shape.second_half, sums);
   for (int col = 0; col < Cols; ++col)
-    for (int part = 0; part < Registers; ++part)
+    for (index_t part = 0; part < Registers; ++part)
       store(sums[part][col], &b(part * Width, col));
 }
 

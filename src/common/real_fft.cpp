@@ -12,7 +12,6 @@
 #include <algorithm>
 #include <cmath>
 #include <complex>
-#include <cstdint>
 #include <numbers>
 #include <stdexcept>
 #include <vector>
@@ -37,7 +36,7 @@ std::size_t largest_prime_factor(std::size_t n) {
 }
 
 bool has_no_prime_factor_above_5(std::size_t n) {
-  for (const std::size_t factor : {2, 3, 5})
+  for (const auto factor : {std::size_t{2}, std::size_t{3}, std::size_t{5}})
     while (n % factor == 0) n /= factor;
   return n == 1;
 }
@@ -64,13 +63,16 @@ complex_vector make_half_turn(std::size_t n) {
   return roots;
 }
 
-// exp(-i pi j^2 / n). The phase has period 2 n in j^2, which integers reduce without
-// rounding.
+// exp(-i pi j^2 / n). The phase has period 2 n in j^2, which integers follow without
+// rounding: (j + 1)^2 = j^2 + 2 j + 1.
 complex_vector make_chirp(std::size_t n) {
   complex_vector chirp(n);
-  for (std::uint64_t j = 0; j < n; ++j) {
-    const auto phase = static_cast<double>(j * j % (2 * n));
-    chirp[j] = std::polar(1.0, -std::numbers::pi * phase / static_cast<double>(n));
+  std::size_t phase = 0;
+  for (std::size_t j = 0; j < n; ++j) {
+    chirp[j] = std::polar(
+        1.0, -std::numbers::pi * static_cast<double>(phase) / static_cast<double>(n));
+    phase += 2 * j + 1;
+    if (phase >= 2 * n) phase -= 2 * n;
   }
   return chirp;
 }

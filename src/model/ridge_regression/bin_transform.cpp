@@ -50,6 +50,7 @@ void bin_transform::to_bins(const_vector_view x, vector_view real_part,
 void bin_transform::from_bins(const_vector_view real_part, const_vector_view imaginary_part,
                               index_t first, vector_view x) {
   const index_t n = length();
+  if (n == 0) return std::fill(x.begin(), x.end(), 0.0);
   scoped_allocator scope;
   const transform_space space{scope, fft_};
   for (index_t f = 0; f < std::min(bins(), n); ++f)
@@ -75,6 +76,7 @@ void bin_transform::to_cosines(const_vector_view amplitudes, vector_view c) {
 
 void bin_transform::sum_cosines(const_vector_view weights, vector_view sums) {
   const index_t n = length();
+  if (n == 0) return std::fill(sums.begin(), sums.end(), 0.0);
   scoped_allocator scope;
   const transform_space space{scope, fft_};
   for (index_t f = 0; f < n; ++f) space.x[f] = weights[std::min(f, n - f)];

@@ -14,22 +14,22 @@ namespace corvane::model::ridge_regression_detail {
 namespace {
 
 // b = X'y, each entry summed in extended precision and rounded once. Four sums at a time do
-// not wait for each other.
+// not wait for each other; behind the last column it is taken again.
 dense_vector correlate_extended(const_matrix_view design, const_vector_view target) {
-  constexpr index_t together = 4;
+  constexpr std::size_t together = 4;
+  const index_t last = design.cols() - 1;
   dense_vector correlation{design.cols()};
-  for (index_t first = 0; first < design.cols(); first += together) {
-    const index_t count = std::min(together, design.cols() - first);
+  for (index_t first = 0; first <= last; first += together) {
     std::array<long double, together> sums{};
-    std::array<const double*, together> columns{};
-    for (index_t k = 0; k < together; ++k)
-      columns[k] = design.data() + (first + std::min(k, count - 1)) * design.rows();
+    std::array<index_t, together> columns{};
+    for (std::size_t k = 0; k < together; ++k)
+      columns[k] = std::min(first + static_cast<index_t>(k), last);
     for (index_t i = 0; i < design.rows(); ++i)
-      for (index_t k = 0; k < together; ++k)
-        sums[k] +=
-            static_cast<long double>(target[i]) * static_cast<long double>(columns[k][i]);
-    for (index_t k = 0; k < count; ++k)
-      correlation[first + k] = static_cast<double>(sums[k]);
+      for (std::size_t k = 0; k < together; ++k)
+        sums[k] += static_cast<long double>(target[i]) *
+                   static_cast<long double>(design(i, columns[k]));
+    for (std::size_t k = 0; k < together; ++k)
+      correlation[columns[k]] = static_cast<double>(sums[k]);
   }
   return correlation;
 }

@@ -26,7 +26,7 @@ void store(const Lanes& stored, double* to) {
 }
 
 // One group of columns on its way over the rows of a block.
-template <class Lanes>
+template <class Lanes, int Width>
 class group_pass {
  public:
   group_pass(const_vector_view w, const_index_view columns, index_t group,
@@ -46,7 +46,7 @@ class group_pass {
       q += a * a;
       store<Lanes>(phi * a, &block_.phi_a(i, j));
     }
-    C_trace_ += phi * q;
+    trace_ += phi * q;
     Lanes root;
     Lanes root_s;
     load(&block_.root[i], root);
@@ -56,9 +56,10 @@ class group_pass {
     store(f, &block_.f(i, group_));
   }
 
-  double C_trace() const {
-    std::array<double, sizeof(Lanes) / sizeof(double)> entries;
-    std::memcpy(entries.data(), &C_trace_, sizeof C_trace_);
+  // The sum of phi q over the rows so far.
+  double trace() const {
+    std::array<double, Width> entries;
+    std::memcpy(entries.data(), &trace_, sizeof trace_);
     return std::accumulate(entries.begin(), entries.end(), 0.0);
   }
 
@@ -67,7 +68,7 @@ class group_pass {
   const_index_view columns_;
   loocv_tables block_;
   index_t group_;
-  Lanes C_trace_{};
+  Lanes trace_{};
 };
 
 }  // namespace
@@ -132,11 +133,11 @@ void fill_tables(const_vector_view w, const grouped_columns& groups,
       const index_t first = groups.starts[g];
       const const_index_view columns =
           groups.columns.part(first, groups.starts[g + 1] - first);
-      group_pass<lanes> pass{w, columns, g, block};
+      group_pass<lanes, width> pass{w, columns, g, block};
       for (index_t i = 0; i < whole; i += width) pass.fill_rows(i);
-      group_pass<double> rest{w, columns, g, block};
+      group_pass<double, 1> rest{w, columns, g, block};
       for (index_t i = whole; i < block.count; ++i) rest.fill_rows(i);
-      C_traces[g] += pass.C_trace() + rest.C_trace();
+      C_traces[g] += pass.trace() + rest.trace();
     }
   });
 }

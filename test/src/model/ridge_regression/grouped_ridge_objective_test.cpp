@@ -43,10 +43,10 @@ score_derivatives derivatives_of(second_order_objective& objective,
   symmetric_matrix hessian{size, size};
   EXPECT_TRUE(
       objective.compute_value_gradient_hessian(view_of(u), value, gradient, hessian));
-  score_derivatives made{value, real_vector(gradient.begin(), gradient.end()),
-                         real_matrix{size, size}};
+  score_derivatives made{widened(value), {}, real_matrix{size, size}};
+  for (const double slope : gradient) made.gradient.push_back(widened(slope));
   for (index_t j = 0; j < size; ++j)
-    for (index_t i = j; i < size; ++i) made.hessian(i, j) = hessian(i, j);
+    for (index_t i = j; i < size; ++i) made.hessian(i, j) = widened(hessian(i, j));
   return made;
 }
 
