@@ -5,6 +5,7 @@
 #include <utility>
 #include <vector>
 
+#include "common/blas_threads.h"
 #include "model/linear_linked_regression/detail/aloocv_objective.h"
 #include "model/linear_linked_regression/logistic_log_likelihood_loss_link.h"
 #include "model/linear_linked_regression/ridge_regularizer.h"
@@ -16,6 +17,8 @@ namespace corvane::model {
 namespace {
 
 using linear_linked_regression_detail::aloocv_objective;
+
+constexpr index_t few_features = 256;
 
 std::shared_ptr<trust_region_optimizer> default_optimizer(double tolerance,
                                                           double gradient_tolerance) {
@@ -104,6 +107,9 @@ linear_linked_regression_model linear_linked_regression_model_descriptor::fit(
   if (!penalty)
     penalty = default_penalty(normalizer.num_columns,
                               options_.with_bias && !options_.regularize_bias);
+  // What is as long as the observations runs in loops of our own, unless there are so many
+  // features that a second thread has work worth handing over.
+  const single_blas_thread one_thread{normalizer.num_columns <= few_features};
   // The objective owns the normalized design: no other copy of it is alive.
   aloocv_objective objective{options_.inner_optimizer, options_.loss_link, penalty,
                              normalizer.normalized_features(X), normalizer.coded_target(y)};

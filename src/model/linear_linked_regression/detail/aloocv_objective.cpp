@@ -78,11 +78,7 @@ bool aloocv_objective::run_inner_optimizer() {
 // Predictions and derivatives of the inner objective belong to the point that it saw last.
 // After a run that ended with a rejected trial that point is not the solution.
 bool aloocv_objective::settle_at_solution() {
-  if (same_point(inner_objective_.weights(), inner_result_.x)) return true;
-  scoped_allocator scratch;
-  const index_t p = X_.cols();
-  return inner_objective_.compute_gradient_hessian(inner_result_.x, scratch.vector(p),
-                                                   scratch.symmetric(p));
+  return inner_objective_.return_to(inner_result_.x);
 }
 
 // zeta from one Newton step without sample i: by the formula of Sherman and Morrison the
@@ -186,12 +182,16 @@ bool aloocv_objective::adjust_point(vector_view theta, double& value, vector_vie
 }
 
 // Whether the step from the last accepted theta to this one has not brought half of what
-// the derivatives there had promised.
+// the derivatives there had promised. A step through zero does not count: the strengths,
+// squares of theta, are not between those of its ends in the middle.
 bool aloocv_objective::is_disappointing(const_vector_view theta, double value) const {
   if (!accepted_) return false;
   scoped_allocator scratch;
   const vector_view step = scratch.vector(theta.size());
-  for (index_t a = 0; a < step.size(); ++a) step[a] = theta[a] - accepted_->theta[a];
+  for (index_t a = 0; a < step.size(); ++a) {
+    if (!(theta[a] * accepted_->theta[a] > 0.0)) return false;
+    step[a] = theta[a] - accepted_->theta[a];
+  }
   const vector_view product = scratch.vector(step.size());
   symv(1.0, accepted_->hessian, step, 0.0, product);
   const double promised = dot(accepted_->gradient, step) + 0.5 * dot(step, product);

@@ -83,8 +83,16 @@ bool linked_losses::sum_losses() {
 
 bool linked_losses::differentiate_each() {
   if (is_differentiated_) return true;
-  return link_->compute_first_derivative(y_, predictions_, first_derivative_) &&
-         link_->compute_second_derivative(y_, predictions_, second_derivative_);
+  if (link_->can_compute_jointly()) return sum_losses();
+  is_differentiated_ =
+      link_->compute_first_derivative(y_, predictions_, first_derivative_) &&
+      link_->compute_second_derivative(y_, predictions_, second_derivative_);
+  return is_differentiated_;
+}
+
+bool linked_losses::return_to(const_vector_view w) {
+  refresh(w);
+  return differentiate_each();
 }
 
 std::optional<double> linked_losses::total(const_vector_view w) {

@@ -35,6 +35,9 @@ class linked_losses {
   // Null where the link fails. Good until the next call.
   const loss_sums* differentiate(const_vector_view w);
 
+  // Makes w the last point, with its derivatives. False where the link fails.
+  bool return_to(const_vector_view w);
+
   // Forgets the last point.
   void forget();
   // Keeps the sums at w, where they were last asked for, through everything that follows,

@@ -2,11 +2,13 @@
 #include "model/linear_linked_regression/detail/loss_objective.h"
 
 #include <algorithm>
+#include <cmath>
 #include <limits>
 #include <optional>
 #include <utility>
 
 #include "common/finite.h"
+#include "common/linear_algebra.h"
 #include "common/matrix_block.h"
 #include "common/scoped_allocator.h"
 #include "model/linear_linked_regression/detail/penalized_model.h"
@@ -58,6 +60,8 @@ void loss_objective::set_hyperparameters(const_vector_view theta) {
   is_move_due_ = true;
   is_refused_ = false;
   is_settled_ = false;
+  is_polish_due_ = false;
+  is_polished_ = false;
   hyperparameters_ = theta;
   const vector_view slope = regularizer_gradient_at_zero_;
   const regularizer_status status = gradient_at_zero(theta, slope);
@@ -81,6 +85,10 @@ void loss_objective::begin_iteration(const_vector_view /*w*/, double /*value*/,
 bool loss_objective::adjust_point(vector_view w, double& value, vector_view gradient,
                                   symmetric_view hessian) {
   constexpr int most_moves = 30;
+  if (is_polish_due_) {
+    is_polish_due_ = false;
+    return polish(w, value, gradient, hessian);
+  }
   if (!is_move_due_) return false;
   is_move_due_ = false;
   is_settled_ = is_refused_;
@@ -100,7 +108,7 @@ bool loss_objective::adjust_point(vector_view w, double& value, vector_view grad
 bool loss_objective::move_downhill(const weight_penalty& penalty, vector_view w,
                                    double& value, vector_view gradient,
                                    symmetric_view hessian) {
-  constexpr double shortest = 0.03;
+  constexpr double shortest = 0.003;
   const loss_sums* const sums = losses_.differentiate(w);
   if (sums == nullptr) return false;
   scoped_allocator scratch;
@@ -110,7 +118,49 @@ bool loss_objective::move_downhill(const weight_penalty& penalty, vector_view w,
   if (!(move.length > shortest || move.crosses_a_border)) return false;
 
   double moved_value = 0.0;
-  if (!compute_value(moved, moved_value) || !(moved_value < value)) return false;
+  return compute_value(moved, moved_value) && moved_value < value &&
+         move_to(moved, moved_value, w, value, gradient, hessian);
+}
+
+bool loss_objective::accept_convergence(const_vector_view w, double /*value*/,
+                                        const_vector_view gradient,
+                                        const_symmetric_view hessian) {
+  if (regularizer_->zone() == 0.0) return true;
+  if (!is_settled_ && holds_a_weight_about_to_leave(w, hessian)) return false;
+  if (is_polished_ || !can_be_polished(gradient, hessian)) return true;
+  is_polish_due_ = is_polished_ = true;
+  return false;
+}
+
+bool loss_objective::can_be_polished(const_vector_view gradient,
+                                     const_symmetric_view hessian) {
+  constexpr double precision = 1e-8;  // in units of the root of the curvature
+  for (index_t k = 0; k < gradient.size(); ++k)
+    if (std::abs(gradient[k]) > precision * std::sqrt(std::abs(hessian(k, k)))) return true;
+  return false;
+}
+
+// One step of Newton's method, which the value is too coarse to judge.
+bool loss_objective::polish(vector_view w, double& value, vector_view gradient,
+                            symmetric_view hessian) {
+  scoped_allocator scratch;
+  const symmetric_view factor = scratch.symmetric(w.size());
+  copy_lower(hessian, factor);
+  if (potrf(factor) != 0) return false;
+  const vector_view moved = scratch.vector(w.size());
+  std::copy(gradient.begin(), gradient.end(), moved.begin());
+  trsv(triangle::lower, plain, factor, moved);
+  trsv(triangle::lower, transposed, factor, moved);
+  for (index_t k = 0; k < w.size(); ++k) moved[k] = w[k] - moved[k];
+  double moved_value = 0.0;
+  return compute_value(moved, moved_value) &&
+         move_to(moved, moved_value, w, value, gradient, hessian);
+}
+
+// False where there are no derivatives, and nothing has changed then.
+bool loss_objective::move_to(const_vector_view moved, double moved_value, vector_view w,
+                             double& value, vector_view gradient, symmetric_view hessian) {
+  scoped_allocator scratch;
   const vector_view moved_gradient = scratch.vector(w.size());
   const symmetric_view moved_hessian = scratch.symmetric(w.size());
   if (!compute_gradient_hessian(moved, moved_gradient, moved_hessian)) return false;
@@ -121,18 +171,17 @@ bool loss_objective::move_downhill(const weight_penalty& penalty, vector_view w,
   return true;
 }
 
-bool loss_objective::accept_convergence(const_vector_view w, double /*value*/,
-                                        const_vector_view /*gradient*/,
-                                        const_symmetric_view hessian) {
-  if (is_settled_) return true;
+// In that case a move is due.
+bool loss_objective::holds_a_weight_about_to_leave(const_vector_view w,
+                                                   const_symmetric_view hessian) {
   const auto penalty = regularizer_->at_hyperparameters(hyperparameters_);
-  if (!penalty) return true;
+  if (!penalty) return false;
   for (index_t k = 0; k < w.size(); ++k) {
     const double of_losses = hessian(k, k) - penalty->at(k, w[k]).curvature;
     if (is_about_to_leave_zone(*penalty, k, w[k], of_losses))
       is_move_due_ = is_refused_ = true;
   }
-  return !is_move_due_;
+  return is_move_due_;
 }
 
 bool loss_objective::compute_value(const_vector_view w, double& value) {

@@ -56,14 +56,18 @@ class loss_objective final : public optimization_objective_helper {
   // zero in these moves, all at a time.
   bool adjust_point(vector_view w, double& value, vector_view gradient,
                     symmetric_view hessian) override;
-  // False, for the point to be moved once more, where a weight is held in its zone by a
-  // minimum that is about to vanish. The score that is made of the solution has a pole
+  // With a smoothed penalty, false once for the step that makes the solution exact to
+  // rounding: the score that is made of it changes fast with theta there, and the outer
+  // optimizer compares its values. And false, for the point to be moved once more, where a
+  // weight is held in its zone by a minimum that is about to vanish: the score has a pole
   // there.
   bool accept_convergence(const_vector_view w, double value, const_vector_view gradient,
                           const_symmetric_view hessian) override;
 
   // The last point asked for, other than where problems start; NaN before the first one.
   const_vector_view weights() const { return losses_.weights(); }
+  // Makes w the last point, with all that is told of it below.
+  bool return_to(const_vector_view w) { return losses_.return_to(w); }
   // z = X w at the last point, and l'(y, z), l''(y, z) where derivatives were last asked
   // for.
   const_vector_view predictions() const { return losses_.predictions(); }
@@ -74,6 +78,11 @@ class loss_objective final : public optimization_objective_helper {
   regularizer_status gradient_at_zero(const_vector_view theta, vector_view out) const;
   bool add_penalty_gradient(const_vector_view w, vector_view gradient) const;
   bool add_penalty_curvature(const_vector_view w, symmetric_view hessian) const;
+  bool move_to(const_vector_view moved, double moved_value, vector_view w, double& value,
+               vector_view gradient, symmetric_view hessian);
+  static bool can_be_polished(const_vector_view gradient, const_symmetric_view hessian);
+  bool polish(vector_view w, double& value, vector_view gradient, symmetric_view hessian);
+  bool holds_a_weight_about_to_leave(const_vector_view w, const_symmetric_view hessian);
   bool move_downhill(const weight_penalty& penalty, vector_view w, double& value,
                      vector_view gradient, symmetric_view hessian);
 
@@ -83,6 +92,8 @@ class loss_objective final : public optimization_objective_helper {
   bool is_move_due_ = true;
   bool is_refused_ = false;  // a solution was, and a move is to follow
   bool is_settled_ = false;  // no move did: the next solution is not refused
+  bool is_polish_due_ = false;
+  bool is_polished_ = false;
   std::shared_ptr<const regularizer> regularizer_;
   dense_vector hyperparameters_;
   linked_losses losses_;
