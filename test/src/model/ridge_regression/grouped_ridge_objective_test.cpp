@@ -118,6 +118,30 @@ TEST(grouped_ridge_objective, combined_calls_give_the_numbers_of_separate_calls)
   }
 }
 
+// What a score keeps of its last point is of no use at another one, or for other groups.
+TEST(grouped_ridge_objective, evaluations_at_points_in_between_leave_no_trace) {
+  const ridge_problem problem = make_problem(300, 4, 11);
+  const auto kept = scores_of(problem);
+  const auto fresh = scores_of(problem);
+  const std::vector<double> u{0.4, 0.9};
+  for (std::size_t k = 0; k < kept.size(); ++k) {
+    grouped_ridge_objective grouped{groups_of({0, 1, 0, 1}), kept[k]};
+    double value = 0.0;
+    dense_vector gradient{2};
+    dense_vector all{4};
+    ASSERT_TRUE(grouped.compute_gradient(view_of(u), gradient));
+    ASSERT_TRUE(kept[k]->compute_gradient(view_of(make_point(4)), all));
+    ASSERT_TRUE(kept[k]->compute_value(view_of({0.4, 0.9, 0.4, 0.9}), value));
+    EXPECT_FALSE(kept[k]->compute_value(view_of({0.4, 0.0, 0.4, 0.9}), value));
+    grouped_ridge_objective other{groups_of({0, 1, 0, 1}), fresh[k]};
+    const score_derivatives again = derivatives_of(grouped, u);
+    const score_derivatives expected = derivatives_of(other, u);
+    EXPECT_EQ(again.value, expected.value);
+    EXPECT_EQ(again.gradient, expected.gradient);
+    EXPECT_EQ(again.hessian(1, 0), expected.hessian(1, 0));
+  }
+}
+
 TEST(grouped_ridge_objective, the_weights_are_those_of_the_score_at_the_same_penalties) {
   for (const auto& score : scores_of(make_problem(20, 3, 10))) {
     grouped_ridge_objective grouped{groups_of({1, 0, 1}), score};
