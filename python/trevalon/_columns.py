@@ -43,31 +43,52 @@ def center_columns(X: FloatArray, center: bool, rescale: bool) -> CenteredColumn
         means += rest
         values -= rest
         lengths = _column_lengths(values)
-    scales = np.where(lengths == 0.0, 1.0, lengths) if rescale else np.ones_like(lengths)
-    return CenteredColumns(means, scales, values)
+    return CenteredColumns(means, _as_scales(lengths, rescale), values)
 
 
-# Rows in cache, and enough of them that a call of BLAS is worth its while.
+def column_moments(
+    X: FloatArray, center: bool, rescale: bool
+) -> tuple[FloatArray, FloatArray]:
+    """The means and scales of `center_columns`, without a copy of X where that may be.
+
+    Sum (x - m)^2 = sum x^2 - n m^2 loses no digits where the mean is small as measured by
+    the spread.
+    """
+    if not center:
+        means, lengths = np.zeros(X.shape[1]), _column_lengths(X)
+    else:
+        means = np.ones(len(X)) @ X / len(X)
+        squares = np.einsum("ij,ij->j", X, X)
+        shifts = len(X) * np.square(means)
+        if not (shifts <= 0.5 * squares).all():
+            columns = center_columns(X, center, rescale)
+            return columns.means, columns.scales
+        lengths = np.sqrt(squares - shifts)
+    return means, _as_scales(lengths, rescale)
+
+
+# Rows that stay in cache.
 _BLOCK_ROWS = 1024
+_SAMPLE_ROWS = 64
 
 
 def centered_gram(X: FloatArray, center: bool) -> tuple[FloatArray, FloatArray]:
     """Means m of the columns (zeros without centering) and (X - 1 m')'(X - 1 m').
 
-    One pass, in blocks of rows that stay in cache. With any s,
+    With any s,
 
         (X - 1 m')'(X - 1 m') = (X - 1 s')'(X - 1 s') - n (m - s)(m - s)'
 
     which loses no digits where s is close to m as measured by the columns' spread. So s is
-    0 where the first block lies around 0, and else its mean. Where the first block was
+    0 where a sample of the rows lies around 0, and else its mean. Where the sample was
     unlike the rest, a second pass has the means themselves for s.
     """
     n, p = X.shape
     if not center:
-        return np.zeros(p), _shifted_gram(X, np.zeros(p))[1]
-    first = X[:_BLOCK_ROWS]
-    shift = first.mean(axis=0)
-    if (np.abs(shift) <= first.std(axis=0)).all():
+        return np.zeros(p), X.T @ X
+    sample = X[:: max(1, n // _SAMPLE_ROWS)]
+    shift = sample.mean(axis=0)
+    if (np.abs(shift) <= sample.std(axis=0)).all():
         shift = np.zeros(p)
     gap, gram = _shifted_gram(X, shift)
     if (n * np.square(gap) > 0.75 * np.diag(gram)).any():
@@ -79,16 +100,22 @@ def centered_gram(X: FloatArray, center: bool) -> tuple[FloatArray, FloatArray]:
 def _shifted_gram(X: FloatArray, shift: FloatArray) -> tuple[FloatArray, FloatArray]:
     """The mean of the rows less `shift`, and the sum of their outer products."""
     n, p = X.shape
+    if not shift.any():
+        return np.ones(n) @ X / n, X.T @ X
     total, gram = np.zeros(p), np.zeros((p, p))
-    ones, block = np.ones(_BLOCK_ROWS), np.empty((min(n, _BLOCK_ROWS), p))
-    shifts = bool(shift.any())
+    block = np.empty((min(n, _BLOCK_ROWS), p))
     for start in range(0, n, _BLOCK_ROWS):
         rows = X[start : start + _BLOCK_ROWS]
-        if shifts:
-            rows = np.subtract(rows, shift, out=block[: len(rows)])
-        total += ones[: len(rows)] @ rows
-        gram += rows.T @ rows
+        shifted = np.subtract(rows, shift, out=block[: len(rows)])
+        total += shifted.sum(axis=0)
+        gram += shifted.T @ shifted
     return total / n, gram
+
+
+def _as_scales(lengths: FloatArray, rescale: bool) -> FloatArray:
+    if not rescale:
+        return np.ones_like(lengths)
+    return np.where(lengths == 0.0, 1.0, lengths)
 
 
 def _column_lengths(X: FloatArray) -> FloatArray:

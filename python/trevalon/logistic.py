@@ -15,7 +15,8 @@ from sklearn.utils.validation import check_is_fitted, validate_data
 from trevalon_impl import LogisticRegressionModel, _LogisticRegressionModel
 
 from trevalon._base import SelfTunedModel, as_grouper, predict_linear
-from trevalon._columns import center_columns
+from trevalon._blas_threads import one_blas_thread
+from trevalon._columns import column_moments
 from trevalon._groups import UNPENALIZED, resolve_groups
 from trevalon._parameters import check_choice
 from trevalon._types import FloatArray, Groups, Init, IntArray, MatrixLike, VectorLike
@@ -204,15 +205,18 @@ class LogisticRegression(ClassifierMixin, SelfTunedModel):
 
     def _take_over(self, model: _LogisticRegressionModel, rows: FloatArray) -> None:
         """Copies what the extension module found, in the units of the data."""
-        columns = center_columns(rows, bool(self.fit_intercept), bool(self.normalize))
+        with one_blas_thread():
+            means, scales = column_moments(
+                rows, bool(self.fit_intercept), bool(self.normalize)
+            )
         weights, width = model.weights, rows.shape[1]
         # The last weight is the log odds at the columns' means.
         at_means = weights[width] if self.fit_intercept else 0.0
         self.coef_ = weights[np.newaxis, :width]
-        self.intercept_ = np.array([at_means - weights[:width] @ columns.means])
+        self.intercept_ = np.array([at_means - weights[:width] @ means])
         for name in _STRENGTHS:
             self.__dict__.pop(name, None)
-        self._set_strengths(np.square(model.hyperparameters), columns.scales)
+        self._set_strengths(np.square(model.hyperparameters), scales)
 
     def _set_strengths(self, squares: FloatArray, scales: FloatArray) -> None:
         """A coefficient w of a column of length 1 is b times the length s, so that
@@ -304,9 +308,9 @@ class LogisticRegression(ClassifierMixin, SelfTunedModel):
 
 def _two_classes(y: npt.NDArray[Any]) -> tuple[npt.NDArray[Any], npt.NDArray[np.intp]]:
     """The labels in ascending order, and each row's place among them."""
-    check_classification_targets(y)
     kind = type_of_target(y, input_name="y", raise_unknown=True)
     if kind != "binary":
+        check_classification_targets(y)
         raise ValueError(
             f"Only binary classification is supported. The type of the target is {kind}."
         )

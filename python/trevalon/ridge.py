@@ -196,15 +196,14 @@ class RidgeRegression(RegressorMixin, SelfTunedModel):
         # The prediction at the origin is the intercept itself.
         self.intercept_ = float(model.predict(np.zeros((1, width)))[0])
         self.groups_ = model.regularization_groups[:width].astype(np.int64)
+        roots = model.regularization
         self.group_labels_ = (
-            np.arange(len(model.regularization))
-            if grouping.labels is None
-            else grouping.labels
+            np.arange(len(roots)) if grouping.labels is None else grouping.labels
         )
         self.criterion_value_ = self._criterion_in_raw_units(model.score, target)
         for name in ("_alpha", "_leverage", "_loo_residuals"):
             self.__dict__.pop(name, None)
-        self._roots = model.regularization[self.groups_]
+        self._roots = roots[self.groups_]
         self._normalized = bool(self.normalize)
         self._training = TrainingData(rows, target, bool(self.fit_intercept))
 

@@ -8,7 +8,7 @@ import pytest
 from hypothesis import given
 from hypothesis import strategies as st
 
-from trevalon._columns import center_columns, centered_gram
+from trevalon._columns import center_columns, centered_gram, column_moments
 
 
 @given(
@@ -55,10 +55,10 @@ def test_the_gram_in_blocks_is_that_of_the_centered_columns(n, center, offset):
 
 
 @pytest.mark.parametrize("order", ["C", "F"])
-def test_the_gram_keeps_its_digits_where_the_first_rows_are_unlike_the_rest(order):
+def test_the_gram_keeps_its_digits_where_the_sampled_rows_are_unlike_the_rest(order):
     random = np.random.default_rng(0)
     X = 1e8 + random.normal(size=(20_000, 3))
-    X[:1024] -= 1e8
+    X[:: 20_000 // 64] -= 1e8
     X = np.asarray(X, order=order)
     means, gram = centered_gram(X, center=True)
     for j, column in enumerate(X.T.tolist()):
@@ -66,3 +66,17 @@ def test_the_gram_keeps_its_digits_where_the_first_rows_are_unlike_the_rest(orde
         assert math.isclose(means[j], mean, rel_tol=1e-14)
         square = math.fsum((x - mean) ** 2 for x in column)
         assert math.isclose(gram[j, j], square, rel_tol=1e-12)
+
+
+@given(
+    st.sampled_from([0.0, 0.5, 10.0, 1e9]),
+    st.integers(2, 300),
+    st.booleans(),
+    st.booleans(),
+)
+def test_moments_are_those_of_the_centered_columns(offset, n, center, rescale):
+    X = np.random.default_rng(n).normal(size=(n, 3)) * [1.0, 1e-6, 0.0] + offset
+    means, scales = column_moments(X, center, rescale)
+    columns = center_columns(X, center, rescale)
+    np.testing.assert_allclose(means, columns.means, rtol=1e-14, atol=1e-15)
+    np.testing.assert_allclose(scales, columns.scales, rtol=1e-13)
