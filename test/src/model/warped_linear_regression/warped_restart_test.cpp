@@ -111,6 +111,20 @@ TEST(warped_restart, a_spare_draw_does_not_outlive_its_call) {
   EXPECT_EQ(second.x, expected);
 }
 
+TEST(warped_restart, a_step_is_dead_when_all_three_curvatures_are_at_most_the_limit) {
+  constexpr double limit = 2.220446049250313e-07;
+  const auto problem = make_objective(2, 25);
+  visited_point at{*problem, {0.8, 1.1, 0.2, 0.4, 1.3, -0.5}};
+  ASSERT_TRUE(at.accepted_by(*problem));
+  for (index_t j = 3; j < 6; ++j) at.hessian(j, j) = j == 4 ? -limit : limit;
+  EXPECT_FALSE(at.accepted_by(*problem));
+  for (index_t j = 3; j < 6; ++j) {
+    at.hessian(j, j) = std::nextafter(limit, 1.0);
+    EXPECT_TRUE(at.accepted_by(*problem)) << j;
+    at.hessian(j, j) = limit;
+  }
+}
+
 TEST(warped_restart, a_living_step_is_left_alone) {
   const auto problem = make_objective(1, 25);
   visited_point at{*problem, {0.8, 1.1, 0.2}};
