@@ -13,9 +13,9 @@ chebyshev_basis::chebyshev_basis() : cardinal_coefficients_(num_points, num_poin
     const double angle =
         (2.0 * static_cast<double>(j) + 1.0) * std::numbers::pi / (2.0 * m);
     points_[static_cast<std::size_t>(j)] = std::cos(angle);
-    cardinal_coefficients_(0, j) = 1.0 / m;
+    cardinal_coefficients_(j, 0) = 1.0 / m;
     for (index_t k = 1; k < num_points; ++k)
-      cardinal_coefficients_(k, j) = 2.0 / m * std::cos(static_cast<double>(k) * angle);
+      cardinal_coefficients_(j, k) = 2.0 / m * std::cos(static_cast<double>(k) * angle);
   }
 }
 

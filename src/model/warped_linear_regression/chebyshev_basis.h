@@ -29,7 +29,7 @@ class chebyshev_basis {
   // T_k(x_i) in column k, of x in [-1, 1].
   static void fill_polynomials(const_vector_view x, matrix_block polynomials);
 
-  // l_j = sum over k of this (k, j) times T_k.
+  // l_j = sum over k of this (j, k) times T_k.
   const_matrix_view cardinal_coefficients() const { return cardinal_coefficients_; }
 
  private:

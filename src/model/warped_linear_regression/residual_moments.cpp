@@ -5,14 +5,17 @@
 #include <utility>
 
 #include "common/compensated_sum.h"
+#include "common/linear_algebra.h"
 
 namespace corvane::model {
 
 namespace {
 
-dense_vector sum_columns(const_matrix_block a) {
-  dense_vector sums(a.cols());
-  for (index_t j = 0; j < a.cols(); ++j) sums[j] = compensated_total(a.column(j));
+// Q'1, from [1 Q]
+dense_vector sum_basis(const_matrix_block ones_and_basis) {
+  dense_vector sums(ones_and_basis.cols() - 1);
+  for (index_t j = 0; j < sums.size(); ++j)
+    sums[j] = dot(ones_and_basis.column(0), ones_and_basis.column(1 + j));
   return sums;
 }
 
@@ -32,8 +35,7 @@ double mean_within(const_vector_view y) {
 }  // namespace
 
 projected_targets::projected_targets(const_vector_view y, dense_matrix&& ones_and_basis)
-    : basis_sums_{sum_columns(
-          const_matrix_block{ones_and_basis}.part_columns(1, ones_and_basis.cols() - 1))},
+    : basis_sums_{sum_basis(ones_and_basis)},
       mean_{mean_within(y)},
       cells_{deviations(y, mean_), std::move(ones_and_basis)} {}
 

@@ -19,17 +19,6 @@ constexpr double smallest_share_outside = 0.01;
 
 matrix_block as_row(vector_view entries) { return {entries.data(), 1, entries.size(), 1}; }
 
-// The lower triangle of C += A'B, which is symmetric.
-void add_lower_products(const_matrix_block a, const_matrix_block b, matrix_block c) {
-  constexpr index_t strip = 4;
-  for (index_t col = 0; col < b.cols(); col += strip) {
-    const index_t below = a.cols() - col;
-    const index_t count = std::min(strip, below);
-    add_narrow_products(a.part_columns(col, below), b.part_columns(col, count),
-                        c.part(col, col, below, count));
-  }
-}
-
 class moment_sums {
  public:
   moment_sums(const_vector_view theta, const projected_targets& targets,
@@ -108,7 +97,7 @@ class moment_sums {
     const const_matrix_block columns = block_.latent_columns();
     const const_matrix_block first = columns.part_columns(0, 1 + num_parameters_);
     const const_matrix_block weighted = weigh(first, weights);
-    add_lower_products(weighted, first, products_);
+    add_narrow_lower_products(weighted, first, products_);
     add_narrow_products(weighted.part_columns(0, 1),
                         columns.part_columns(1 + num_parameters_, num_parameters_),
                         as_row(curvature_products_));
@@ -137,7 +126,7 @@ class moment_sums {
     add_narrow_products({weights.data(), weights.size(), 1, weights.size()}, columns,
                         as_row(slope_sums_));
     const const_matrix_block gradient = columns.part_columns(0, num_parameters_);
-    add_lower_products(weigh(gradient, weights), gradient, slope_products_);
+    add_narrow_lower_products(weigh(gradient, weights), gradient, slope_products_);
   }
 
   // The derivatives lose their means. The latents, which keep the mean of the targets, lose

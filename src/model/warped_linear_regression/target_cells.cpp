@@ -49,7 +49,7 @@ struct target_cells::spread {
   }
 };
 
-// V of one cell: A = sum over abscissas of T(x) q', then V = M'A with M the cardinal
+// V of one cell: A = sum over abscissas of T(x) q', then V = M A with M the cardinal
 // coefficients.
 class target_cells::node_sums {
  public:
@@ -79,8 +79,7 @@ class target_cells::node_sums {
   void finish() {
     const matrix_block out{cells_.node_rows_.data() + cell_ * cells_.block_size(),
                            num_nodes, sums_.cols(), num_nodes};
-    fill(out, 0.0);
-    add_narrow_products(cells_.basis_.cardinal_coefficients(), sums_, out);
+    multiply_narrow(cells_.basis_.cardinal_coefficients(), sums_, out);
   }
 
  private:
@@ -104,11 +103,15 @@ void target_cells::sort(const_vector_view y) {
   auto* const targets = scope.take<numbered_target>(y.size());
   for (index_t i = 0; i < y.size(); ++i) targets[i] = {y[i], i};
   std::sort(targets, targets + y.size());
+  auto* const places = scope.take<index_t>(y.size());
+  for (index_t i = 0; i < y.size(); ++i) {
+    y_[i] = targets[i].first;
+    places[i] = targets[i].second;
+  }
   const vector_view sorted = scope.vector(y.size());
-  for (index_t i = 0; i < y.size(); ++i) y_[i] = targets[i].first;
   for (index_t j = 0; j < rows_.cols(); ++j) {
     const vector_view column = rows_.view().column(j);
-    for (index_t i = 0; i < y.size(); ++i) sorted[i] = column[targets[i].second];
+    for (index_t i = 0; i < y.size(); ++i) sorted[i] = column[places[i]];
     std::copy(sorted.begin(), sorted.end(), column.begin());
   }
 }

@@ -92,8 +92,8 @@ struct step_columns {
 };
 
 step_columns evaluate_step(const double* triple, const std::vector<double>& y) {
-  const extended A = triple[0];
-  const extended B = triple[1];
+  const auto A = static_cast<extended>(triple[0]);
+  const auto B = static_cast<extended>(triple[1]);
   const extended a = A * A;
   const extended b = B * B;
   step_columns out;
@@ -145,8 +145,8 @@ class plain_sums {
     slope_.assign(y.size(), 1.0L);
     for (std::size_t k = 0; k < theta.size(); k += 3) {
       steps_.push_back(evaluate_step(theta.data() + k, y));
-      const column added =
-          deviation(steps_.back().t, static_cast<extended>(theta[k]) * theta[k]);
+      const column added = deviation(steps_.back().t, static_cast<extended>(theta[k]) *
+                                                          static_cast<extended>(theta[k]));
       for (std::size_t i = 0; i < y.size(); ++i) {
         z[i] += added[i];
         slope_[i] += steps_.back().d[i];

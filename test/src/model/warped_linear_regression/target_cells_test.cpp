@@ -39,7 +39,7 @@ double interpolate(const chebyshev_basis& basis, const std::vector<double>& valu
   double sum = 0.0;
   for (index_t k = 0; k < chebyshev_basis::num_points; ++k)
     for (index_t j = 0; j < chebyshev_basis::num_points; ++j)
-      sum += polynomials(0, k) * basis.cardinal_coefficients()(k, j) *
+      sum += polynomials(0, k) * basis.cardinal_coefficients()(j, k) *
              values[static_cast<std::size_t>(j)];
   return sum;
 }
