@@ -5,30 +5,17 @@
 #include <string_view>
 #include <utility>
 
+#include "python/loaded_numpy.h"
 #include "python/python_error.h"
-#include "python/python_object.h"
 
 namespace corvane::python_bridge {
 
 namespace {
 
-// Borrowed, or null where there is none.
-PyObject* find(PyObject* dictionary, const char* name) {
-  if (dictionary == nullptr || PyDict_Check(dictionary) == 0) return nullptr;
-  const python_object key{PyUnicode_FromString(name)};
-  PyObject* const value = PyDict_GetItemWithError(dictionary, key.get());
-  if (value == nullptr) throw_if_error_set();
-  return value;
-}
-
-// The class of the numpy that is loaded already: without one there are no arrays. The
-// dictionaries are read directly, as looking up an attribute may run Python code. Whatever
-// else stands under these names is not the type of an array, and no more.
+// Without a numpy there are no arrays. Whatever else stands under the name is not the type
+// of an array, and no more.
 bool is_plain_array(PyObject* object) {
-  PyObject* const numpy = find(PyImport_GetModuleDict(), "numpy");
-  if (numpy == nullptr || !PyModule_CheckExact(numpy)) return false;
-  PyObject* const array_type = find(PyModule_GetDict(numpy), "ndarray");
-  return reinterpret_cast<PyObject*>(Py_TYPE(object)) == array_type;
+  return reinterpret_cast<PyObject*>(Py_TYPE(object)) == find_in_loaded_numpy("ndarray");
 }
 
 // The codes of a double of this machine's byte order. '=' stands in front of it where an

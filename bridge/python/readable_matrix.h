@@ -5,7 +5,7 @@
 // row-major one is the block of its transpose: X = op(block).
 //
 // What lies in an array stays as it is for as long as no Python code runs: the caller
-// computes with the block first, and makes Python objects after that.
+// writes into a result_vector, and makes other Python objects after that.
 #pragma once
 
 #include <optional>

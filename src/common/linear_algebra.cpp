@@ -37,6 +37,18 @@ void gemv(double alpha, transposition op, const_matrix_block a, const_vector_vie
              beta);
 }
 
+void affine_gemv(double constant, transposition op, const_matrix_block a,
+                 const_vector_view x, vector_view y) {
+  constexpr index_t block_rows = 65536;
+  for (index_t first = 0; first < y.size(); first += block_rows) {
+    const vector_view part = y.part(first, std::min(block_rows, y.size() - first));
+    std::fill(part.begin(), part.end(), constant);
+    gemv(1.0, op,
+         op == plain ? a.part_rows(first, part.size()) : a.part_columns(first, part.size()),
+         x, 1.0, part);
+  }
+}
+
 void gemm(double alpha, transposition op_a, const_matrix_block a, transposition op_b,
           const_matrix_block b, double beta, matrix_block c) {
   blas::gemm(op_a, op_b, rows(c), cols(c), cols_of(op_a, a), a.data(), stride(a), b.data(),

@@ -17,6 +17,10 @@ inline constexpr auto transposed = transposition::transpose;
 void gemv(double alpha, transposition op, const_matrix_block a, const_vector_view x,
           double beta, vector_view y);
 
+// y = constant + op(A) x, by parts of y that stay in the cache
+void affine_gemv(double constant, transposition op, const_matrix_block a,
+                 const_vector_view x, vector_view y);
+
 // C = alpha op(A) op(B) + beta C
 void gemm(double alpha, transposition op_a, const_matrix_block a, transposition op_b,
           const_matrix_block b, double beta, matrix_block c);

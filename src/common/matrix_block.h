@@ -76,6 +76,16 @@ inline void copy(const_matrix_block from, matrix_block to) {
   }
 }
 
+// to = from', by tiles whose rows and columns both stay in the cache.
+inline void copy_transposed(const_matrix_block from, matrix_block to) {
+  constexpr index_t tile = 16;
+  for (index_t row = 0; row < from.rows(); row += tile)
+    for (index_t col = 0; col < from.cols(); col += tile)
+      for (index_t i = row; i < std::min(row + tile, from.rows()); ++i)
+        for (index_t j = col; j < std::min(col + tile, from.cols()); ++j)
+          to(j, i) = from(i, j);
+}
+
 // The lower triangle alone, row >= column.
 inline void copy_lower(const_matrix_block from, matrix_block to) {
   for (index_t j = 0; j < from.cols(); ++j)

@@ -1,12 +1,16 @@
 # SPDX-License-Identifier: BSD-3-Clause
-"""Ridge predictions read X where it lies if BLAS can, and a copy of it otherwise: they are
-intercept + X weights in every layout."""
+"""Predictions read X where it lies if BLAS can, and a copy of it otherwise: they are the same
+in every layout."""
 
 import sys
 
 import numpy as np
 import pytest
-from trevalon_impl import RidgeRegressionModel
+from trevalon_impl import (
+    LogisticRegressionModel,
+    RidgeRegressionModel,
+    WarpedLinearRegressionModel,
+)
 
 from array_layouts import MATRICES
 from bridge_support import SizedView, expecting
@@ -78,3 +82,60 @@ def test_a_prediction_leaves_x_as_it_was_also_where_it_is_read_only(layout):
     kept = X.copy()
     fitted(X.shape[1]).predict(X)
     np.testing.assert_array_equal(X, kept)
+
+
+def fitted_models(features):
+    random = np.random.default_rng(features)
+    X = random.normal(size=(60, features))
+    y = X.sum(axis=1) + 3.0 + random.normal(size=60)
+    ridge, logistic = RidgeRegressionModel(), LogisticRegressionModel()
+    warped = WarpedLinearRegressionModel(num_steps=1)
+    ridge.fit(X, y)
+    logistic.fit(X, np.where(y > 3.0, 1.0, 0.0))
+    warped.fit(X, y)
+    return [
+        ridge.predict,
+        logistic.predict,
+        logistic.predict_proba,
+        warped.predict,
+        lambda rows: np.column_stack(warped.predict_latent_with_stddev(rows)),
+    ]
+
+
+@pytest.mark.parametrize("layout", REAL)
+def test_every_prediction_is_that_of_the_elements_in_every_layout(layout):
+    X = REAL[layout]
+    finite = np.isfinite(X).all(axis=1)
+    if not finite.all():
+        X = X[finite]
+    for predict in fitted_models(X.shape[1]):
+        np.testing.assert_allclose(predict(X), predict(SizedView(X)), rtol=1e-11, atol=1e-12)
+
+
+@pytest.mark.parametrize("order", ["C", "F"])
+def test_many_rows_are_predicted_as_each_of_them_is(order):
+    X = np.asarray(np.random.default_rng(4).normal(size=(70_000, 3)), order=order)
+    some = [0, 1, 65_535, 65_536, 69_999]
+    model = fitted(3)
+    np.testing.assert_allclose(model.predict(X)[some], model.predict(X[some]), rtol=1e-13)
+
+
+def test_what_stands_in_the_place_of_numpys_zeros_comes_too_late_to_change_x(monkeypatch):
+    X = np.random.default_rng(5).normal(size=(7, 3))
+    predictions = [predict(X) for predict in fitted_models(3)]
+    plain_zeros = np.zeros
+    made = []
+
+    def zeros(shape):
+        X[:] = 0.0
+        made.append(plain_zeros(shape))
+        return made[-1]
+
+    for predict, expected in zip(fitted_models(3), predictions, strict=True):
+        X[:] = np.random.default_rng(5).normal(size=(7, 3))
+        with monkeypatch.context() as patch:
+            patch.setattr(np, "zeros", zeros)
+            found = predict(X)
+        assert not X.any()
+        np.testing.assert_allclose(found, expected, rtol=1e-12)
+        assert any(found is array for array in made) or found.shape == (7, 2)

@@ -5,6 +5,8 @@
 
 #include <memory>
 
+#include "common/blas_arguments.h"
+#include "common/matrix_block.h"
 #include "model/linear_linked_regression/classification_data_normalizer.h"
 #include "model/linear_linked_regression/linear_loss_link.h"
 #include "model/linear_linked_regression/regularizer.h"
@@ -28,6 +30,9 @@ struct linear_linked_regression_model {
   void predict_proba(const_matrix_view X, vector_view out) const;
   // Writes the class of each row; a probability of exactly 0.5 counts as the larger one.
   void predict(const_matrix_view X, vector_view out) const;
+  // The same with X = op(A), for rows that lie one behind another.
+  void predict_proba(transposition op, const_matrix_block A, vector_view out) const;
+  void predict(transposition op, const_matrix_block A, vector_view out) const;
 };
 
 }  // namespace corvane::model

@@ -15,20 +15,6 @@
 
 namespace corvane::model::ridge_regression_detail {
 
-namespace {
-
-// to = from', by tiles whose rows and columns both stay in the cache.
-void transpose_into(const_matrix_block from, matrix_block to) {
-  constexpr index_t tile = 16;
-  for (index_t i0 = 0; i0 < from.rows(); i0 += tile)
-    for (index_t j0 = 0; j0 < from.cols(); j0 += tile)
-      for (index_t i = i0; i < std::min(i0 + tile, from.rows()); ++i)
-        for (index_t j = j0; j < std::min(j0 + tile, from.cols()); ++j)
-          to(j, i) = from(i, j);
-}
-
-}  // namespace
-
 dual_penalty_factors::dual_penalty_factors(const common_penalty_design& design)
     : design_{design},
       free_{design.has_free_bias() ? 1 : 0},
@@ -95,11 +81,11 @@ void dual_penalty_factors::decompose_triangle(dense_matrix&& gram) {
                                  scoped_allocator scope;
                                  const matrix_view room =
                                      scope.matrix(spectrum_.observations, block.rows());
-                                 transpose_into(read_columns(first, room), block);
+                                 copy_transposed(read_columns(first, room), block);
                                }},
                               std::move(gram)};
   dense_matrix lower{k, k};
-  transpose_into(qr.triangle(), lower);
+  copy_transposed(qr.triangle(), lower);
   dense_matrix right{k, k};
   if (gesdd(svd_job::thin, lower, spectrum_.s, left_, right) != 0)
     throw std::runtime_error{"the singular value decomposition of the design failed"};

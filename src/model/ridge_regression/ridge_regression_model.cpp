@@ -1,8 +1,6 @@
 // SPDX-License-Identifier: BSD-3-Clause
 #include "model/ridge_regression/ridge_regression_model.h"
 
-#include <algorithm>
-
 #include "common/linear_algebra.h"
 
 namespace corvane::model {
@@ -11,8 +9,7 @@ namespace corvane::model {
 void ridge_regression_model::predict(transposition op, const_matrix_block A,
                                      vector_view out) const {
   const index_t num_features = op == plain ? A.cols() : A.rows();
-  std::fill(out.begin(), out.end(), intercept);
-  gemv(1.0, op, A, weights.view().part(0, num_features), 1.0, out);
+  affine_gemv(intercept, op, A, weights.view().part(0, num_features), out);
 }
 
 void ridge_regression_model::predict(const_matrix_view X, vector_view out) const {

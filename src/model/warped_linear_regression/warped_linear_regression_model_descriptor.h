@@ -11,6 +11,8 @@
 #include <limits>
 #include <memory>
 
+#include "common/blas_arguments.h"
+#include "common/matrix_block.h"
 #include "model/warped_linear_regression/target_warper_descriptor.h"
 #include "model/warped_linear_regression/warped_fit.h"
 #include "model/warped_linear_regression/warped_objective.h"
@@ -60,6 +62,12 @@ class warped_linear_regression_model_descriptor {
   // map solved to `tolerance`.
   void predict(const warped_fit& fit, const_matrix_view X, std::int64_t count,
                double tolerance, vector_view out) const;
+
+  // The same with X = op(A), for rows that lie one behind another.
+  void predict_latent(const warped_fit& fit, transposition op, const_matrix_block A,
+                      vector_view latent, vector_view variance) const;
+  void predict(const warped_fit& fit, transposition op, const_matrix_block A,
+               std::int64_t count, double tolerance, vector_view out) const;
 
  private:
   struct normalized_data;

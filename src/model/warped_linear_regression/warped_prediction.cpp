@@ -18,10 +18,23 @@ namespace {
 // and latents that are inverted in one call, which must pay for what a call prepares.
 constexpr index_t entries_per_block = 65536;
 
+// X = op(block): the rows of one that is transposed lie one behind another.
+struct feature_rows {
+  transposition op;
+  const_matrix_block block;
+
+  index_t rows() const { return op == plain ? block.rows() : block.cols(); }
+  index_t cols() const { return op == plain ? block.cols() : block.rows(); }
+  feature_rows part_rows(index_t first, index_t count) const {
+    return {op,
+            op == plain ? block.part_rows(first, count) : block.part_columns(first, count)};
+  }
+};
+
 // Calls `visit` with a block of rows of X, the number of its first row and scratch for its
 // normalized rows. `entries` is how many numbers a row stands for.
 template <class Visit>
-void for_each_row_block(const warped_fit& fit, const_matrix_view X, index_t entries,
+void for_each_row_block(const warped_fit& fit, const feature_rows& X, index_t entries,
                         const Visit& visit) {
   const index_t p = fit.normalizer.num_columns;
   if (X.cols() + (fit.normalizer.with_bias ? 1 : 0) != p)
@@ -33,30 +46,27 @@ void for_each_row_block(const warped_fit& fit, const_matrix_view X, index_t entr
   const matrix_view normalized = scope.matrix(block_rows, p);
   for (index_t first = 0; first < X.rows(); first += block_rows) {
     const index_t rows = std::min(block_rows, X.rows() - first);
-    visit(const_matrix_block{X}.part_rows(first, rows), first,
-          matrix_block{normalized}.part_rows(0, rows));
+    visit(X.part_rows(first, rows), first, matrix_block{normalized}.part_rows(0, rows));
   }
 }
 
-void normalize_rows(const data_normalizer& normalizer, const_matrix_block X,
+void normalize_rows(const data_normalizer& normalizer, const feature_rows& X,
                     matrix_block normalized) {
-  for (index_t j = 0; j < normalized.cols(); ++j) {
-    const double mean = normalizer.feature_means[j];
-    const double scale = normalizer.feature_scales[j];
-    const vector_view column = normalized.column(j);
-    // Only a bias column lies behind those of X.
-    if (j < X.cols()) {
-      const const_vector_view raw = X.column(j);
-      std::transform(raw.begin(), raw.end(), column.begin(),
-                     [=](double value) { return (value - mean) / scale; });
-    } else {
-      std::fill(column.begin(), column.end(), 1.0 / scale);
-    }
-  }
+  const matrix_block features = normalized.part_columns(0, X.cols());
+  if (X.op == plain)
+    copy(X.block, features);
+  else
+    copy_transposed(X.block, features);
+  for (index_t j = 0; j < features.cols(); ++j)
+    normalize(features.column(j), normalizer.feature_means[j], normalizer.feature_scales[j],
+              features.column(j));
+  if (!normalizer.with_bias) return;
+  const vector_view bias = normalized.column(X.cols());
+  std::fill(bias.begin(), bias.end(), 1.0 / normalizer.feature_scales[X.cols()]);
 }
 
 // Of a block of rows; leaves what it needs in `rows`.
-void predict_latent_block(const warped_fit& fit, const_matrix_block X, matrix_block rows,
+void predict_latent_block(const warped_fit& fit, const feature_rows& X, matrix_block rows,
                           vector_view latent, vector_view variance) {
   normalize_rows(fit.normalizer, X, rows);
   gemv(1.0, plain, rows, fit.regressors, 0.0, latent);
@@ -109,24 +119,23 @@ void integrate_targets(const target_warper& warper, const gauss_hermite_rule& ru
 }  // namespace
 
 void warped_linear_regression_model_descriptor::predict_latent(const warped_fit& fit,
-                                                               const_matrix_view X,
+                                                               transposition op,
+                                                               const_matrix_block A,
                                                                vector_view latent,
                                                                vector_view variance) const {
   for_each_row_block(
-      fit, X, 1, [&](const_matrix_block block, index_t first, matrix_block scratch) {
+      fit, {op, A}, 1, [&](const feature_rows& block, index_t first, matrix_block scratch) {
         predict_latent_block(fit, block, scratch, latent.part(first, block.rows()),
                              variance.part(first, block.rows()));
       });
 }
 
-void warped_linear_regression_model_descriptor::predict(const warped_fit& fit,
-                                                        const_matrix_view X,
-                                                        std::int64_t count,
-                                                        double tolerance,
-                                                        vector_view out) const {
+void warped_linear_regression_model_descriptor::predict(
+    const warped_fit& fit, transposition op, const_matrix_block A, std::int64_t count,
+    double tolerance, vector_view out) const {
   const gauss_hermite_rule rule{count};
-  for_each_row_block(fit, X, rule.count(),
-                     [&](const_matrix_block block, index_t first, matrix_block scratch) {
+  for_each_row_block(fit, {op, A}, rule.count(),
+                     [&](const feature_rows& block, index_t first, matrix_block scratch) {
                        scoped_allocator scope;
                        const quadrature_scratch quadrature =
                            make_quadrature_scratch(scope, block.rows(), rule.count());
@@ -135,6 +144,21 @@ void warped_linear_regression_model_descriptor::predict(const warped_fit& fit,
                        integrate_targets(*fit.target_warper, rule, tolerance, quadrature,
                                          out.part(first, block.rows()));
                      });
+}
+
+void warped_linear_regression_model_descriptor::predict_latent(const warped_fit& fit,
+                                                               const_matrix_view X,
+                                                               vector_view latent,
+                                                               vector_view variance) const {
+  predict_latent(fit, plain, X, latent, variance);
+}
+
+void warped_linear_regression_model_descriptor::predict(const warped_fit& fit,
+                                                        const_matrix_view X,
+                                                        std::int64_t count,
+                                                        double tolerance,
+                                                        vector_view out) const {
+  predict(fit, plain, X, count, tolerance, out);
 }
 
 }  // namespace corvane::model

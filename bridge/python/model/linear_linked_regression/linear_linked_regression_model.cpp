@@ -14,6 +14,8 @@
 #include "python/array_conversion.h"
 #include "python/model_checks.h"
 #include "python/python_error.h"
+#include "python/readable_matrix.h"
+#include "python/result_vector.h"
 
 namespace corvane::python_bridge {
 
@@ -109,7 +111,7 @@ variable_mapping logistic_regression_model::map_columns(
 // What a prediction works on.
 struct logistic_regression_model::prediction_task {
   std::shared_ptr<const model::linear_linked_regression_model> fitted;
-  dense_matrix rows;
+  readable_matrix rows;
 };
 
 auto logistic_regression_model::read_rows(PyObject* arguments, PyObject* keywords,
@@ -117,7 +119,7 @@ auto logistic_regression_model::read_rows(PyObject* arguments, PyObject* keyword
   // Ahead of any look at the arguments.
   require_fitted(fitted_);
   const python_object X = parse_object(arguments, keywords, format, "X");
-  dense_matrix rows = to_double_matrix(X.get());
+  readable_matrix rows{X.get()};
   // Taken after the conversion, which may have fitted the model anew.
   auto fitted = require_fitted(fitted_);
   require_columns(rows.cols(), fitted->normalizer.num_features());
@@ -128,9 +130,9 @@ python_object logistic_regression_model::predict(PyObject* arguments,
                                                  PyObject* keywords) const {
   const prediction_task task = read_rows(arguments, keywords, "O:predict");
   // The label itself, as it was given to `fit`, and not a number of the class.
-  dense_vector classes = allocate_vector(task.rows.rows());
-  task.fitted->predict(task.rows, classes);
-  return to_numpy_vector(classes);
+  result_vector classes{task.rows.rows()};
+  task.fitted->predict(task.rows.op(), task.rows.block(), classes.numbers());
+  return classes.release();
 }
 
 python_object logistic_regression_model::predict_proba(PyObject* arguments,
@@ -140,7 +142,7 @@ python_object logistic_regression_model::predict_proba(PyObject* arguments,
   auto probabilities = with_memory_error([n] { return dense_matrix(n, 2); });
   const vector_view smaller = probabilities.view().column(0);
   const vector_view larger = probabilities.view().column(1);
-  task.fitted->predict_proba(task.rows, larger);
+  task.fitted->predict_proba(task.rows.op(), task.rows.block(), larger);
   // Each row sums to 1, up to the rounding of this one difference.
   for (index_t i = 0; i < n; ++i) smaller[i] = 1.0 - larger[i];
   return to_numpy_matrix(const_matrix_view{probabilities});

@@ -10,6 +10,7 @@
 #include "python/objective_object.h"
 #include "python/python_error.h"
 #include "python/readable_matrix.h"
+#include "python/result_vector.h"
 
 namespace corvane::python_bridge {
 
@@ -54,10 +55,11 @@ python_object ridge_regression_bridge::predict(PyObject* arguments,
   const readable_matrix design{X.get()};
   // Taken after the conversion, which may have fitted the model anew.
   const auto fitted = require_fitted(fitted_);
-  dense_vector predictions = allocate_vector(design.rows());
   require_columns(design.cols(), fitted->weights.size() - (fitted->with_bias ? 1 : 0));
-  with_core_error([&] { fitted->predict(design.op(), design.block(), predictions); });
-  return to_numpy_vector(predictions);
+  result_vector predictions{design.rows()};
+  with_core_error(
+      [&] { fitted->predict(design.op(), design.block(), predictions.numbers()); });
+  return predictions.release();
 }
 
 python_object ridge_regression_bridge::make_objective(PyObject* arguments,

@@ -13,6 +13,8 @@
 #include "python/model_checks.h"
 #include "python/objective_object.h"
 #include "python/python_error.h"
+#include "python/readable_matrix.h"
+#include "python/result_vector.h"
 
 namespace corvane::python_bridge {
 
@@ -80,10 +82,20 @@ python_object warped_linear_regression_bridge::make_warper(PyObject* arguments,
       [&] { return make_target_warper_object(descriptor_.make_warper(theta, y)); });
 }
 
+namespace {
+
+bool has_finite_columns(const_matrix_block block) {
+  for (index_t j = 0; j < block.cols(); ++j)
+    if (!all_finite(block.column(j))) return false;
+  return true;
+}
+
+}  // namespace
+
 // What a prediction works on.
 struct warped_linear_regression_bridge::prediction_task {
   std::shared_ptr<const model::warped_fit> fitted;
-  dense_matrix rows;
+  readable_matrix rows;
 };
 
 auto warped_linear_regression_bridge::read_rows(PyObject* arguments,
@@ -93,12 +105,12 @@ auto warped_linear_regression_bridge::read_rows(PyObject* arguments,
   require_fitted(fitted_);
   // Both predictions go by this name in the errors of the parser.
   const python_object X = parse_object(arguments, keywords, "O:predict_latent", "X");
-  dense_matrix rows = to_double_matrix(X.get());
+  readable_matrix rows{X.get()};
   // Taken after the conversion, which may have fitted the model anew.
   auto fitted = require_fitted(fitted_);
   require_columns(rows.cols(), fitted->regressors.size());
   // A latent value that is not finite has no inverse.
-  if (!all_finite(const_matrix_view{rows}))
+  if (!has_finite_columns(rows.block()))
     raise_error(PyExc_RuntimeError, "X holds a value that is not finite");
   return {std::move(fitted), std::move(rows)};
 }
@@ -108,8 +120,10 @@ python_object warped_linear_regression_bridge::predict_latent_with_stddev(
   const prediction_task task = read_rows(arguments, keywords);
   dense_vector latent = allocate_vector(task.rows.rows());
   dense_vector stddev = allocate_vector(task.rows.rows());
-  with_core_error(
-      [&] { descriptor_.predict_latent(*task.fitted, task.rows, latent, stddev); });
+  with_core_error([&] {
+    descriptor_.predict_latent(*task.fitted, task.rows.op(), task.rows.block(), latent,
+                               stddev);
+  });
   // What came as variances leaves as deviations.
   for (double& entry : stddev) entry = std::sqrt(entry);
   return to_numpy_vectors(latent, stddev);
@@ -118,12 +132,12 @@ python_object warped_linear_regression_bridge::predict_latent_with_stddev(
 python_object warped_linear_regression_bridge::predict(PyObject* arguments,
                                                        PyObject* keywords) const {
   const prediction_task task = read_rows(arguments, keywords);
-  dense_vector predictions = allocate_vector(task.rows.rows());
+  result_vector predictions{task.rows.rows()};
   with_core_error([&] {
-    descriptor_.predict(*task.fitted, task.rows, num_quadrature_points, inversion_tolerance,
-                        predictions);
+    descriptor_.predict(*task.fitted, task.rows.op(), task.rows.block(),
+                        num_quadrature_points, inversion_tolerance, predictions.numbers());
   });
-  return to_numpy_vector(predictions);
+  return predictions.release();
 }
 
 // numpy may run Python code while a result is written, which may fit the model anew: each
