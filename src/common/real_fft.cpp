@@ -2,7 +2,7 @@
 //
 // A real vector of even length is packed into a complex one of half the length; an odd
 // length is transformed as it is. The complex transform is that of kissfft, whose cost
-// grows with the largest prime factor of the length; above a limit the length is changed by
+// grows with the prime factors of the length; where that is less, the length is changed by
 // the algorithm of L. Bluestein, "A linear filtering approach to the computation of
 // discrete Fourier transform", IEEE Trans. Audio Electroacoustics 18 (1970).
 #include "common/real_fft.h"
@@ -24,15 +24,15 @@ using complex = std::complex<double>;
 using complex_vector = std::vector<complex>;
 
 constexpr index_t longest_length = index_t{1} << 31;
-// A prime factor f costs kissfft f operations per entry, Bluestein's way two transforms of
-// up to four times the length.
-constexpr std::size_t largest_direct_factor = 50;
-
-std::size_t largest_prime_factor(std::size_t n) {
-  std::size_t largest = 1;
+// What kissfft takes for a length, in operations on an entry: one for a prime factor up to
+// 5, for which it has a kernel, and f for a larger one.
+std::size_t transform_cost(std::size_t n) {
+  const std::size_t length = n;
+  std::size_t per_entry = 0;
   for (std::size_t factor = 2; factor * factor <= n; ++factor)
-    for (; n % factor == 0; n /= factor) largest = factor;
-  return n > 1 ? n : largest;
+    for (; n % factor == 0; n /= factor) per_entry += factor <= 5 ? 1 : factor;
+  if (n > 1) per_entry += n <= 5 ? 1 : n;
+  return length * per_entry;
 }
 
 bool has_no_prime_factor_above_5(std::size_t n) {
@@ -50,8 +50,10 @@ std::size_t convolution_length(std::size_t n) {
   return length;
 }
 
+// The length itself, or where two transforms of the longer one are cheaper that one.
 std::size_t transform_length(std::size_t n) {
-  return largest_prime_factor(n) <= largest_direct_factor ? n : convolution_length(n);
+  const std::size_t longer = convolution_length(n);
+  return transform_cost(n) <= 2 * transform_cost(longer) ? n : longer;
 }
 
 // exp(-2 pi i k / n) for k = 0 .. n / 2

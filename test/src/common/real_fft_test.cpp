@@ -71,7 +71,8 @@ TEST(real_fft, equals_its_definition_at_every_small_length) {
 }
 
 TEST(real_fft, equals_its_definition_at_primes_and_at_twice_a_prime) {
-  for (const index_t n : {211, 257, 499, 509, 1009, 422, 1018}) expect_defined_bins(n);
+  for (const index_t n : {211, 257, 499, 509, 1009, 422, 442, 1018, 1700})
+    expect_defined_bins(n);
 }
 
 TEST(real_fft, has_one_bin_more_than_half_of_the_length) {
