@@ -73,6 +73,7 @@ TEST(step_inverse, many_latents_at_once_give_what_few_at_a_time_give) {
                                                    warper->training_latents().end());
       // Among the latents of the training targets and well beyond, and near zero.
       std::vector<double> latent;
+      latent.reserve(draws.size() + 14);
       for (const double draw : draws) latent.push_back(0.5 * draw * (*high - *low));
       for (int decade = -12; decade < 2; ++decade)
         latent.push_back(std::pow(10.0, decade) * (*high - *low));
