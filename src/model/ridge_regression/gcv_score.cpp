@@ -1,13 +1,13 @@
 // SPDX-License-Identifier: BSD-3-Clause
 //
-// Names are those of leave_one_out_sums.h, of which the sums here run over all n bins. In
-// full, with theta = 2 pi / n and entries with index f complex numbers,
-//   a_fj = sum over i of G_ij exp(i theta f) / sqrt(n)      (exp of i times the imaginary
-//   unit) q_fg = sum over l of R_lg cos(theta f l) sum of weight_f conj(a_fj) a_fl = G_j' T
-//   G_l / n,       T_im = tau_|i-m| sum of weight_f q_fg q_fh = R_g' S R_h, S_lm =
-//   (tau_(l+m) + tau_|l-m|) / 2 sum of Re(conj(z_f) a_fj) = G_j' x sum of Re(conj(z_f)
-//   a_fj) q_fg = G_j' H R_g,            H_il = (x_(i+l) + x_(i-l)) / 2
-// with tau the sums of the weights against cosines, and x the vector with the bins z.
+// Names are those of leave_one_out_sums.h; the sums run over all n bins f. With
+// theta = 2 pi / n, tau the sums of a weight against cosines, and x the vector with bins z,
+//   a_fj = sum over i of G_ij exp(I theta f i) / sqrt(n),   I^2 = -1,
+//   q_fg = sum over l of R_lg cos(theta f l),
+//   sum of weight_f conj(a_fj) a_fk = G_j' T G_k / n,    T_im = tau_|i-m|,
+//   sum of weight_f q_fg q_fh = R_g' S R_h,   S_lm = (tau_(l+m) + tau_|l-m|) / 2,
+//   sum of Re(conj(z_f) a_fj) = G_j' x,
+//   sum of Re(conj(z_f) a_fj) q_fg = G_j' H R_g,   H_il = (x_(i+l) + x_(i-l)) / 2.
 #include "model/ridge_regression/gcv_score.h"
 
 #include <algorithm>

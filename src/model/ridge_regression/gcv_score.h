@@ -2,12 +2,12 @@
 //
 // The leave-one-out sum of squares over the rows of F K and F y, where F is the unitary
 // Fourier matrix of bin_transform and K has k rows that are not zero, k = min(n, p). No row
-// of F K is ever formed. With a row x = K'f, the leverage and the squares of the entries of
-// a = inverse(A) x are sums of k cosines, and a weighted sum of products of two of these
-// takes transforms of the weights alone:
+// of F K is ever formed. For row x_f the leverage and the squares of the entries of a_f =
+// inverse(M) inverse(D) x_f are sums of k cosines, and a weighted sum of products of two of
+// these takes transforms of the weights alone. With G = K inverse(D) inverse(M),
 //   leverage_f = sum over l of c_l cos(2 pi f l / n),   c_l from the l-th diagonal of
-//                K inverse(A) K', and |a_fj|^2 likewise from G_j G_j', G = K inverse(A),
-//   sum over f of weight_f conj(a_fj) a_fl = G_j' T G_l / n,   T Toeplitz.
+//                K inverse(A) K', and |a_fj|^2 likewise from that of G_j G_j',
+//   sum over f of weight_f conj(a_fj) a_fk = G_j' T G_k / n,   T Toeplitz.
 // An evaluation is O(n log n + k p^2) in place of O(n p^2).
 #pragma once
 
