@@ -77,9 +77,10 @@ def test_the_numbers_of_the_groups_do_not_matter(penalty, seed):
         init0=lambda n: start[:, np.argsort(number)].ravel(), **options,
     )  # fmt: skip
     assert_same_probabilities(renumbered.predict_proba(X), plain.predict_proba(X))
+    # Up to signs, which act on nothing: a step across zero may be taken by one run alone.
     np.testing.assert_allclose(
-        renumbered.hyperparameters.reshape(kinds, 3)[:, number],
-        plain.hyperparameters.reshape(kinds, 3),
+        np.abs(renumbered.hyperparameters).reshape(kinds, 3)[:, number],
+        np.abs(plain.hyperparameters).reshape(kinds, 3),
         atol=1e-5,
     )
 

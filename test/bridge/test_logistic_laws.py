@@ -123,6 +123,39 @@ def test_no_common_strength_within_a_factor_of_two_has_a_lower_score(penalty, se
         assert other.score() > found - 1e-5 * abs(found)
 
 
+@pytest.mark.parametrize("seed", range(5))
+def test_no_strength_and_exponent_of_a_bridge_within_a_factor_of_two_have_a_lower_score(
+    seed,
+):
+    X, y = classification(n=100, p=8, seed=seed)
+    model = fitted(X, y, penalty="bridge")
+    assert model.within_tolerance
+    found = refit(model, X, y, "bridge").score()
+    factors = np.geomspace(0.5, 2.0, 9)
+    for strength in factors:
+        for exponent in factors:
+            theta = model.hyperparameters * [strength, exponent]
+            other = refit(model, X, y, "bridge", theta=theta)
+            assert other.gradient_max < 1e-6
+            assert other.score() > found - 1e-5 * abs(found)
+
+
+def test_an_l1_score_of_many_jumps_does_not_keep_the_search_at_its_start():
+    """Each feature that comes in makes the score jump; the best common strength is a third
+    of the start value, and fifty features lie between."""
+    random = np.random.default_rng(0)
+    X = random.normal(size=(1000, 100))
+    effects = np.where(np.arange(100) % 2 == 0, random.normal(size=100), 0.0)
+    z = X @ effects * (2.0 / np.linalg.norm(effects))
+    y = (z + random.logistic(size=1000) > 0.0).astype(float)
+    model = fitted(X, y, penalty="l1")
+    found = refit(model, X, y, "l1").score()
+    for strength in (0.7, 1.0):
+        other = fitted(X, y, penalty="l1", init0=lambda n, at=strength: [at])
+        at_start = refit(other, X, y, "l1", theta=np.array([strength])).score()
+        assert found < 0.98 * at_start
+
+
 @pytest.mark.parametrize("seed", range(3))
 def test_with_two_groups_no_pair_of_strengths_nearby_has_a_lower_score(seed):
     X, y = classification(n=100, p=4, seed=seed)

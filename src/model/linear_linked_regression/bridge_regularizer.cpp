@@ -32,7 +32,8 @@ class fixed_powers final : public weight_penalty {
       : weight_penalty{std::abs(threshold)},
         groups_(static_cast<std::size_t>(mapping.size()), 0),
         strengths_(static_cast<std::size_t>(mapping.size()), 0.0),
-        phi_{alpha, threshold, basis, 0, scratch_} {
+        alpha_{alpha},
+        phi_{alpha_, threshold, basis, 0, scratch_} {
     for_each_grouped_weight(mapping, [&](index_t group, index_t k) {
       groups_[static_cast<std::size_t>(k)] = group;
       strengths_[static_cast<std::size_t>(k)] = lambda[group] * lambda[group];
@@ -49,6 +50,7 @@ class fixed_powers final : public weight_penalty {
  private:
   std::vector<index_t> groups_;
   std::vector<double> strengths_;
+  dense_vector alpha_;
   scoped_allocator scratch_;
   smoothed_powers phi_;
 };

@@ -23,8 +23,8 @@ class sample_block {
 
   sample_block(const double* y, const double* z, index_t size) : y_{y}, z_{z}, size_{size} {
     for (index_t i = 0; i < size_; ++i) {
-      decay_[i] = exponential(-std::abs(z[i]));
-      likelier_[i] = 1.0 / (1.0 + decay_[i]);
+      decay_.data()[i] = exponential(-std::abs(z[i]));
+      likelier_.data()[i] = 1.0 / (1.0 + decay(i));
     }
   }
 
@@ -34,7 +34,7 @@ class sample_block {
     constexpr double infinity = std::numeric_limits<double>::infinity();
     for (index_t i = 0; i < size_; ++i) {
       const double wrong = -y_[i] * z_[i];
-      const double loss = log_of_one_plus(decay_[i]) + (wrong > 0.0 ? wrong : 0.0);
+      const double loss = log_of_one_plus(decay(i)) + (wrong > 0.0 ? wrong : 0.0);
       to[i] = wrong > log_of_largest ? infinity : loss;
     }
   }
@@ -42,7 +42,7 @@ class sample_block {
   // -y (1 - P(y))
   void write_first(double* to) const {
     for (index_t i = 0; i < size_; ++i)
-      to[i] = -y_[i] * (y_[i] * z_[i] < 0.0 ? likelier_[i] : decay_[i] * likelier_[i]);
+      to[i] = -y_[i] * (y_[i] * z_[i] < 0.0 ? likelier(i) : decay(i) * likelier(i));
   }
 
   void write_second(double* to) const {
@@ -52,7 +52,7 @@ class sample_block {
   // (1 - 2 p) p (1 - p)
   void write_third(double* to) const {
     for (index_t i = 0; i < size_; ++i)
-      to[i] = std::copysign((1.0 - decay_[i]) * likelier_[i] * second(i), -z_[i]);
+      to[i] = std::copysign((1.0 - decay(i)) * likelier(i) * second(i), -z_[i]);
   }
 
   // p q (p^2 + q^2) - 4 p^2 q^2 = p q (1 - 6 p q), as p + q = 1
@@ -61,8 +61,10 @@ class sample_block {
   }
 
  private:
+  double decay(index_t i) const { return decay_.data()[i]; }
+  double likelier(index_t i) const { return likelier_.data()[i]; }
   // p (1 - p)
-  double second(index_t i) const { return decay_[i] * likelier_[i] * likelier_[i]; }
+  double second(index_t i) const { return decay(i) * likelier(i) * likelier(i); }
 
   const double* y_;
   const double* z_;

@@ -42,7 +42,6 @@ const_vector_view aloocv_objective::weights() const {
 // theta: one refresh serves them all, and a theta that failed is remembered as such.
 bool aloocv_objective::refresh(const_vector_view theta) {
   if (evaluated_ && same_point(theta, *evaluated_)) return is_defined_;
-  ++num_trials_;
   // Undefined until proven otherwise, so that a failure at any step is remembered.
   evaluated_ = dense_vector{theta};
   value_.reset();
@@ -120,26 +119,7 @@ inner_optimum aloocv_objective::optimum() const {
           loo_predictions_};
 }
 
-// Whether theta is so near to the accepted one, after other trials have failed, that a
-// difference in the score would be of no account.
-bool aloocv_objective::is_beyond_resolution(const_vector_view theta) const {
-  constexpr int fewest_trials = 2;
-  constexpr double resolution = 1e-6;
-  if (!accepted_ || regularizer_->zone() == 0.0 || num_trials_ < fewest_trials)
-    return false;
-  double change = 0.0;
-  for (index_t a = 0; a < theta.size(); ++a)
-    change += accepted_->gradient[a] * (theta[a] - accepted_->theta[a]);
-  return std::abs(change) < resolution * (std::abs(accepted_->value) + 1.0);
-}
-
-// An optimizer that stands before a jump of the score halves its steps until they vanish.
-// Those that tell nothing more are given the score of the accepted theta, which ends them.
 bool aloocv_objective::compute_value(const_vector_view theta, double& value) {
-  if (is_beyond_resolution(theta)) {
-    value = accepted_->value;
-    return refresh(accepted_->theta);
-  }
   if (!refresh(theta)) return false;
   if (!value_) value_ = sum_loo_losses();
   if (!value_) return false;
@@ -161,7 +141,6 @@ void aloocv_objective::begin_iteration(const_vector_view theta, double /*value*/
     panic("termination condition not satisfied", __LINE__,
           "src/model/linear_linked_regression/detail/aloocv_objective");
   start_at_solution();
-  num_trials_ = 0;
 }
 
 void aloocv_objective::start_at_solution() {
@@ -177,24 +156,19 @@ bool aloocv_objective::adjust_point(vector_view theta, double& value, vector_vie
   accepted_ =
       accepted_point{dense_vector{theta}, value, dense_vector{gradient},
                      symmetric_matrix{const_symmetric_view{hessian}}, start_weights_};
-  num_trials_ = 0;
   return moved;
 }
 
 // Whether the step from the last accepted theta to this one has not brought half of what
-// the derivatives there had promised. A step through zero does not count: the strengths,
-// squares of theta, are not between those of its ends in the middle.
+// the derivatives there had promised. Of one strength alone: where there are several, jumps
+// are not what most steps fail by. A step through zero does not count either: strengths are
+// squares, and that in the middle is not between those of the ends.
 bool aloocv_objective::is_disappointing(const_vector_view theta, double value) const {
-  if (!accepted_) return false;
-  scoped_allocator scratch;
-  const vector_view step = scratch.vector(theta.size());
-  for (index_t a = 0; a < step.size(); ++a) {
-    if (!(theta[a] * accepted_->theta[a] > 0.0)) return false;
-    step[a] = theta[a] - accepted_->theta[a];
-  }
-  const vector_view product = scratch.vector(step.size());
-  symv(1.0, accepted_->hessian, step, 0.0, product);
-  const double promised = dot(accepted_->gradient, step) + 0.5 * dot(step, product);
+  if (!accepted_ || theta.size() != 1) return false;
+  if (!(theta[0] * accepted_->theta[0] > 0.0)) return false;
+  const double step = theta[0] - accepted_->theta[0];
+  const double promised =
+      (accepted_->gradient[0] + 0.5 * accepted_->hessian(0, 0) * step) * step;
   return value - accepted_->value > 0.5 * promised;
 }
 

@@ -57,7 +57,6 @@ class aloocv_objective final : public optimization_objective_helper {
   };
 
   bool refresh(const_vector_view theta);
-  bool is_beyond_resolution(const_vector_view theta) const;
   bool is_disappointing(const_vector_view theta, double value) const;
   bool step_back(vector_view theta, double& value, vector_view gradient,
                  symmetric_view hessian);
@@ -78,7 +77,6 @@ class aloocv_objective final : public optimization_objective_helper {
   dense_vector start_weights_;      // where the next inner problem starts
 
   std::optional<accepted_point> accepted_;
-  int num_trials_ = 0;  // since the last theta was accepted
 
   // What belongs to `evaluated_`.
   std::optional<dense_vector> evaluated_;  // theta

@@ -134,7 +134,7 @@ bool loss_objective::accept_convergence(const_vector_view w, double /*value*/,
 
 bool loss_objective::can_be_polished(const_vector_view gradient,
                                      const_symmetric_view hessian) {
-  constexpr double precision = 1e-8;  // in units of the root of the curvature
+  constexpr double precision = 1e-10;  // in units of the root of the curvature
   for (index_t k = 0; k < gradient.size(); ++k)
     if (std::abs(gradient[k]) > precision * std::sqrt(std::abs(hessian(k, k)))) return true;
   return false;

@@ -11,12 +11,23 @@ namespace corvane::model::linear_linked_regression_detail {
 
 namespace {
 
+// With less than this part of its curvature at zero left, a minimum in the zone is about to
+// vanish.
+constexpr double firm_part = 0.03;
+
+// The polynomial for |w| turns down to -0.15 times its curvature at zero. Where the losses
+// outweigh that there is but one minimum, and no border to mind.
+bool has_two_minima(double curvature_of_losses, double penalty_at_zero) {
+  return curvature_of_losses < 0.15 * penalty_at_zero;
+}
+
 // The model along one coordinate: slope(w) = offset + a w + r1(w).
 struct coordinate {
   const weight_penalty& penalty;
   index_t k;
   double a;
   double offset;
+  double penalty_at_zero;  // its curvature there
 
   slope_and_curvature at(double w) const {
     const slope_and_curvature of_penalty = penalty.at(k, w);
@@ -24,10 +35,21 @@ struct coordinate {
   }
 };
 
+// Where a weight comes to rest on its side of the border of the zone, and whether it would
+// go on across.
+struct rest {
+  double w;
+  bool wants_across;
+};
+
+double downhill_of(const slope_and_curvature& here) {
+  return here.slope > 0.0 ? -1.0 : 1.0;
+}
+
 // One step downhill from w, of at most an eighth of the zone within it, and none across its
 // border: the pieces of the penalty are taken one at a time.
 double step_downhill(const slope_and_curvature& here, double w, double zone) {
-  const double downhill = here.slope > 0.0 ? -1.0 : 1.0;
+  const double downhill = downhill_of(here);
   const double newton =
       here.curvature > 0.0 ? -here.slope / here.curvature : downhill * zone;
   const double size = std::abs(w);
@@ -43,26 +65,30 @@ double step_downhill(const slope_and_curvature& here, double w, double zone) {
   return next;
 }
 
-// A local minimum along the coordinate, downhill from w. A minimum within the zone that is
-// about to vanish is left once, for what lies outside.
-double minimize(const coordinate& along, double w) {
+bool wants_across(const coordinate& along, const slope_and_curvature& here, double w) {
+  const double zone = along.penalty.zone();
+  const bool moves_inward = w * downhill_of(here) < 0.0;
+  if (std::abs(w) < zone)
+    return !moves_inward && here.curvature < firm_part * along.penalty_at_zero;
+  return std::abs(w) == zone && moves_inward;
+}
+
+// Downhill from w, to a minimum or to where the border is in the way.
+rest minimize(const coordinate& along, double w) {
   constexpr int most_steps = 60;
   constexpr double precision = 1e-10;
   const double zone = along.penalty.zone();
-  bool may_leave = true;
+  const bool minds_border = has_two_minima(along.a, along.penalty_at_zero);
   for (int step = 0; step < most_steps; ++step) {
     const slope_and_curvature here = along.at(w);
-    const double next = here.slope == 0.0 ? w : step_downhill(here, w, zone);
-    if (std::abs(next - w) > precision * (std::abs(w) + zone)) {
-      w = next;
-    } else if (may_leave && is_about_to_leave_zone(along.penalty, along.k, w, along.a)) {
-      w = std::copysign(zone, w);
-      may_leave = false;
-    } else {
-      return next;
-    }
+    if (here.slope == 0.0) break;
+    if (minds_border && wants_across(along, here, w)) return {w, true};
+    const double next = step_downhill(here, w, zone);
+    const bool is_at_rest = std::abs(next - w) <= precision * (std::abs(w) + zone);
+    w = next;
+    if (is_at_rest) break;
   }
-  return w;
+  return {w, false};
 }
 
 matrix_view full_symmetric(scoped_allocator& scratch, const_symmetric_view lower) {
@@ -72,49 +98,101 @@ matrix_view full_symmetric(scoped_allocator& scratch, const_symmetric_view lower
   return full;
 }
 
+// The descent of all weights. They cross borders together, between descents on their own
+// sides: so the order in which they stand has no part in where they end.
+class joint_descent {
+ public:
+  joint_descent(scoped_allocator& scratch, const penalized_model& model,
+                vector_view weights)
+      : model_{model},
+        weights_{weights},
+        A_{full_symmetric(scratch, model.curvature)},
+        slope_{scratch.vector(weights.size())},
+        penalty_at_zero_{scratch.vector(weights.size())},
+        wants_across_{scratch.take<bool>(weights.size())},
+        may_leave_{scratch.take<bool>(weights.size())} {
+    std::copy(model.slope.begin(), model.slope.end(), slope_.begin());
+    std::fill_n(may_leave_, weights.size(), true);
+    for (index_t k = 0; k < weights.size(); ++k)
+      penalty_at_zero_[k] = model.penalty.at(k, 0.0).curvature;
+  }
+
+  void run() {
+    constexpr int most_rounds = 20;
+    int round = 0;
+    do sweep_until_at_rest();
+    while (cross_borders() && ++round < most_rounds);
+  }
+
+ private:
+  void sweep_until_at_rest() {
+    constexpr int most_sweeps = 100;
+    constexpr double precision = 1e-6;
+    double longest = 1.0;
+    for (int sweep = 0; sweep < most_sweeps && longest > precision; ++sweep) {
+      longest = 0.0;
+      for (index_t k = 0; k < weights_.size(); ++k) {
+        const double a = A_(k, k);
+        const double from = weights_[k];
+        const rest end = minimize(
+            {model_.penalty, k, a, slope_[k] - a * from, penalty_at_zero_[k]}, from);
+        wants_across_[k] = end.wants_across;
+        longest = std::max(longest, std::abs(end.w - from) * std::sqrt(a));
+        move(k, end.w);
+      }
+    }
+  }
+
+  // A weight leaves its zone once at most; otherwise it might come and go for ever.
+  bool cross_borders() {
+    const double zone = model_.penalty.zone();
+    bool has_crossed = false;
+    for (index_t k = 0; k < weights_.size(); ++k) {
+      const bool is_inside = std::abs(weights_[k]) < zone;
+      if (!wants_across_[k] || (is_inside && !may_leave_[k])) continue;
+      may_leave_[k] = may_leave_[k] && !is_inside;
+      move(k, std::copysign(is_inside ? zone : 0.25 * zone, weights_[k]));
+      has_crossed = true;
+    }
+    return has_crossed;
+  }
+
+  void move(index_t k, double to) {
+    const double step = to - weights_[k];
+    if (!(std::abs(step) > 0.0)) return;
+    weights_[k] = to;
+    const const_vector_view column = const_matrix_view{A_}.column(k);
+    for (index_t i = 0; i < slope_.size(); ++i) slope_[i] += step * column[i];
+  }
+
+  const penalized_model& model_;
+  vector_view weights_;
+  matrix_view A_;
+  vector_view slope_;  // g + A d
+  vector_view penalty_at_zero_;
+  bool* wants_across_;
+  bool* may_leave_;
+};
+
 }  // namespace
 
 bool is_about_to_leave_zone(const weight_penalty& penalty, index_t k, double w,
                             double curvature) {
   const double zone = penalty.zone();
   if (!(std::abs(w) < zone)) return false;
-  // The polynomial for |w| turns down to -0.15 times its curvature at zero, which the
-  // losses may outweigh: then there is but one minimum, and nothing to leave.
   const double at_zero = penalty.at(k, 0.0).curvature;
-  return curvature < 0.15 * at_zero &&
-         curvature + penalty.at(k, w).curvature < 0.15 * at_zero;
+  return has_two_minima(curvature, at_zero) &&
+         curvature + penalty.at(k, w).curvature < firm_part * at_zero;
 }
 
 model_move descend(const penalized_model& model, vector_view weights) {
-  constexpr int most_sweeps = 100;
-  constexpr double precision = 1e-3;
   scoped_allocator scratch;
-  const index_t p = weights.size();
-  const matrix_view A = full_symmetric(scratch, model.curvature);
-  const vector_view slope = scratch.vector(p);  // g + A d
-  std::copy(model.slope.begin(), model.slope.end(), slope.begin());
+  joint_descent{scratch, model, weights}.run();
   const double zone = model.penalty.zone();
-
-  double longest = 1.0;
-  for (int sweep = 0; sweep < most_sweeps && longest > precision; ++sweep) {
-    longest = 0.0;
-    for (index_t k = 0; k < p; ++k) {
-      const double a = A(k, k);
-      const double from = weights[k];
-      const double to = minimize({model.penalty, k, a, slope[k] - a * from}, from);
-      const double step = to - from;
-      if (!(std::abs(step) > 0.0)) continue;
-      weights[k] = to;
-      const const_vector_view column = A.column(k);
-      for (index_t i = 0; i < p; ++i) slope[i] += step * column[i];
-      longest = std::max(longest, std::abs(step) * std::sqrt(a));
-    }
-  }
-
   model_move move;
-  for (index_t k = 0; k < p; ++k) {
+  for (index_t k = 0; k < weights.size(); ++k) {
     const double before = model.weights[k];
-    const double curvature = A(k, k) + model.penalty.at(k, before).curvature;
+    const double curvature = model.curvature(k, k) + model.penalty.at(k, before).curvature;
     move.length = std::max(move.length,
                            std::abs(weights[k] - before) * std::sqrt(std::abs(curvature)));
     if ((std::abs(before) < zone) != (std::abs(weights[k]) < zone))

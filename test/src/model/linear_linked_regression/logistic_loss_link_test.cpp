@@ -153,6 +153,49 @@ TEST(logistic_loss_link, every_operation_is_its_formula_to_the_last_bit) {
   }
 }
 
+// In one pass over samples that are more than one of its blocks.
+TEST(logistic_loss_link, jointly_gives_what_the_operations_give_up_to_roundings_of_p) {
+  std::vector<double> z;
+  std::vector<double> y;
+  while (z.size() < 600)
+    for (const auto& row : logistic_loss_table)
+      for (const double target : {-1.0, 1.0}) {
+        z.push_back(row.z);
+        y.push_back(target);
+      }
+  const auto n = static_cast<index_t>(z.size());
+  std::vector<std::vector<double>> jointly(5, std::vector<double>(z.size()));
+  const auto view = [n](std::vector<double>& values) {
+    return vector_view{values.data(), n};
+  };
+  const logistic_log_likelihood_loss_link link;
+  ASSERT_TRUE(link.can_compute_jointly());
+  link.compute_jointly({y.data(), n}, {z.data(), n},
+                       {view(jointly[0]), view(jointly[1]), view(jointly[2]),
+                        view(jointly[3]), view(jointly[4])});
+  for (std::size_t i = 0; i < z.size(); ++i) {
+    const double separate = evaluate(loss, y[i], z[i]);
+    if (std::isinf(separate))
+      EXPECT_EQ(jointly[0][i], separate);
+    else
+      expect_relative(jointly[0][i], separate, 4.0, z[i]);
+    expect_relative(jointly[1][i], evaluate(first, y[i], z[i]), 6.0, z[i]);
+    const double allowed = 4.0 * double_epsilon * prediction(z[i]) + smallest_normal;
+    EXPECT_NEAR(jointly[2][i], evaluate(second, y[i], z[i]), allowed) << z[i];
+    EXPECT_NEAR(jointly[3][i], evaluate(third, y[i], z[i]), allowed) << z[i];
+    EXPECT_NEAR(jointly[4][i], evaluate(fourth, y[i], z[i]), allowed) << z[i];
+  }
+}
+
+TEST(logistic_loss_link, jointly_leaves_out_what_is_not_asked_for) {
+  const double y = 1.0;
+  const double z = 0.7;
+  double curvature = 0.0;
+  logistic_log_likelihood_loss_link{}.compute_jointly({&y, 1}, {&z, 1},
+                                                      {{}, {}, {&curvature, 1}, {}, {}});
+  EXPECT_NEAR(curvature, evaluate(second, y, z), 1e-16);
+}
+
 TEST(logistic_loss_link, an_undefined_predictor_is_passed_on_and_not_refused) {
   const double undefined = std::numeric_limits<double>::quiet_NaN();
   for (const operation compute : {loss, first, second, third, fourth})
