@@ -144,11 +144,14 @@ def test_a_prediction_is_the_gauss_hermite_sum_over_the_inverse_map(num_steps):
     model = fitted(X, y, num_steps=num_steps)
     nodes, weights = np.polynomial.hermite.hermgauss(21)
     latent, stddev = model.predict_latent_with_stddev(X)
-    expected = [
-        weights @ model.warper.invert(mean + np.sqrt(2.0) * s * nodes) / np.sqrt(np.pi)
-        for mean, s in zip(latent, stddev, strict=True)
-    ]
-    np.testing.assert_allclose(model.predict(X), expected, rtol=1e-12)
+    scale = np.linalg.norm(y - y.mean())
+    for prediction, mean, s in zip(model.predict(X), latent, stddev, strict=True):
+        points = mean + np.sqrt(2.0) * s * nodes
+        expected = weights @ model.warper.invert(points, tolerance=1e-13) / np.sqrt(np.pi)
+        # Inverse values are met to a relative 1e-5 of the latent, and the slope of the map
+        # is at least 1 in units of the target's scale.
+        allowed = 1e-5 * scale * (weights @ np.abs(points)) / np.sqrt(np.pi)
+        assert prediction == pytest.approx(expected, rel=1e-12, abs=allowed)
 
 
 @pytest.mark.parametrize("seed", range(3))
