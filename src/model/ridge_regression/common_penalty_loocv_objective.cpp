@@ -87,7 +87,7 @@ constexpr index_t padded_rows = 16;
 
 template <int Width>
 void add_rows(const row_range& rows, lane_jet<Width>& score) {
-  for (index_t i = 0; i < rows.count; i += 2 * Width) {
+  for (index_t i = 0; i < rows.count; i += index_t{2} * Width) {
     observations<Width> upper;
     observations<Width> lower;
     upper.start(rows, i);

@@ -196,7 +196,7 @@ void multiply_reflections(const tall_matrix& matrix, const_matrix_block C,
 
 }  // namespace
 
-tall_factorization::tall_factorization(tall_matrix matrix)
+tall_factorization::tall_factorization(const tall_matrix& matrix)
     : tall_factorization{matrix, compute_gram(matrix)} {}
 
 tall_factorization::tall_factorization(tall_matrix matrix, dense_matrix&& gram)

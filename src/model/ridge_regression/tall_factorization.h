@@ -30,7 +30,7 @@ enum class tall_method { gram, repeated_gram, reflections };
 
 class tall_factorization {
  public:
-  explicit tall_factorization(tall_matrix matrix);
+  explicit tall_factorization(const tall_matrix& matrix);
   // With the lower triangle of T'T, where the caller has it.
   tall_factorization(tall_matrix matrix, dense_matrix&& gram);
 
