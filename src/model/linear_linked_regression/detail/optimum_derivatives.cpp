@@ -1,30 +1,23 @@
 // SPDX-License-Identifier: BSD-3-Clause
 #include "model/linear_linked_regression/detail/optimum_derivatives.h"
 
-#include "common/sparse_matrix_operation.h"
 #include "model/linear_linked_regression/detail/observation_products.h"
 
 namespace corvane::model::linear_linked_regression_detail {
 
 namespace {
 
-// dW = -H^-1 G', G being the Q by p matrix of dr1/dtheta. The sparse matrix stands at the
-// left of a product, so it is the transpose that is computed first.
+// dW = -H^-1 G', G being the Q by p matrix of dr1/dtheta.
 void differentiate_weights(const_matrix_block L, const sparse_matrix& G, matrix_view dW) {
-  if (G.empty()) {  // theta moves nothing, as where every weight is exactly zero
-    fill(dW, 0.0);
-    return;
+  fill(dW, 0.0);
+  if (G.empty()) return;  // theta moves nothing, as where every weight is exactly zero
+  for (index_t a = 0; a < dW.cols(); ++a) {
+    const const_vector_view values = G.row_values(a);
+    const const_index_view columns = G.row_columns(a);
+    for (index_t e = 0; e < values.size(); ++e) dW(columns[e], a) = -values[e];
   }
-  scoped_allocator scratch;
-  const index_t p = dW.rows();
-  const matrix_view inverse = scratch.matrix(p, p);
-  copy_lower(L, inverse);
-  potri(inverse);
-  mirror_lower(inverse);
-  const matrix_view transpose = scratch.matrix(dW.cols(), p);
-  sparse_matrix_matrix_multiply(plain, -1.0, G.handle, {}, inverse, 0.0, transpose);
-  for (index_t a = 0; a < dW.cols(); ++a)
-    for (index_t k = 0; k < p; ++k) dW(k, a) = transpose(a, k);
+  trsm(side::left, triangle::lower, plain, L, dW);
+  trsm(side::left, triangle::lower, transposed, L, dW);
 }
 
 // The lower triangle of dH_a.

@@ -38,13 +38,13 @@ void add_entries(const double* x, index_t stride, const_matrix_view M, index_t f
   for (index_t k = 0; k < first + Entries; ++k) {
     const double* const column = x + k * stride;
     const double* const factors = M.data() + k * M.rows() + first;
-    for (int r = 0; r < num_registers; ++r) {
+    for (index_t r = 0; r < num_registers; ++r) {
       lanes xk;
       load(column + r * Width, xk);
       for (int e = 0; e < Entries; ++e) a[e][r] += factors[e] * xk;
     }
   }
-  for (int r = 0; r < num_registers; ++r) {
+  for (index_t r = 0; r < num_registers; ++r) {
     lanes sum;
     load(out + r * Width, sum);
     for (int e = 0; e < Entries; ++e) {
@@ -70,7 +70,7 @@ void add_strip(const double* x, index_t stride, const_matrix_view M, double* out
 template <int Width, form Form>
 void write_forms(const_matrix_block X, const_matrix_view M, vector_view out,
                  matrix_view last_strip, vector_view last_out) {
-  constexpr index_t strip = Width * registers_of_rows<Width>;
+  constexpr index_t strip = index_t{Width} * registers_of_rows<Width>;
   std::fill(out.begin(), out.end(), 0.0);
   index_t row = 0;
   for (; row + strip <= X.rows(); row += strip)
@@ -87,7 +87,7 @@ void write_forms(const_matrix_block X, const_matrix_view M, vector_view out,
 
 template <form Form>
 void write_forms(const_matrix_block X, const_matrix_view M, vector_view out) {
-  constexpr index_t longest_strip = 8 * registers_of_rows<8>;
+  constexpr index_t longest_strip = index_t{8} * registers_of_rows<8>;
   scoped_allocator scratch;
   const matrix_view last_strip = scratch.matrix(longest_strip, X.cols());
   const vector_view last_out = scratch.vector(longest_strip);
