@@ -36,12 +36,13 @@ inline double power_of_two(double k) {
 
 // Infinite from 709.79 on, zero below -745.2, and a NaN for a NaN.
 inline double exponential(double x) {
-  using namespace exponential_detail;  // of this header alone
   const double above = x > 710.0 ? 710.0 : x;
   const double bounded = above < -750.0 ? -750.0 : above;
   constexpr double one_over_ln2 = 1.4426950408889634;
-  const double k = (bounded * one_over_ln2 + shifter) - shifter;
-  const double r = (bounded - k * ln2_upper) - k * ln2_lower;
+  const double k =
+      (bounded * one_over_ln2 + exponential_detail::shifter) - exponential_detail::shifter;
+  const double r =
+      (bounded - k * exponential_detail::ln2_upper) - k * exponential_detail::ln2_lower;
   // (exp(r) - 1 - r) / r^2, up to r^13 / 13!
   const double rr = r * r;
   const double even =
@@ -60,13 +61,13 @@ inline double exponential(double x) {
       1.0 / 6.0;
   const double fraction = 1.0 + (r + rr * (even + r * odd));
   // In two factors: 2^k itself may be out of range where the product is not.
-  const double half = (0.5 * k + shifter) - shifter;
-  return fraction * power_of_two(half) * power_of_two(k - half);
+  const double half = (0.5 * k + exponential_detail::shifter) - exponential_detail::shifter;
+  return fraction * exponential_detail::power_of_two(half) *
+         exponential_detail::power_of_two(k - half);
 }
 
 // For x >= 0. Infinite for an infinite x, and a NaN for a NaN.
 inline double log_of_one_plus(double x) {
-  using namespace exponential_detail;
   const double u = 1.0 + x;
   const double lost = x < 1.0 ? x - (u - 1.0) : 1.0 - (u - x);  // what u has rounded off
   constexpr auto one = std::bit_cast<std::uint64_t>(1.0);
@@ -89,8 +90,9 @@ inline double log_of_one_plus(double x) {
                                             z * (2.0 / 15.0 +
                                                  z * (2.0 / 17.0 + z * (2.0 / 19.0)))))))));
   const double half_square = 0.5 * f * f;
-  const double small = s * (half_square + tail) + (k * ln2_lower + lost / u);
-  const double log = k * ln2_upper + (f - (half_square - small));
+  const double small =
+      s * (half_square + tail) + (k * exponential_detail::ln2_lower + lost / u);
+  const double log = k * exponential_detail::ln2_upper + (f - (half_square - small));
   return x > largest_double ? x : log;
 }
 

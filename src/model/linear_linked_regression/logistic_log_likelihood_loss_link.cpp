@@ -21,10 +21,11 @@ class sample_block {
  public:
   static constexpr index_t capacity = 256;
 
-  sample_block(const double* y, const double* z, index_t size) : y_{y}, z_{z}, size_{size} {
-    for (index_t i = 0; i < size_; ++i) {
-      decay_.data()[i] = exponential(-std::abs(z[i]));
-      likelier_.data()[i] = 1.0 / (1.0 + decay(i));
+  sample_block(const double* y, const double* z, index_t size)
+      : y_{y}, z_{z}, size_{static_cast<std::size_t>(size)} {
+    for (std::size_t i = 0; i < size_; ++i) {
+      decay_[i] = exponential(-std::abs(z[i]));
+      likelier_[i] = 1.0 / (1.0 + decay_[i]);
     }
   }
 
@@ -32,43 +33,42 @@ class sample_block {
   void write_loss(double* to) const {
     constexpr double log_of_largest = 709.782712893384;
     constexpr double infinity = std::numeric_limits<double>::infinity();
-    for (index_t i = 0; i < size_; ++i) {
+    for (std::size_t i = 0; i < size_; ++i) {
       const double wrong = -y_[i] * z_[i];
-      const double loss = log_of_one_plus(decay(i)) + (wrong > 0.0 ? wrong : 0.0);
+      const double loss = log_of_one_plus(decay_[i]) + (wrong > 0.0 ? wrong : 0.0);
+      // NOLINTNEXTLINE(bugprone-narrowing-conversions): a double stays a double here
       to[i] = wrong > log_of_largest ? infinity : loss;
     }
   }
 
   // -y (1 - P(y))
   void write_first(double* to) const {
-    for (index_t i = 0; i < size_; ++i)
-      to[i] = -y_[i] * (y_[i] * z_[i] < 0.0 ? likelier(i) : decay(i) * likelier(i));
+    for (std::size_t i = 0; i < size_; ++i)
+      to[i] = -y_[i] * (y_[i] * z_[i] < 0.0 ? likelier_[i] : decay_[i] * likelier_[i]);
   }
 
   void write_second(double* to) const {
-    for (index_t i = 0; i < size_; ++i) to[i] = second(i);
+    for (std::size_t i = 0; i < size_; ++i) to[i] = second(i);
   }
 
   // (1 - 2 p) p (1 - p)
   void write_third(double* to) const {
-    for (index_t i = 0; i < size_; ++i)
-      to[i] = std::copysign((1.0 - decay(i)) * likelier(i) * second(i), -z_[i]);
+    for (std::size_t i = 0; i < size_; ++i)
+      to[i] = std::copysign((1.0 - decay_[i]) * likelier_[i] * second(i), -z_[i]);
   }
 
   // p q (p^2 + q^2) - 4 p^2 q^2 = p q (1 - 6 p q), as p + q = 1
   void write_fourth(double* to) const {
-    for (index_t i = 0; i < size_; ++i) to[i] = second(i) * (1.0 - 6.0 * second(i));
+    for (std::size_t i = 0; i < size_; ++i) to[i] = second(i) * (1.0 - 6.0 * second(i));
   }
 
  private:
-  double decay(index_t i) const { return decay_.data()[i]; }
-  double likelier(index_t i) const { return likelier_.data()[i]; }
   // p (1 - p)
-  double second(index_t i) const { return decay(i) * likelier(i) * likelier(i); }
+  double second(std::size_t i) const { return decay_[i] * likelier_[i] * likelier_[i]; }
 
   const double* y_;
   const double* z_;
-  index_t size_;
+  std::size_t size_;
   std::array<double, capacity> decay_;     // exp(-|z|)
   std::array<double, capacity> likelier_;  // the larger one of p and 1 - p
 };
