@@ -28,18 +28,6 @@ constexpr int tile_registers = 3;
 template <int Width>
 constexpr int tile_targets = Width == 8 ? 8 : 4;
 
-// Copied bytes become loads and stores that need no alignment. Registers are handed over by
-// reference: by value the calling convention would depend on the instruction set.
-template <class Lanes>
-void load(const double* from, Lanes& loaded) {
-  std::memcpy(&loaded, from, sizeof loaded);
-}
-
-template <class Lanes>
-void store(const Lanes& stored, double* to) {
-  std::memcpy(to, &stored, sizeof stored);
-}
-
 // Entry k of the result is the sum of the entries of from[k]: pairs of registers are folded
 // into one until one is left, at fewer instructions than sums of each by itself.
 template <int Width>
@@ -172,7 +160,7 @@ void add_terms(const_matrix_block a, const_matrix_block t, row_span rows,
       const double factor = from_t[col * stride_t + k];
       for (index_t part = 0; part < Registers; ++part) {
         lanes_of<Width> left;
-        load(from_a + k * stride_a + part * Width, left);
+        load_lanes(from_a + k * stride_a + part * Width, left);
         sums[part][col] += left * factor;
       }
     }
@@ -188,7 +176,7 @@ void multiply_tile(const_matrix_block a, const_matrix_block t, const strip_shape
   add_terms<Width, Cols / 2, Cols>(a, t, shape.second_half, sums);
   for (int col = 0; col < Cols; ++col)
     for (index_t part = 0; part < Registers; ++part)
-      store(sums[part][col], &b(part * Width, col));
+      store_lanes(sums[part][col], &b(part * Width, col));
 }
 
 // The zeros of T are terms here.

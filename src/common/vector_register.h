@@ -5,6 +5,8 @@
 // run_vectorized (common/vector_dispatch.h) hands to its loop.
 #pragma once
 
+#include <cstring>
+
 namespace corvane {
 
 template <int Width>
@@ -21,5 +23,18 @@ template <>
 struct vector_register<8> {
   using lanes = double __attribute__((vector_size(64)));
 };
+
+// As many neighbouring doubles as a register holds. Copied bytes become loads and stores
+// that need no alignment. Registers are handed over by reference: by value the calling
+// convention would depend on the instruction set.
+template <class Lanes>
+void load_lanes(const double* from, Lanes& loaded) {
+  std::memcpy(&loaded, from, sizeof loaded);
+}
+
+template <class Lanes>
+void store_lanes(const Lanes& stored, double* to) {
+  std::memcpy(to, &stored, sizeof stored);
+}
 
 }  // namespace corvane

@@ -3,7 +3,6 @@
 
 #include <algorithm>
 #include <array>
-#include <cstring>
 #include <numeric>
 
 #include "common/scoped_allocator.h"
@@ -60,12 +59,12 @@ struct observations {
   lane_jet<Width> clearance;
 
   void start(const row_range& rows, index_t first) {
-    std::memcpy(&residual.value, rows.residual + first, sizeof(lanes));
-    std::memcpy(&clearance.value, rows.clearance + first, sizeof(lanes));
+    load_lanes(rows.residual + first, residual.value);
+    load_lanes(rows.clearance + first, clearance.value);
   }
   void add(const column_terms& column, index_t first) {
     lanes u;
-    std::memcpy(&u, column.u + first, sizeof u);
+    load_lanes(column.u + first, u);
     clearance.add(column.square, u * u);
     residual.add(column.linear, u);
   }
@@ -104,7 +103,7 @@ void add_rows(const row_range& rows, lane_jet<Width>& score) {
 template <class Lanes>
 double total(const Lanes& lanes) {
   std::array<double, sizeof(Lanes) / sizeof(double)> parts;
-  std::memcpy(parts.data(), &lanes, sizeof lanes);
+  store_lanes(lanes, parts.data());
   return std::accumulate(parts.begin(), parts.end(), 0.0);
 }
 

@@ -4,7 +4,6 @@
 #include <algorithm>
 #include <array>
 #include <cmath>
-#include <cstring>
 #include <numeric>
 #include <stdexcept>
 #include <string>
@@ -46,14 +45,14 @@ double compensated_mean_in_lanes(const_vector_view values) {
     lanes correction{};
     for (index_t i = 0; i < whole; i += num_lanes) {
       lanes term;
-      std::memcpy(&term, terms + i, sizeof term);
+      load_lanes(terms + i, term);
       const lanes next = sum + term;
       const lanes added = next - sum;
       correction += (sum - (next - added)) + (term - added);
       sum = next;
     }
-    std::memcpy(to_sums, &sum, sizeof sum);
-    std::memcpy(to_corrections, &correction, sizeof correction);
+    store_lanes(sum, to_sums);
+    store_lanes(correction, to_corrections);
   });
   compensated_sum total;
   for (const double sum : sums) total.add(sum);
@@ -79,11 +78,11 @@ double sum_squares_about(double mean, const_vector_view values) {
     lanes sum{};
     for (index_t i = 0; i < whole; i += num_lanes) {
       lanes distance;
-      std::memcpy(&distance, terms + i, sizeof distance);
+      load_lanes(terms + i, distance);
       distance -= mean;
       sum += distance * distance;
     }
-    std::memcpy(to_squares, &sum, sizeof sum);
+    store_lanes(sum, to_squares);
   });
   double total = std::accumulate(squares.begin(), squares.end(), 0.0);
   for (index_t i = whole; i < values.size(); ++i)

@@ -3,7 +3,6 @@
 
 #include <algorithm>
 #include <array>
-#include <cstring>
 #include <numbers>
 #include <numeric>
 
@@ -13,17 +12,6 @@
 namespace corvane::model::ridge_regression_detail {
 
 namespace {
-
-// Copied bytes become loads and stores that need no alignment.
-template <class Lanes>
-void load(const double* from, Lanes& loaded) {
-  std::memcpy(&loaded, from, sizeof loaded);
-}
-
-template <class Lanes>
-void store(const Lanes& stored, double* to) {
-  std::memcpy(to, &stored, sizeof stored);
-}
 
 // One group of columns on its way over the rows of a block.
 template <class Lanes, int Width>
@@ -36,12 +24,12 @@ class group_pass {
   // The rows from i on, as many as Lanes has entries.
   void fill_rows(index_t i) {
     Lanes phi;
-    load(&block_.phi[i], phi);
+    load_lanes(&block_.phi[i], phi);
     Lanes v{};
     Lanes q{};
     for (const index_t j : columns_) {
       Lanes a;
-      load(&block_.a(i, j), a);
+      load_lanes(&block_.a(i, j), a);
       v += a * w_[j];
       q += a * a;
       store<Lanes>(phi * a, &block_.phi_a(i, j));
@@ -49,17 +37,17 @@ class group_pass {
     trace_ += phi * q;
     Lanes root;
     Lanes root_s;
-    load(&block_.root[i], root);
-    load(&block_.root_s[i], root_s);
+    load_lanes(&block_.root[i], root);
+    load_lanes(&block_.root_s[i], root_s);
     const Lanes f = root_s * q;
     store<Lanes>(root * v - 2.0 * f, &block_.e(i, group_));
-    store(f, &block_.f(i, group_));
+    store_lanes(f, &block_.f(i, group_));
   }
 
   // The sum of phi q over the rows so far.
   double trace() const {
     std::array<double, Width> entries;
-    std::memcpy(entries.data(), &trace_, sizeof trace_);
+    store_lanes(trace_, entries.data());
     return std::accumulate(entries.begin(), entries.end(), 0.0);
   }
 

@@ -2,7 +2,6 @@
 #include "model/linear_linked_regression/detail/row_forms.h"
 
 #include <algorithm>
-#include <cstring>
 
 #include "common/scoped_allocator.h"
 #include "common/vector_dispatch.h"
@@ -20,12 +19,6 @@ constexpr int tile_entries = 4;
 template <int Width>
 constexpr int registers_of_rows = Width == 8 ? 4 : 2;
 
-// Copied bytes become a load that needs no alignment.
-template <class Lanes>
-void load(const double* from, Lanes& to) {
-  std::memcpy(&to, from, sizeof to);
-}
-
 // Adds the part that entries `first` to `first + Entries - 1` of a_i have in the forms of
 // one strip of rows. `x` is the strip's corner of X.
 template <int Width, int Entries, form Form>
@@ -40,20 +33,20 @@ void add_entries(const double* x, index_t stride, const_matrix_view M, index_t f
     const double* const factors = M.data() + k * M.rows() + first;
     for (index_t r = 0; r < num_registers; ++r) {
       lanes xk;
-      load(column + r * Width, xk);
+      load_lanes(column + r * Width, xk);
       for (int e = 0; e < Entries; ++e) a[e][r] += factors[e] * xk;
     }
   }
   for (index_t r = 0; r < num_registers; ++r) {
     lanes sum;
-    load(out + r * Width, sum);
+    load_lanes(out + r * Width, sum);
     for (int e = 0; e < Entries; ++e) {
       lanes partner = a[e][r];
       if constexpr (Form == form::bilinear)
-        load(x + (first + e) * stride + r * Width, partner);
+        load_lanes(x + (first + e) * stride + r * Width, partner);
       sum += a[e][r] * partner;
     }
-    std::memcpy(out + r * Width, &sum, sizeof sum);
+    store_lanes(sum, out + r * Width);
   }
 }
 
