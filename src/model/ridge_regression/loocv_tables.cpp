@@ -32,7 +32,7 @@ class group_pass {
       load_lanes(&block_.a(i, j), a);
       v += a * w_[j];
       q += a * a;
-      store<Lanes>(phi * a, &block_.phi_a(i, j));
+      store_lanes<Lanes>(phi * a, &block_.phi_a(i, j));
     }
     trace_ += phi * q;
     Lanes root;
@@ -40,7 +40,7 @@ class group_pass {
     load_lanes(&block_.root[i], root);
     load_lanes(&block_.root_s[i], root_s);
     const Lanes f = root_s * q;
-    store<Lanes>(root * v - 2.0 * f, &block_.e(i, group_));
+    store_lanes<Lanes>(root * v - 2.0 * f, &block_.e(i, group_));
     store_lanes(f, &block_.f(i, group_));
   }
 
