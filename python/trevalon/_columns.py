@@ -1,5 +1,5 @@
 # SPDX-License-Identifier: BSD-3-Clause
-"""Means, lengths and products of columns, as the models normalize by them."""
+"""Means and lengths of columns, as the models normalize by them."""
 
 from __future__ import annotations
 
@@ -65,51 +65,6 @@ def column_moments(
             return columns.means, columns.scales
         lengths = np.sqrt(squares - shifts)
     return means, _as_scales(lengths, rescale)
-
-
-# Rows that stay in cache.
-_BLOCK_ROWS = 1024
-_SAMPLE_ROWS = 64
-
-
-def centered_gram(X: FloatArray, center: bool) -> tuple[FloatArray, FloatArray]:
-    """Means m of the columns (zeros without centering) and (X - 1 m')'(X - 1 m').
-
-    With any s,
-
-        (X - 1 m')'(X - 1 m') = (X - 1 s')'(X - 1 s') - n (m - s)(m - s)'
-
-    which loses no digits where s is close to m as measured by the columns' spread. So s is
-    0 where a sample of the rows lies around 0, and else its mean. Where the sample was
-    unlike the rest, a second pass has the means themselves for s.
-    """
-    n, p = X.shape
-    if not center:
-        return np.zeros(p), X.T @ X
-    sample = X[:: max(1, n // _SAMPLE_ROWS)]
-    shift = sample.mean(axis=0)
-    if (np.abs(shift) <= sample.std(axis=0)).all():
-        shift = np.zeros(p)
-    gap, gram = _shifted_gram(X, shift)
-    if (n * np.square(gap) > 0.75 * np.diag(gram)).any():
-        shift = shift + gap
-        gap, gram = _shifted_gram(X, shift)
-    return shift + gap, gram - n * np.multiply.outer(gap, gap)
-
-
-def _shifted_gram(X: FloatArray, shift: FloatArray) -> tuple[FloatArray, FloatArray]:
-    """The mean of the rows less `shift`, and the sum of their outer products."""
-    n, p = X.shape
-    if not shift.any():
-        return np.ones(n) @ X / n, X.T @ X
-    total, gram = np.zeros(p), np.zeros((p, p))
-    block = np.empty((min(n, _BLOCK_ROWS), p))
-    for start in range(0, n, _BLOCK_ROWS):
-        rows = X[start : start + _BLOCK_ROWS]
-        shifted = np.subtract(rows, shift, out=block[: len(rows)])
-        total += shifted.sum(axis=0)
-        gram += shifted.T @ shifted
-    return total / n, gram
 
 
 def _as_scales(lengths: FloatArray, rescale: bool) -> FloatArray:

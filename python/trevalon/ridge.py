@@ -108,10 +108,11 @@ class RidgeRegression(RegressorMixin, SelfTunedModel):
 
     Notes
     -----
-    ``alpha_``, ``leverage_``, ``loo_residuals_`` and ``effective_dof_`` take passes over
-    the training data, as the whole fit does, and are worked out when first read. Until
-    then, or until the estimator is pickled, it refers to the training data. Where these
-    were overwritten in place, reading raises AttributeError.
+    ``criterion_value_``, ``alpha_``, ``leverage_``, ``loo_residuals_`` and
+    ``effective_dof_`` take passes over the training data, as the whole fit does, and are
+    worked out when first read. Until then, or until the estimator is pickled, it refers to
+    the training data. Where these were overwritten in place, reading raises
+    AttributeError.
 
     References
     ----------
@@ -137,7 +138,6 @@ class RidgeRegression(RegressorMixin, SelfTunedModel):
     intercept_: float
     groups_: IntArray
     group_labels_: npt.NDArray[Any]
-    criterion_value_: float
 
     def __init__(
         self,
@@ -195,27 +195,22 @@ class RidgeRegression(RegressorMixin, SelfTunedModel):
         self.coef_ = model.weights[:width]
         # The prediction at the origin is the intercept itself.
         self.intercept_ = float(model.predict(np.zeros((1, width)))[0])
-        self.groups_ = model.regularization_groups[:width].astype(np.int64)
+        self.groups_ = (
+            model.regularization_groups[:width].astype(np.int64)
+            if grouping.codes is None
+            else grouping.codes
+        )
         roots = model.regularization
         self.group_labels_ = (
             np.arange(len(roots)) if grouping.labels is None else grouping.labels
         )
-        self.criterion_value_ = self._criterion_in_raw_units(model.score, target)
-        for name in ("_alpha", "_leverage", "_loo_residuals"):
+        self._score = model.score
+        for name in ("_criterion_value", "_alpha", "_leverage", "_loo_residuals"):
             self.__dict__.pop(name, None)
         self._roots = roots[self.groups_]
         self._normalized = bool(self.normalize)
+        self._with_squares = self.criterion == "range_risk"
         self._training = TrainingData(rows, target, bool(self.fit_intercept))
-
-    def _criterion_in_raw_units(self, score: float, target: FloatArray) -> float:
-        """The criteria are quadratic in the target, which the fit divides by its length.
-
-        The optimizer's range risk is without the sum of squares of the target, a constant.
-        """
-        # Not a BLAS product: to wake its threads would take longer than the fit.
-        squares = float(np.square(target).sum())
-        value = score * squares if self.normalize and squares > 0.0 else score
-        return value + squares if self.criterion == "range_risk" else value
 
     def predict(self, X: MatrixLike) -> FloatArray:
         """Predict targets.
@@ -232,6 +227,11 @@ class RidgeRegression(RegressorMixin, SelfTunedModel):
         """
         check_is_fitted(self)
         return predict_linear(self, X, self.coef_, self.intercept_)
+
+    @property
+    def criterion_value_(self) -> float:
+        self._find_criterion_value()
+        return self._criterion_value
 
     @property
     def alpha_(self) -> FloatArray:
@@ -252,6 +252,20 @@ class RidgeRegression(RegressorMixin, SelfTunedModel):
     def effective_dof_(self) -> float:
         return float(self.leverage_.sum())
 
+    def _find_criterion_value(self) -> None:
+        """Once: the score in the units of the data.
+
+        The criteria are quadratic in the target, which the fit divides by its length. The
+        optimizer's range risk is without the sum of squares of the target, a constant.
+        """
+        check_is_fitted(self)
+        if "_criterion_value" not in self.__dict__:
+            # Not a BLAS product: to wake its threads would take longer than the sum.
+            squares = float(np.square(self._unchanged_training().target).sum())
+            rescaled = self._normalized and squares > 0.0
+            value = self._score * squares if rescaled else self._score
+            self._criterion_value = value + squares if self._with_squares else value
+
     def _find_strengths(self) -> None:
         """Once: the strengths of columns of length 1 in the units of the data."""
         check_is_fitted(self)
@@ -264,6 +278,7 @@ class RidgeRegression(RegressorMixin, SelfTunedModel):
 
     def _find_leverages(self) -> None:
         """Once: leverages and what follows from them; lets the training data go."""
+        self._find_criterion_value()
         self._find_strengths()
         if "_leverage" not in self.__dict__:
             training = self._unchanged_training()
@@ -280,9 +295,9 @@ class RidgeRegression(RegressorMixin, SelfTunedModel):
         training: TrainingData | None = self.__dict__.get("_training")
         if training is None or not training.is_unchanged():
             raise AttributeError(
-                "alpha_, leverage_, loo_residuals_ and effective_dof_ are worked out from "
-                "the training data when first read, but the data were changed in place "
-                "after the fit; read them before, or fit on a copy"
+                "criterion_value_, alpha_, leverage_, loo_residuals_ and effective_dof_ "
+                "are worked out from the training data when first read, but the data were "
+                "changed in place after the fit; read them before, or fit on a copy"
             )
         return training
 

@@ -15,7 +15,7 @@ from trevalon_impl import WarpedLinearRegressionModel, _WarpedLinearRegressionMo
 
 from trevalon._base import SelfTunedModel, find_dependent_columns
 from trevalon._blas_threads import one_blas_thread
-from trevalon._columns import center_columns, centered_gram
+from trevalon._columns import center_columns, column_moments
 from trevalon._parameters import check_count
 from trevalon._target_warper import TargetWarper
 from trevalon._training import take_regression
@@ -186,9 +186,7 @@ class WarpedLinearRegression(RegressorMixin, SelfTunedModel):
 
         `rows` has the columns that are `kept`; the others get zeros.
         """
-        means, gram = centered_gram(rows, bool(self.fit_intercept))
-        # Above 0: a fit refuses columns that are nothing but their mean.
-        scales = np.sqrt(np.diag(gram)) if self.normalize else np.ones(len(gram))
+        means, scales = column_moments(rows, bool(self.fit_intercept), bool(self.normalize))
         normal = center_columns(
             target[:, np.newaxis], bool(self.fit_intercept), bool(self.normalize)
         )
@@ -201,9 +199,12 @@ class WarpedLinearRegression(RegressorMixin, SelfTunedModel):
         self._feature_means = np.zeros(len(kept))
         self._feature_means[kept] = means
         self.intercept_ = float(-self.coef_ @ self._feature_means)
-        root = _inverse_triangle(rows, means, scales, gram)
-        self._variance_root = np.zeros((len(kept), len(root)))
-        self._variance_root[kept] = root / scales[:, np.newaxis]
+        root = _variance_root_of(model, len(rows), len(scales))
+        if root is None:
+            triangle = np.linalg.qr((rows - means) / scales, mode="r")
+            root = solve_triangular(triangle, np.eye(len(scales))) / scales[:, np.newaxis]
+        self._variance_root = np.zeros((len(kept), len(scales)))
+        self._variance_root[kept] = root
 
     def _latent(self, X: MatrixLike) -> tuple[FloatArray, FloatArray]:
         """Mean and standard deviation of the latent value of each row.
@@ -352,23 +353,45 @@ def _as_probabilities(name: str, value: VectorLike) -> FloatArray:
     return probabilities
 
 
-def _inverse_triangle(
-    X: FloatArray, means: FloatArray, scales: FloatArray, gram: FloatArray
-) -> FloatArray:
-    """inverse(R) with R'R = Z'Z, Z = (X - means) / scales and R upper triangular.
+# So far from the training rows that their means and the noise are lost in rounding, and
+# not so far that a square overflows.
+_FAR = 2.0**300
+# What is left of a column after the others is known to eps / pivot^2.
+_SMALLEST_PIVOT = 1e-4
 
-    The Cholesky factor of the product costs half of a QR factorization, and has lost
-    cond(R)^2 eps; where that is more than about 1e-8 the factorization is made after all.
+
+def _variance_root_of(
+    model: _WarpedLinearRegressionModel, rows: int, columns: int
+) -> FloatArray | None:
+    """V with V V' = inverse(Z'Z), Z the centered rows, from the model's own predictions.
+
+    The variance of the latent mean, v z' inverse(Z'Z) z, is a quadratic form. Far along
+    axis j it gives the width h_j = 1 / sqrt(inverse(Z'Z)_jj), and far along h_j e_j +
+    h_k e_k the correlations of inverse(Z'Z). That takes no pass over the training rows,
+    and loses no digits to a product of them.
+
+    None where it would take longer than a factorization, or the columns are too close to
+    dependent.
     """
-    triangle: FloatArray
+    first, second = np.tril_indices(columns, -1)
+    if len(first) > rows:
+        return None
+    noise = np.sqrt(model.noise_variance)
+    widths = _FAR * noise / model.predict_latent_with_stddev(_FAR * np.eye(columns))[1]
+    pairs = np.zeros((len(first), columns))
+    number = np.arange(len(first))
+    pairs[number, first], pairs[number, second] = (
+        _FAR * widths[first],
+        _FAR * widths[second],
+    )
+    lengths = model.predict_latent_with_stddev(pairs)[1] / (_FAR * noise)
+    correlations = np.eye(columns)
+    correlations[first, second] = 0.5 * np.square(lengths) - 1.0
     try:
-        product = gram / (scales * scales[:, np.newaxis])
-        triangle = np.asarray(np.linalg.cholesky(product).T, dtype=np.float64)
-        pivots = np.diag(triangle)
-        well_conditioned = bool(pivots.min() > 1e-4 * pivots.max())
+        root = np.linalg.cholesky(correlations)
     except np.linalg.LinAlgError:
-        well_conditioned = False
-    if not well_conditioned:
-        triangle = np.asarray(np.linalg.qr((X - means) / scales, mode="r"))
-    inverse: FloatArray = solve_triangular(triangle, np.eye(len(triangle)))
-    return inverse
+        return None
+    # Comparisons with NaN are false.
+    if not np.diag(root).min() > _SMALLEST_PIVOT:
+        return None
+    return np.asarray(root / widths[:, np.newaxis])

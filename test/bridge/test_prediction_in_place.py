@@ -1,6 +1,6 @@
 # SPDX-License-Identifier: BSD-3-Clause
-"""Predictions read X where it lies if BLAS can, and a copy of it otherwise: they are the same
-in every layout."""
+"""Predictions read X where it lies if BLAS can, and a copy of it otherwise: they are the
+same in every layout."""
 
 import sys
 
@@ -109,7 +109,9 @@ def test_every_prediction_is_that_of_the_elements_in_every_layout(layout):
     if not finite.all():
         X = X[finite]
     for predict in fitted_models(X.shape[1]):
-        np.testing.assert_allclose(predict(X), predict(SizedView(X)), rtol=1e-11, atol=1e-12)
+        np.testing.assert_allclose(
+            predict(X), predict(SizedView(X)), rtol=1e-11, atol=1e-12
+        )
 
 
 @pytest.mark.parametrize("order", ["C", "F"])

@@ -215,3 +215,26 @@ def test_arrays_of_the_wrong_dimension_are_refused(skewed, model):
         model.predict_interval(X, 1.0)
     with pytest.raises(ValueError, match="inconsistent numbers of samples"):
         model.log_predictive_density(X, [1.0])
+
+
+@pytest.mark.parametrize("offset", [0.0, 1e3])
+@pytest.mark.parametrize("closeness", [1.0, 1e-3, 1e-8])
+@pytest.mark.parametrize(("n", "p"), [(60, 3), (60, 1), (40, 20)])
+@pytest.mark.parametrize("fit_intercept", [True, False])
+def test_the_latent_variance_is_that_of_the_inverse_of_the_centered_product(
+    offset, closeness, n, p, fit_intercept
+):
+    random = np.random.default_rng(n + p)
+    X = random.normal(size=(n, p))
+    X[:, -1] = X[:, 0] + closeness * X[:, -1]
+    X *= np.logspace(-3, 3, p)
+    X += offset * X.std(axis=0)
+    y = np.exp(random.normal(size=n) / 3)
+    model = WarpedLinearRegression(fit_intercept=fit_intercept).fit(X, y)
+    Z = X - X.mean(axis=0) if fit_intercept else X
+    rotated, triangle = np.linalg.qr(Z / np.linalg.norm(Z, axis=0))
+    expected = model.noise_variance_ * (1.0 + np.square(rotated).sum(axis=1))
+    _, deviation = model._latent(X)
+    # The rounding of the columns themselves moves the reference as well.
+    rounding = 10.0 * np.linalg.cond(triangle) * np.finfo(np.float64).eps
+    np.testing.assert_allclose(np.square(deviation), expected, rtol=1e-7 + rounding)
