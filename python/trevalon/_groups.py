@@ -10,9 +10,8 @@ from __future__ import annotations
 
 import contextlib
 from collections.abc import Hashable, Mapping, Sequence
-from dataclasses import dataclass
 from numbers import Integral
-from typing import Any
+from typing import Any, NamedTuple
 
 import numpy as np
 import numpy.typing as npt
@@ -22,8 +21,7 @@ from trevalon._types import FloatArray, Groups, IntArray
 UNPENALIZED = -1
 
 
-@dataclass(frozen=True)
-class Grouping:
+class Grouping(NamedTuple):
     """Codes per column where they are known ahead of the fit; else a number to find.
 
     mode : the extension module's word for a grouping that has one.

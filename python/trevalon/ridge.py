@@ -207,7 +207,7 @@ class RidgeRegression(RegressorMixin, SelfTunedModel):
         self._score = model.score
         for name in ("_criterion_value", "_alpha", "_leverage", "_loo_residuals"):
             self.__dict__.pop(name, None)
-        self._roots = roots[self.groups_]
+        self._roots = roots
         self._normalized = bool(self.normalize)
         self._with_squares = self.criterion == "range_risk"
         self._training = TrainingData(rows, target, bool(self.fit_intercept))
@@ -274,7 +274,7 @@ class RidgeRegression(RegressorMixin, SelfTunedModel):
             columns = center_columns(
                 training.rows, training.fit_intercept, self._normalized
             )
-            self._alpha = np.square(self._roots * columns.scales)
+            self._alpha = np.square(self._roots[self.groups_] * columns.scales)
 
     def _find_leverages(self) -> None:
         """Once: leverages and what follows from them; lets the training data go."""
