@@ -10,6 +10,7 @@
 #include "model/linear_linked_regression/logistic_log_likelihood_loss_link.h"
 #include "model/linear_linked_regression/ridge_regularizer.h"
 #include "optimization/optimizer_error.h"
+#include "optimization/order_invariant_run.h"
 #include "optimization/variable_mapping.h"
 
 namespace corvane::model {
@@ -56,7 +57,7 @@ trust_region_result optimize_hyperparameters(
       24;  // a strength, theta^2, up to 3e14 times that of the start
   for (int k = options.initializer ? num_doublings : 0;; ++k) {
     try {
-      return optimize(*options.outer_optimizer, objective, theta);
+      return optimize_order_invariantly(*options.outer_optimizer, objective, theta);
     } catch (const optimizer_undefined_error&) {
       if (k == num_doublings) throw;
     }

@@ -21,6 +21,7 @@
 #include "model/ridge_regression/loocv_objective.h"
 #include "model/ridge_regression/range_risk_objective.h"
 #include "n_array/panic.h"
+#include "optimization/order_invariant_run.h"
 
 namespace corvane::model {
 
@@ -164,7 +165,7 @@ class ridge_fit {
     options_.initializer(start);
     if (!all_finite(start))
       throw std::invalid_argument("the start point holds a value that is not finite");
-    return {optimize(*options_.optimizer, objective, start),
+    return {optimize_order_invariantly(*options_.optimizer, objective, start),
             scope_.vector(num_hyperparameters_), scope_.vector(normalizer_.num_columns)};
   }
 
