@@ -62,8 +62,8 @@ def test_the_order_of_the_columns_and_their_groups_does_not_matter(penalty, seed
 
 @pytest.mark.parametrize("penalty", ["l2", "l1", "elasticnet"])
 def test_of_several_minima_the_one_found_does_not_hang_on_the_order_of_columns(penalty):
-    """With strengths of their own: a run that took the columns as they come ended at another
-    minimum for one data set in ten."""
+    """With strengths of their own: a run that took the columns as they come ended at
+    another minimum for one data set in ten."""
     for seed in range(60):
         X, y = classification(n=60, seed=seed)
         order = np.random.default_rng(seed).permutation(4)
