@@ -136,6 +136,59 @@ def test_rows_that_are_not_finite_raise_the_sentences_of_scikit_learn(data, kind
         fit(kind, (X, data[1]))
 
 
+REFUSED_DATA = {
+    "a NaN among the rows": ("X", np.nan, "Input X contains NaN"),
+    "an infinity among the rows": ("X", -np.inf, "Input X contains infinity"),
+    "a NaN among the targets": ("y", np.nan, "contains NaN"),
+    "an infinity among the targets": ("y", np.inf, "contains infinity"),
+}
+
+
+@pytest.mark.parametrize("layout", [np.ascontiguousarray, np.asfortranarray])
+@pytest.mark.parametrize("bad", REFUSED_DATA.values(), ids=REFUSED_DATA.keys())
+@pytest.mark.parametrize("kind", ESTIMATORS)
+def test_what_is_refused_does_not_reach_the_extension_module(
+    data, kind, bad, layout, monkeypatch
+):
+    which, value, text = bad
+    X, y = layout(data[0].copy()), data[1].astype(float)
+    {"X": X[:, 2], "y": y}[which][5] = value
+    factory = f"{kind.__name__}Model"
+    monkeypatch.setattr(f"{kind.__module__}.{factory}", lambda **_: Untouchable())
+    with pytest.raises(ValueError, match=text):
+        fit(kind, (X, y))
+
+
+class Untouchable:
+    """In the place of a model of the extension module."""
+
+    def fit(self, X, y):
+        pytest.fail("the data reached the extension module")
+
+
+@pytest.mark.parametrize("columns", [10, 64])
+@pytest.mark.parametrize("bad", REFUSED_DATA.values(), ids=REFUSED_DATA.keys())
+def test_of_many_rows_too_the_sentence_is_that_of_scikit_learn(bad, columns):
+    """Of those with few columns it is the extension module that finds it."""
+    which, value, text = bad
+    random = np.random.default_rng(0)
+    X = random.normal(size=(10_000, columns))
+    y = X[:, 0] + random.normal(size=10_000)
+    model = RidgeRegression().fit(X, y)
+    before = model.predict(X)
+    bad_X, bad_y = X.copy(), y.copy()
+    {"X": bad_X[:, 2], "y": bad_y}[which][5] = value
+    with pytest.raises(ValueError, match=text):
+        model.fit(bad_X, bad_y)
+    np.testing.assert_array_equal(model.predict(X), before)
+
+
+def test_rows_whose_sum_overflows_are_not_called_infinite(regression):
+    X, y = regression
+    with pytest.raises(ValueError, match="squares of X or y overflow"):
+        RidgeRegression().fit(np.abs(X) * (1e308 / np.abs(X).max()), y)
+
+
 @pytest.mark.parametrize("value", [np.nan, np.inf])
 def test_a_column_with_the_coefficient_0_is_checked_as_well(regression, value):
     X, y = regression
