@@ -19,6 +19,19 @@ def objective_of(X, y, num_steps=1):
     return model.make_objective(X, y)
 
 
+def assert_ends_at_a_minimum(model, X, y):
+    """No point near its parameters is lower by more than the tolerance, 1e-4."""
+    assert model.within_tolerance
+    theta = model.warper.parameters
+    objective = objective_of(X, y, len(theta) // 3)
+    value = objective.compute_value(theta)
+    random = np.random.default_rng(0)
+    for size in (1e-3, 1e-2, 1e-1):
+        for _ in range(20):
+            nearby = theta * (1.0 + size * random.normal(size=theta.shape))
+            assert objective.compute_value(nearby) > value - 1e-4 * abs(value)
+
+
 POINTS = [
     [0.5, 1.5, 0.1],
     [-2.0, 0.7, -0.3],
@@ -83,16 +96,7 @@ def test_no_point_near_the_parameters_of_a_fit_is_lower_by_more_than_the_toleran
     num_steps, seed
 ):
     X, y = regression(seed=seed)
-    model = fitted(X, y, num_steps=num_steps, tolerance=1e-4)
-    assert model.within_tolerance
-    theta = model.warper.parameters
-    objective = objective_of(X, y, num_steps)
-    value = objective.compute_value(theta)
-    random = np.random.default_rng(seed)
-    for size in (1e-3, 1e-2, 1e-1):
-        for _ in range(20):
-            nearby = theta * (1.0 + size * random.normal(size=theta.shape))
-            assert objective.compute_value(nearby) > value - 1e-4 * abs(value)
+    assert_ends_at_a_minimum(fitted(X, y, num_steps=num_steps, tolerance=1e-4), X, y)
 
 
 def test_the_default_start_point_is_drawn_uniformly_by_numpys_generator_too():
@@ -238,7 +242,8 @@ def test_a_target_in_other_units_gives_predictions_in_other_units(
 
 
 @OTHER_UNITS
-@pytest.mark.parametrize(("num_steps", "seed"), [(1, 0), (1, 1), (2, 1), (2, 5)])
+@pytest.mark.parametrize("seed", range(6))
+@pytest.mark.parametrize("num_steps", [1, 2])
 def test_so_it_does_from_the_default_start(num_steps, seed, a, b):
     X, y = regression(seed=seed)
     plain = fitted(X, y, num_steps=num_steps, tolerance=1e-8)
@@ -246,6 +251,38 @@ def test_so_it_does_from_the_default_start(num_steps, seed, a, b):
     np.testing.assert_allclose(
         changed.predict(X), a * plain.predict(X) + b, rtol=0.0, atol=1e-5 * a * np.std(y)
     )
+
+
+def deviation(X, y, a, b, num_steps):
+    """Of predictions for a y + b from those for y, as a part of the targets' deviation."""
+    changed = fitted(X, a * y + b, num_steps=num_steps)
+    expected = a * fitted(X, y, num_steps=num_steps).predict(X) + b
+    return changed, np.abs(changed.predict(X) - expected).max() / (a * np.std(y))
+
+
+@pytest.mark.parametrize("n", [60, 300])
+@pytest.mark.parametrize("num_steps", [1, 2, 3])
+def test_targets_that_keep_their_digits_in_other_units_take_the_same_path(num_steps, n):
+    """Shifts of up to some thirty standard deviations, and any factor."""
+    for seed in range(10):
+        X, y = regression(n=n, seed=seed)
+        for a, b in [(1e-6, 0.0), (1000.0, 7.0), (0.5, -16.0), (1.0 / 3.0, 5.0)]:
+            _, difference = deviation(X, y, a, b, num_steps)
+            assert difference < 1e-8, (seed, a, b)
+
+
+@pytest.mark.parametrize("num_steps", [1, 2, 3])
+def test_targets_that_lose_digits_in_other_units_seldom_end_at_another_minimum(num_steps):
+    """A shift by hundreds of standard deviations leaves targets with fewer digits, so that
+    the path may be another one. With one step it has the same end."""
+    ends_elsewhere = 0
+    for seed in range(20):
+        X, y = regression(seed=seed)
+        for a, b in [(1.0, 64.0), (3.3, 1e3)]:
+            changed, difference = deviation(X, y, a, b, num_steps)
+            ends_elsewhere += difference > 1e-4
+            assert_ends_at_a_minimum(changed, X, a * y + b)
+    assert ends_elsewhere <= (0 if num_steps == 1 else 4)  # of 40
 
 
 @pytest.mark.parametrize("num_steps", [1, 2, 3])

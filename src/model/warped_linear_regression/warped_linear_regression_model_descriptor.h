@@ -45,7 +45,8 @@ class warped_linear_regression_model_descriptor {
   // what the initializer throws.
   warped_fit fit(const_vector_view y, const_matrix_view X) const;
 
-  // The objective as `fit` would build it, with restarts without end.
+  // The objective as `fit` would build it, with restarts without end and of the targets
+  // with all of their digits.
   std::unique_ptr<warped_linear_regression_detail::objective> make_objective(
       const_vector_view y, const_matrix_view X) const;
 
