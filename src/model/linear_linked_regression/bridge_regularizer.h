@@ -10,6 +10,7 @@
 
 #include <cmath>
 #include <memory>
+#include <vector>
 
 #include "model/linear_linked_regression/regularizer.h"
 #include "model/linear_linked_regression/smoothing_basis.h"
@@ -24,6 +25,10 @@ class bridge_regularizer final : public regularizer {
   index_t num_hyperparameters() const override { return 2 * num_groups(); }
   // 0.5 for every lambda and every alpha
   void initialize_hyperparameters(vector_view theta) const override;
+  // With alpha = 0 it is the lasso, which starts where it does by itself.
+  std::vector<special_case> special_cases() const override {
+    return {{0, num_groups(), 1.0}};
+  }
 
   bool compute_value(const_vector_view theta, const_vector_view w,
                      double& value) const override;

@@ -17,4 +17,9 @@ void elastic_regularizer::initialize_hyperparameters(vector_view theta) const {
   std::fill(theta.begin(), theta.end(), 0.5);
 }
 
+std::vector<special_case> elastic_regularizer::special_cases() const {
+  const index_t num_groups = num_hyperparameters() / 2;
+  return {{0, num_groups, 1.0}, {num_groups, num_groups, 1.0}};
+}
+
 }  // namespace corvane::model

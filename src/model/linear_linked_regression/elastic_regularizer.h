@@ -5,6 +5,8 @@
 // holds the a of every group, then the b of every group.
 #pragma once
 
+#include <vector>
+
 #include "model/linear_linked_regression/penalty_terms.h"
 #include "model/linear_linked_regression/squared_strength_regularizer.h"
 
@@ -20,6 +22,8 @@ class elastic_regularizer final
 
   // 0.5 for every a and every b
   void initialize_hyperparameters(vector_view theta) const override;
+  // The ridge and the lasso, which start where they do by themselves.
+  std::vector<special_case> special_cases() const override;
 };
 
 }  // namespace corvane::model

@@ -1,12 +1,15 @@
 // SPDX-License-Identifier: BSD-3-Clause
 #include "model/linear_linked_regression/linear_linked_regression_model_descriptor.h"
 
+#include <algorithm>
+#include <cmath>
 #include <stdexcept>
 #include <utility>
 #include <vector>
 
 #include "common/blas_threads.h"
 #include "model/linear_linked_regression/detail/aloocv_objective.h"
+#include "model/linear_linked_regression/detail/special_case_objective.h"
 #include "model/linear_linked_regression/logistic_log_likelihood_loss_link.h"
 #include "model/linear_linked_regression/ridge_regularizer.h"
 #include "optimization/optimizer_error.h"
@@ -18,6 +21,7 @@ namespace corvane::model {
 namespace {
 
 using linear_linked_regression_detail::aloocv_objective;
+using linear_linked_regression_detail::special_case_objective;
 
 constexpr index_t few_features = 256;
 
@@ -47,22 +51,93 @@ dense_vector start_hyperparameters(const linear_linked_regression_model_options&
   return theta;
 }
 
+// Whose a start value is. One that somebody asked for is taken as it is.
+enum class start_owner { penalty, caller };
+
 // Where the penalty's own start value leaves the score undefined, as a lasso that is too
-// weak to tell two equal columns apart, stronger ones are tried. A start value that
-// somebody asked for is taken as it is.
-trust_region_result optimize_hyperparameters(
-    const linear_linked_regression_model_options& options, aloocv_objective& objective,
-    dense_vector theta) {
+// weak to tell two equal columns apart, stronger ones are tried.
+trust_region_result optimize_from(start_owner owner, dense_vector theta,
+                                  trust_region_optimizer& optimizer,
+                                  second_order_objective& objective) {
   constexpr int num_doublings =
       24;  // a strength, theta^2, up to 3e14 times that of the start
-  for (int k = options.initializer ? num_doublings : 0;; ++k) {
+  for (int k = owner == start_owner::caller ? num_doublings : 0;; ++k) {
     try {
-      return optimize_order_invariantly(*options.outer_optimizer, objective, theta);
+      return optimize_order_invariantly(optimizer, objective, theta);
     } catch (const optimizer_undefined_error&) {
       if (k == num_doublings) throw;
     }
     for (double& entry : theta) entry *= 2.0;
   }
+}
+
+// What a run of the optimizer ended with, and the weights there.
+struct optimized {
+  trust_region_result result;
+  dense_vector weights;
+};
+
+// A run may end with a trial that it rejected: the theta that it returns is evaluated last.
+optimized settled(aloocv_objective& objective, trust_region_result&& result) {
+  double value = 0.0;
+  objective.compute_value(result.x, value);
+  return {std::move(result), dense_vector{objective.weights()}};
+}
+
+// To where each hyperparameter has the sign that it has in theta: squares do not tell.
+void turn_signs(const_vector_view theta, trust_region_result& result) {
+  const auto sign = [&](index_t a) { return std::copysign(1.0, theta[a]); };
+  for (index_t j = 0; j < theta.size(); ++j) {
+    result.x[j] *= sign(j);
+    result.gradient[j] *= sign(j);
+    for (index_t i = j; i < theta.size(); ++i) result.hessian(i, j) *= sign(i) * sign(j);
+  }
+}
+
+// To the optimum of a special case, and on from there with all hyperparameters. Where the
+// run for all of them started from, theta, has no part in it but for its signs.
+optimized by_way_of(const special_case& part, const_vector_view theta,
+                    trust_region_optimizer& optimizer, aloocv_objective& objective) {
+  dense_vector start{part.size};
+  std::fill(start.begin(), start.end(), part.start);
+  objective.restart();
+  special_case_objective alone{objective, theta.size(), part};
+  const trust_region_result simpler =
+      optimize_from(start_owner::penalty, std::move(start), optimizer, alone);
+  optimized whole = settled(
+      objective, optimize_order_invariantly(optimizer, objective, alone.expand(simpler.x)));
+  turn_signs(theta, whole.result);
+  return whole;
+}
+
+// By more than runs that end at the same minimum differ: rounding does not decide.
+bool is_lower(double value, double other) {
+  constexpr double margin = 1e-6;
+  return value < other - margin * std::abs(other);
+}
+
+// Where weights leave the zone of a smoothed penalty the score jumps. It has a minimum
+// between many of its jumps, and a run ends at the first one that it meets, or at a jump.
+// So one more run goes by way of each special case, and the lowest end counts: an elastic
+// net scores no worse than the ridge and the lasso within it.
+optimized optimize_hyperparameters(const linear_linked_regression_model_options& options,
+                                   aloocv_objective& objective,
+                                   const regularizer& penalty) {
+  trust_region_optimizer& optimizer = *options.outer_optimizer;
+  const start_owner owner =
+      options.initializer ? start_owner::caller : start_owner::penalty;
+  const dense_vector start = start_hyperparameters(options, penalty);
+  optimized lowest = settled(objective, optimize_from(owner, start, optimizer, objective));
+  for (const special_case& part : penalty.special_cases()) {
+    try {
+      optimized other = by_way_of(part, start, optimizer, objective);
+      if (is_lower(other.result.value, lowest.result.value)) lowest = std::move(other);
+    } catch (const optimizer_undefined_error&) {
+      // Without the other hyperparameters the score may be defined nowhere.
+      continue;
+    }
+  }
+  return lowest;
 }
 
 // w_j / scale_j: the weights of the raw features.
@@ -115,9 +190,9 @@ linear_linked_regression_model linear_linked_regression_model_descriptor::fit(
   aloocv_objective objective{options_.inner_optimizer, options_.loss_link, penalty,
                              normalizer.normalized_features(X), normalizer.coded_target(y)};
   linear_linked_regression_model model;
-  model.result = optimize_hyperparameters(options_, objective,
-                                          start_hyperparameters(options_, *penalty));
-  model.weights = raw_weights(normalizer, objective.weights());
+  optimized best = optimize_hyperparameters(options_, objective, *penalty);
+  model.result = std::move(best.result);
+  model.weights = raw_weights(normalizer, best.weights);
   model.bias = raw_bias(normalizer, model.weights);
   model.normalizer = normalizer;
   model.loss_link = options_.loss_link;

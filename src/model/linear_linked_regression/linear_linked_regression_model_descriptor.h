@@ -28,7 +28,8 @@ struct linear_linked_regression_model_options {
   std::shared_ptr<const linear_loss_link> loss_link;
   std::shared_ptr<trust_region_optimizer> outer_optimizer;  // over theta
   std::shared_ptr<trust_region_optimizer> inner_optimizer;  // over w
-  // Writes the start value of theta; empty means that of the penalty.
+  // Writes the start value of theta; empty means that of the penalty. What is simpler
+  // within the penalty starts by itself all the same.
   std::function<void(vector_view)> initializer;
 };
 

@@ -12,12 +12,21 @@
 
 #include <cstdint>
 #include <memory>
+#include <vector>
 
 #include "model/linear_linked_regression/sparse_matrix.h"
 #include "model/linear_linked_regression/weight_penalty.h"
 #include "n_array/n_array_view.h"
 
 namespace corvane::model {
+
+// A penalty of a simpler kind within another one: what that is while all hyperparameters
+// but `size` of them, from `first` on, are zero.
+struct special_case {
+  index_t first;
+  index_t size;
+  double start;  // the value of these that an optimization over them starts from
+};
 
 // What a derivative operation has to say about its output.
 enum class regularizer_status : std::int32_t {
@@ -50,6 +59,7 @@ class regularizer {
   virtual index_t num_hyperparameters() const = 0;
   // The start value of an optimization over theta.
   virtual void initialize_hyperparameters(vector_view theta) const = 0;
+  virtual std::vector<special_case> special_cases() const { return {}; }
 
   // False when R is not finite.
   virtual bool compute_value(const_vector_view theta, const_vector_view w,

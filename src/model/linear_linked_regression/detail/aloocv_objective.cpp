@@ -18,6 +18,21 @@
 
 namespace corvane::model::linear_linked_regression_detail {
 
+namespace {
+
+// The entry in which two points differ, if there is one and no other.
+std::optional<index_t> only_difference(const_vector_view from, const_vector_view to) {
+  std::optional<index_t> found;
+  for (index_t a = 0; a < to.size(); ++a) {
+    if (from[a] == to[a]) continue;
+    if (found) return std::nullopt;
+    found = a;
+  }
+  return found;
+}
+
+}  // namespace
+
 aloocv_objective::aloocv_objective(std::shared_ptr<trust_region_optimizer> inner_optimizer,
                                    std::shared_ptr<const linear_loss_link> loss_link,
                                    std::shared_ptr<const regularizer> penalty,
@@ -32,6 +47,14 @@ aloocv_objective::aloocv_objective(std::shared_ptr<trust_region_optimizer> inner
       leverages_{X_.rows()},
       loo_predictions_{X_.rows()} {
   std::fill(start_weights_.begin(), start_weights_.end(), 0.0);
+}
+
+void aloocv_objective::restart() {
+  evaluated_.reset();
+  accepted_.reset();
+  is_defined_ = false;
+  std::fill(start_weights_.begin(), start_weights_.end(), 0.0);
+  inner_objective_.start_at(start_weights_);
 }
 
 const_vector_view aloocv_objective::weights() const {
@@ -160,15 +183,18 @@ bool aloocv_objective::adjust_point(vector_view theta, double& value, vector_vie
 }
 
 // Whether the step from the last accepted theta to this one has not brought half of what
-// the derivatives there had promised. Of one strength alone: where there are several, jumps
-// are not what most steps fail by. A step through zero does not count either: strengths are
-// squares, and that in the middle is not between those of the ends.
+// the derivatives there had promised. Of steps along one strength alone: where several
+// change, jumps are not what most steps fail by. A step through zero does not count either:
+// strengths are squares, and that in the middle is not between those of the ends.
 bool aloocv_objective::is_disappointing(const_vector_view theta, double value) const {
-  if (!accepted_ || theta.size() != 1) return false;
-  if (!(theta[0] * accepted_->theta[0] > 0.0)) return false;
-  const double step = theta[0] - accepted_->theta[0];
+  if (!accepted_) return false;
+  const std::optional<index_t> moved = only_difference(accepted_->theta, theta);
+  if (!moved) return false;
+  const index_t a = *moved;
+  if (!(theta[a] * accepted_->theta[a] > 0.0)) return false;
+  const double step = theta[a] - accepted_->theta[a];
   const double promised =
-      (accepted_->gradient[0] + 0.5 * accepted_->hessian(0, 0) * step) * step;
+      (accepted_->gradient[a] + 0.5 * accepted_->hessian(a, a) * step) * step;
   return value - accepted_->value > 0.5 * promised;
 }
 

@@ -29,6 +29,9 @@ class aloocv_objective final : public optimization_objective_helper {
                    std::shared_ptr<const regularizer> penalty, dense_matrix&& X,
                    dense_vector&& y);
 
+  // Forgets every theta: the next inner problem starts from w = 0, as the first one did.
+  void restart();
+
   // The solution of the inner problem at the last theta evaluated; where that one is
   // undefined, at the last theta accepted.
   const_vector_view weights() const;

@@ -93,6 +93,52 @@ TEST(aloocv_objective, starts_inner_problems_at_the_solution_of_the_last_accepte
   EXPECT_NE(problem.optimizer->start_points[3], accepted);
 }
 
+TEST(aloocv_objective, starts_at_zero_again_after_a_restart) {
+  outer_problem problem;
+  const double value = problem.value_at({0.8});
+  problem.begin_iteration({0.8});
+  problem.objective.restart();
+  EXPECT_EQ(problem.value_at({0.8}), value);
+  ASSERT_EQ(problem.optimizer->start_points.size(), 2U);
+  EXPECT_EQ(problem.optimizer->start_points[1], numbers(4, 0.0));
+}
+
+// Where an iteration goes on from that begins at theta and takes its score to be `value`.
+numbers adjusted_point(aloocv_objective& objective, numbers theta, double value) {
+  const auto Q = static_cast<index_t>(theta.size());
+  dense_vector gradient{Q};
+  symmetric_matrix hessian{Q, Q};
+  EXPECT_TRUE(objective.compute_gradient_hessian(view_of(theta), gradient, hessian));
+  objective.begin_iteration(view_of(theta), value, gradient, hessian);
+  const numbers before = theta;
+  const bool is_moved = objective.adjust_point({theta.data(), Q}, value, gradient, hessian);
+  EXPECT_EQ(is_moved, theta != before);
+  return theta;
+}
+
+// From a low score to a high one.
+numbers end_of_bad_step(penalty_kind kind, const numbers& from, const numbers& to) {
+  const classification_problem data = drawn_problem(30, 4, 2);
+  aloocv_objective objective{
+      std::make_shared<polished_optimizer>(),
+      std::make_shared<loss_link_detail::logistic_log_likelihood_loss_link>(),
+      penalty_of(kind, cyclic_groups(4, 1)), dense_matrix{data.X}, dense_vector{data.y}};
+  EXPECT_EQ(adjusted_point(objective, from, 0.0), from);
+  return adjusted_point(objective, to, 1e6);
+}
+
+TEST(aloocv_objective, goes_half_of_a_bad_step_back_where_it_was_along_one_strength) {
+  constexpr auto lasso = penalty_kind::lasso;
+  constexpr auto elastic = penalty_kind::elastic;
+  EXPECT_EQ(end_of_bad_step(lasso, {0.5}, {0.25}), (numbers{0.375}));
+  EXPECT_EQ(end_of_bad_step(elastic, {0.0, 0.5}, {0.0, 0.25}), (numbers{0.0, 0.375}));
+  EXPECT_EQ(end_of_bad_step(elastic, {0.5, 0.5}, {0.25, 0.25}), (numbers{0.25, 0.25}));
+  // The middle of a step through zero is weaker than either end.
+  EXPECT_EQ(end_of_bad_step(lasso, {0.5}, {-0.25}), (numbers{-0.25}));
+  // Without a smoothed penalty there are no jumps.
+  EXPECT_EQ(end_of_bad_step(penalty_kind::ridge, {0.5}, {0.25}), (numbers{0.25}));
+}
+
 TEST(aloocv_objective, calls_nothing_when_a_theta_is_repeated) {
   outer_problem problem;
   const double value = problem.value_at({0.8});
