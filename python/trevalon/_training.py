@@ -3,11 +3,12 @@
 
 from __future__ import annotations
 
-from typing import TYPE_CHECKING, Any
+from typing import TYPE_CHECKING, Any, NamedTuple
 
 import numpy as np
 from sklearn.utils.validation import validate_data
 
+from trevalon._columns import column_sums
 from trevalon._types import FloatArray, MatrixLike, VectorLike
 
 if TYPE_CHECKING:
@@ -17,39 +18,51 @@ if TYPE_CHECKING:
 _WITNESSES = 16
 
 
+class RegressionData(NamedTuple):
+    """rows : (n, p). target : (n,). sums : those of the columns, where they are known."""
+
+    rows: FloatArray
+    target: FloatArray
+    sums: FloatArray | None = None
+
+
 def validate_regression(
     estimator: SelfTunedModel, X: MatrixLike, y: VectorLike
-) -> tuple[FloatArray, FloatArray]:
+) -> RegressionData:
     """X and y as float64 arrays, refused in scikit-learn's words where they do not fit."""
     rows, target = validate_data(
         estimator, X, y, dtype=np.float64, y_numeric=True, ensure_min_samples=2
     )
-    return np.asarray(rows), np.asarray(target, dtype=np.float64)
+    return RegressionData(np.asarray(rows), np.asarray(target, dtype=np.float64))
 
 
 def take_regression(
     estimator: SelfTunedModel, X: MatrixLike, y: VectorLike, *, trust_narrow: bool = False
-) -> tuple[FloatArray, FloatArray]:
+) -> RegressionData:
     """As `validate_regression`, but of plain float64 arrays nothing is asked but whether
     they are finite; with `trust_narrow`, of many rows with few columns not even that.
 
     Of these the extension module is the first to see what is not finite. It refuses that
-    by itself, and `validate_regression` finds the words.
+    by itself, and `validate_regression` then finds the words.
     """
     if not (_is_plain(X, 2) and _is_plain(y, 1) and len(X) == np.size(y) >= 2):
         return validate_regression(estimator, X, y)
     is_trusted = trust_narrow and X.size >= 100_000 and X.shape[1] < 64
-    if X.shape[1] < 1 or not (is_trusted or _may_be_finite(X, y)):
+    sums = None if is_trusted else _finite_sums(X, y)
+    if X.shape[1] < 1 or (sums is None and not is_trusted):
         return validate_regression(estimator, X, y)
     estimator.n_features_in_ = X.shape[1]
     estimator.__dict__.pop("feature_names_in_", None)
-    return X, np.asarray(y)
+    return RegressionData(X, np.asarray(y), sums)
 
 
-def _may_be_finite(X: FloatArray, y: VectorLike) -> bool:
-    """False where a sum is not finite; the sum of large numbers may not be either."""
+def _finite_sums(X: FloatArray, y: VectorLike) -> FloatArray | None:
+    """Sums of the columns of X; None where one of them or that of y is not finite, as it
+    may be of large numbers too."""
     with np.errstate(over="ignore", invalid="ignore"):
-        return bool(np.isfinite(X.sum()) and np.isfinite(np.sum(y)))
+        sums = column_sums(X)
+        is_finite = np.isfinite(np.sum(y)) and np.isfinite(sums).all()
+    return sums if is_finite else None
 
 
 def _is_plain(array: Any, dimensions: int) -> bool:

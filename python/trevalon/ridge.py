@@ -22,7 +22,12 @@ from trevalon._columns import center_columns
 from trevalon._groups import UNPENALIZED, Grouping, resolve_groups
 from trevalon._leave_one_out import ridge_leverages
 from trevalon._parameters import check_choice
-from trevalon._training import TrainingData, take_regression, validate_regression
+from trevalon._training import (
+    RegressionData,
+    TrainingData,
+    take_regression,
+    validate_regression,
+)
 from trevalon._types import FloatArray, Groups, Init, IntArray, MatrixLike, VectorLike
 
 # How the extension module calls the criteria.
@@ -173,7 +178,7 @@ class RidgeRegression(RegressorMixin, SelfTunedModel):
         """
         options = self._shared_options()
         score = _SCORES[check_choice(self, "criterion", _SCORES)]
-        rows, target = self._take(X, y)
+        rows, target, _ = self._take(X, y)
         grouping = resolve_groups(self.groups, rows, target, self._column_names())
         model = RidgeRegressionModel(score=score, **_grouping_options(grouping), **options)
         self._run_fit(model, rows, target)
@@ -181,7 +186,7 @@ class RidgeRegression(RegressorMixin, SelfTunedModel):
         self._take_over(model, grouping, rows, target)
         return self
 
-    def _take(self, X: MatrixLike, y: VectorLike) -> tuple[FloatArray, FloatArray]:
+    def _take(self, X: MatrixLike, y: VectorLike) -> RegressionData:
         # A callable sees checked data only.
         if callable(self.groups):
             return validate_regression(self, X, y)

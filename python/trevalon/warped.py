@@ -7,18 +7,17 @@ from typing import Literal, Self, overload
 
 import numpy as np
 import numpy.typing as npt
-from scipy.linalg import solve_triangular
 from scipy.special import ndtri
 from sklearn.base import RegressorMixin
 from sklearn.utils.validation import check_is_fitted, validate_data
 from trevalon_impl import WarpedLinearRegressionModel, _WarpedLinearRegressionModel
 
 from trevalon._base import SelfTunedModel, find_dependent_columns
-from trevalon._blas_threads import one_blas_thread
-from trevalon._columns import center_columns, column_moments
+from trevalon._columns import column_moments
+from trevalon._latent_model import find_latent_model
 from trevalon._parameters import check_count
 from trevalon._target_warper import TargetWarper
-from trevalon._training import take_regression
+from trevalon._training import RegressionData, take_regression
 from trevalon._types import FloatArray, Init, MatrixLike, VectorLike
 
 # A map with more steps than this is not identified by any data of sensible size.
@@ -145,24 +144,25 @@ class WarpedLinearRegression(RegressorMixin, SelfTunedModel):
         """
         options = self._shared_options()
         steps = check_count(self, "n_steps", _MOST_STEPS)
-        rows, target = take_regression(self, X, y)
-        if rows.shape[0] <= rows.shape[1]:
+        data = take_regression(self, X, y)
+        if data.rows.shape[0] <= data.rows.shape[1]:
             raise ValueError(
                 "WarpedLinearRegression needs more rows than columns, but X has n_samples="
-                f"{rows.shape[0]} and n_features={rows.shape[1]}"
+                f"{data.rows.shape[0]} and n_features={data.rows.shape[1]}"
             )
         model = WarpedLinearRegressionModel(num_steps=steps, **options)
-        self._fit_independent_columns(model, rows, target)
+        self._fit_independent_columns(model, data)
         self._note_convergence(model)
         return self
 
     def _fit_independent_columns(
-        self, model: _WarpedLinearRegressionModel, rows: FloatArray, target: FloatArray
+        self, model: _WarpedLinearRegressionModel, data: RegressionData
     ) -> None:
         """Fits; where it fails for dependent columns, once more without them.
 
         They add nothing to what the others express. Their coefficients are 0.
         """
+        rows, target, _ = data
         kept = np.full(rows.shape[1], True)
         try:
             self._run_fit(model, rows, target)
@@ -170,41 +170,34 @@ class WarpedLinearRegression(RegressorMixin, SelfTunedModel):
             kept[find_dependent_columns(rows, bool(self.fit_intercept))] = False
             if kept.all() or not kept.any():
                 raise
-            rows = rows[:, kept]
-            self._run_fit(model, rows, target)
-        with one_blas_thread():
-            self._take_over(model, rows, target, kept)
+            data = RegressionData(rows[:, kept], target)
+            self._run_fit(model, *data[:2])
+        self._take_over(model, data, kept)
 
     def _take_over(
         self,
         model: _WarpedLinearRegressionModel,
-        rows: FloatArray,
-        target: FloatArray,
+        data: RegressionData,
         kept: npt.NDArray[np.bool_],
     ) -> None:
         """Copies what the extension module found, in the units of the columns.
 
-        `rows` has the columns that are `kept`; the others get zeros.
+        The data have the columns that are `kept`; the others get zeros.
         """
-        means, scales = column_moments(rows, bool(self.fit_intercept), bool(self.normalize))
-        normal = center_columns(
-            target[:, np.newaxis], bool(self.fit_intercept), bool(self.normalize)
-        )
+        options = bool(self.fit_intercept), bool(self.normalize)
+        linear = find_latent_model(model, data, *options)
+        center, spread = column_moments(data.target[:, np.newaxis], *options)
         self.warper_ = TargetWarper.from_training(
-            model.warper.parameters, target, float(normal.means[0]), float(normal.scales[0])
+            model.warper.parameters, data.target, float(center[0]), float(spread[0])
         )
         self.noise_variance_ = model.noise_variance
         self.coef_ = np.zeros(len(kept))
-        self.coef_[kept] = model.regressors / scales
+        self.coef_[kept] = linear.coef
         self._feature_means = np.zeros(len(kept))
-        self._feature_means[kept] = means
+        self._feature_means[kept] = linear.means
         self.intercept_ = float(-self.coef_ @ self._feature_means)
-        root = _variance_root_of(model, len(rows), len(scales))
-        if root is None:
-            triangle = np.linalg.qr((rows - means) / scales, mode="r")
-            root = solve_triangular(triangle, np.eye(len(scales))) / scales[:, np.newaxis]
-        self._variance_root = np.zeros((len(kept), len(scales)))
-        self._variance_root[kept] = root
+        self._variance_root = np.zeros((len(kept), len(linear.coef)))
+        self._variance_root[kept] = linear.variance_root
 
     def _latent(self, X: MatrixLike) -> tuple[FloatArray, FloatArray]:
         """Mean and standard deviation of the latent value of each row.
@@ -351,47 +344,3 @@ def _as_probabilities(name: str, value: VectorLike) -> FloatArray:
     if not ((probabilities > 0.0) & (probabilities < 1.0)).all():
         raise ValueError(f"{name} must be above 0 and below 1. Got {value!r}.")
     return probabilities
-
-
-# So far from the training rows that their means and the noise are lost in rounding, and
-# not so far that a square overflows.
-_FAR = 2.0**300
-# What is left of a column after the others is known to eps / pivot^2.
-_SMALLEST_PIVOT = 1e-4
-
-
-def _variance_root_of(
-    model: _WarpedLinearRegressionModel, rows: int, columns: int
-) -> FloatArray | None:
-    """V with V V' = inverse(Z'Z), Z the centered rows, from the model's own predictions.
-
-    The variance of the latent mean, v z' inverse(Z'Z) z, is a quadratic form. Far along
-    axis j it gives the width h_j = 1 / sqrt(inverse(Z'Z)_jj), and far along h_j e_j +
-    h_k e_k the correlations of inverse(Z'Z). That takes no pass over the training rows,
-    and loses no digits to a product of them.
-
-    None where it would take longer than a factorization, or the columns are too close to
-    dependent.
-    """
-    first, second = np.tril_indices(columns, -1)
-    if len(first) > rows:
-        return None
-    noise = np.sqrt(model.noise_variance)
-    widths = _FAR * noise / model.predict_latent_with_stddev(_FAR * np.eye(columns))[1]
-    pairs = np.zeros((len(first), columns))
-    number = np.arange(len(first))
-    pairs[number, first], pairs[number, second] = (
-        _FAR * widths[first],
-        _FAR * widths[second],
-    )
-    lengths = model.predict_latent_with_stddev(pairs)[1] / (_FAR * noise)
-    correlations = np.eye(columns)
-    correlations[first, second] = 0.5 * np.square(lengths) - 1.0
-    try:
-        root = np.linalg.cholesky(correlations)
-    except np.linalg.LinAlgError:
-        return None
-    # Comparisons with NaN are false.
-    if not np.diag(root).min() > _SMALLEST_PIVOT:
-        return None
-    return np.asarray(root / widths[:, np.newaxis])

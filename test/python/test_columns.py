@@ -4,10 +4,10 @@
 import math
 
 import numpy as np
-from hypothesis import given
+from hypothesis import given, settings
 from hypothesis import strategies as st
 
-from trevalon._columns import center_columns, column_moments
+from trevalon._columns import center_columns, column_moments, column_sums
 
 
 @given(
@@ -52,3 +52,15 @@ def test_moments_are_those_of_the_centered_columns(offset, n, center, rescale):
     columns = center_columns(X, center, rescale)
     np.testing.assert_allclose(means, columns.means, rtol=1e-14, atol=1e-15)
     np.testing.assert_allclose(scales, columns.scales, rtol=1e-13)
+
+
+@given(st.integers(1, 700), st.integers(1, 140), st.sampled_from(["C", "F", "strided"]))
+@settings(deadline=None, max_examples=60)
+def test_sums_are_those_of_the_columns_in_every_layout(n, p, layout):
+    """Several short rows are summed as a long one."""
+    X = np.random.default_rng(n).normal(size=(n, p))
+    if layout == "strided":
+        X = np.repeat(X, 2, axis=1)[:, ::2]
+    X = np.asarray(X, order="F" if layout == "F" else "K")
+    expected = [math.fsum(column) for column in X.T.tolist()]
+    np.testing.assert_allclose(column_sums(X), expected, rtol=0.0, atol=1e-15 * n * 5)
