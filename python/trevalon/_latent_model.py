@@ -8,6 +8,7 @@ a pass over many rows takes longer.
 
 from __future__ import annotations
 
+import functools
 from dataclasses import dataclass
 
 import numpy as np
@@ -17,7 +18,7 @@ from trevalon_impl import _WarpedLinearRegressionModel
 from trevalon._blas_threads import one_blas_thread
 from trevalon._columns import column_moments, column_sums
 from trevalon._training import RegressionData
-from trevalon._types import FloatArray
+from trevalon._types import FloatArray, IntArray
 
 # So far from the training rows that their means and the noise are lost in rounding, and
 # not so far that a square overflows.
@@ -69,16 +70,14 @@ def _from_predictions(
     dependent, or where means are too far from zero.
     """
     columns = len(means)
-    first, second = np.tril_indices(columns, -1)
+    first, second = _pairs_below(columns)
     if len(first) > rows:
         return None
     far = _FAR * np.sqrt(model.noise_variance)
     latent, deviation = model.predict_latent_with_stddev(_FAR * np.eye(columns))
     widths = far / deviation
-    pairs = np.zeros((len(first), columns))
-    number = np.arange(len(first))
-    far_along = _FAR * widths
-    pairs[number, first], pairs[number, second] = far_along[first], far_along[second]
+    axes = np.diag(_FAR * widths)
+    pairs = axes[first] + axes[second]
     lengths = model.predict_latent_with_stddev(pairs)[1] / far
     correlations = np.eye(columns)
     correlations[first, second] = 0.5 * np.square(lengths) - 1.0
@@ -94,6 +93,13 @@ def _from_predictions(
     ):
         return None
     return LatentModel(means, latent / _FAR, root / widths[:, np.newaxis])
+
+
+@functools.lru_cache(maxsize=1)
+def _pairs_below(columns: int) -> tuple[IntArray, IntArray]:
+    """The indices below the diagonal."""
+    first, second = np.tril_indices(columns, -1)
+    return first, second
 
 
 def _from_rows(

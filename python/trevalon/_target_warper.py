@@ -51,13 +51,18 @@ class TargetWarper:
     ) -> TargetWarper:
         """Builds the map from (alpha, beta, gamma) per step: a = alpha^2, b = beta^2."""
         alpha, beta, gamma = np.reshape(parameters, (-1, 3)).T
-        standardized = (target - shift) / scale
-        steps = np.tanh(np.square(beta) * (standardized[:, None] + gamma))
+        standardized = target - shift
+        standardized /= scale
         return cls(
             heights=np.square(alpha),
             steepnesses=np.square(beta),
             positions=gamma.copy(),
-            step_means=steps.mean(axis=0),
+            step_means=np.array(
+                [
+                    _mean_of_step(standardized, b, c)
+                    for b, c in zip(np.square(beta), gamma, strict=True)
+                ]
+            ),
             shift=shift,
             scale=scale,
             target_range=(float(target.min()), float(target.max())),
@@ -128,3 +133,11 @@ class TargetWarper:
             active, u, previous = active[keep], following[keep], size[keep]
             lower, upper = lower[keep], upper[keep]
         return roots
+
+
+def _mean_of_step(standardized: FloatArray, steepness: float, position: float) -> float:
+    """In one array: a new one for each operation takes as long as the operation."""
+    step = standardized + position
+    step *= steepness
+    np.tanh(step, out=step)
+    return float(step.mean())

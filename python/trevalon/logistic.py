@@ -15,7 +15,6 @@ from sklearn.utils.validation import check_is_fitted, validate_data
 from trevalon_impl import LogisticRegressionModel, _LogisticRegressionModel
 
 from trevalon._base import SelfTunedModel, as_grouper, predict_linear
-from trevalon._blas_threads import one_blas_thread
 from trevalon._columns import column_moments
 from trevalon._groups import UNPENALIZED, resolve_groups
 from trevalon._parameters import check_choice
@@ -205,10 +204,7 @@ class LogisticRegression(ClassifierMixin, SelfTunedModel):
 
     def _take_over(self, model: _LogisticRegressionModel, rows: FloatArray) -> None:
         """Copies what the extension module found, in the units of the data."""
-        with one_blas_thread():
-            means, scales = column_moments(
-                rows, bool(self.fit_intercept), bool(self.normalize)
-            )
+        means, scales = column_moments(rows, bool(self.fit_intercept), bool(self.normalize))
         weights, width = model.weights, rows.shape[1]
         # The last weight is the log odds at the columns' means.
         at_means = weights[width] if self.fit_intercept else 0.0
@@ -225,7 +221,7 @@ class LogisticRegression(ClassifierMixin, SelfTunedModel):
         """
         per_group = squares.reshape(-1, len(self.group_labels_))
         # Codes -1 read the last column, which stands for no penalty.
-        padded = np.pad(per_group, ((0, 0), (0, 1)))
+        padded = np.column_stack([per_group, np.zeros(len(per_group))])
         first, last = padded[0, self.groups_], padded[-1, self.groups_]
         if self.penalty in ("l2", "elasticnet"):
             self.l2_strength_ = first * np.square(scales)
@@ -308,6 +304,25 @@ class LogisticRegression(ClassifierMixin, SelfTunedModel):
 
 def _two_classes(y: npt.NDArray[Any]) -> tuple[npt.NDArray[Any], npt.NDArray[np.intp]]:
     """The labels in ascending order, and each row's place among them."""
+    return _two_whole_numbers(y) or _two_labels(y)
+
+
+def _two_whole_numbers(
+    y: npt.NDArray[Any],
+) -> tuple[npt.NDArray[Any], npt.NDArray[np.intp]] | None:
+    """Without a sort; None where y holds anything else."""
+    if y.dtype.kind not in "biuf":
+        return None
+    classes = np.array([y.min(), y.max()])
+    if classes[0] == classes[1] or np.any(classes != np.trunc(classes)):
+        return None
+    upper = y == classes[1]
+    if not np.all(upper | (y == classes[0])):
+        return None
+    return classes, upper.astype(np.intp)
+
+
+def _two_labels(y: npt.NDArray[Any]) -> tuple[npt.NDArray[Any], npt.NDArray[np.intp]]:
     kind = type_of_target(y, input_name="y", raise_unknown=True)
     if kind != "binary":
         check_classification_targets(y)

@@ -90,7 +90,9 @@ def test_no_pair_of_strengths_on_a_grid_has_a_lower_score_on_the_breast_cancer_d
     found = refit(model, X, y, "elasticnet").score()
     scores = Scores(X, y, "elasticnet")
     lowest = min(
-        scores.along([[ridge, lasso] for lasso in [*np.geomspace(0.4, 0.02, 40), 0.0]]).min()
+        scores.along(
+            [[ridge, lasso] for lasso in [*np.geomspace(0.4, 0.02, 40), 0.0]]
+        ).min()
         for ridge in [0.0, *np.geomspace(0.001, 0.3, 20)]
     )
     assert lowest > found * (1.0 - ALLOWED)
