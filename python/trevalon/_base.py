@@ -7,9 +7,10 @@ it and lets it go, so that what is fitted can be pickled and predicts from numpy
 
 from __future__ import annotations
 
+import functools
 import warnings
 from collections.abc import Callable
-from typing import Any, Protocol
+from typing import Any, Protocol, TypeVar, cast
 
 import numpy as np
 from sklearn.base import BaseEstimator
@@ -28,6 +29,25 @@ class FittableModel(Protocol):
     def within_tolerance(self) -> bool: ...
 
     def fit(self, X: FloatArray, y: FloatArray) -> None: ...
+
+
+_Fit = TypeVar("_Fit", bound=Callable[..., Any])
+
+
+def all_or_nothing(fit: _Fit) -> _Fit:
+    """A `fit` that leaves the estimator as it was when it raises."""
+
+    @functools.wraps(fit)
+    def guarded(self: Any, *args: Any, **kwargs: Any) -> Any:
+        before = dict(self.__dict__)
+        try:
+            return fit(self, *args, **kwargs)
+        except BaseException:
+            self.__dict__.clear()
+            self.__dict__.update(before)
+            raise
+
+    return cast(_Fit, guarded)
 
 
 class SelfTunedModel(BaseEstimator):
@@ -75,7 +95,8 @@ class SelfTunedModel(BaseEstimator):
                 f"{type(self).__name__} stopped before its tolerance was met. "
                 f"{self._advice()}",
                 ConvergenceWarning,
-                stacklevel=3,
+                # Past `fit` and its guard.
+                stacklevel=4,
             )
 
     def _advice(self) -> str:

@@ -8,7 +8,6 @@ a pass over many rows takes longer.
 
 from __future__ import annotations
 
-import functools
 from dataclasses import dataclass
 
 import numpy as np
@@ -18,14 +17,14 @@ from trevalon_impl import _WarpedLinearRegressionModel
 from trevalon._blas_threads import one_blas_thread
 from trevalon._columns import column_moments, column_sums
 from trevalon._training import RegressionData
-from trevalon._types import FloatArray, IntArray
+from trevalon._types import FloatArray
 
 # So far from the training rows that their means and the noise are lost in rounding, and
 # not so far that a square overflows.
 _FAR = 2.0**300
 # What is left of a column after the others is known to eps / pivot^2.
 _SMALLEST_PIVOT = 1e-4
-# Means from a plain sum have this many spreads at most, to be right to 1e-11 of one.
+# Means of so many spreads are right to some 1e-11 of one when they come from a plain sum.
 _LARGEST_MEAN = 1e3
 
 
@@ -53,7 +52,9 @@ def find_latent_model(
         means = sums / len(rows)
     else:
         means = np.zeros(rows.shape[1])
-    found = _from_predictions(model, means, len(rows))
+    # What is not finite is left to the rows.
+    with np.errstate(all="ignore"):
+        found = _from_predictions(model, means, len(rows))
     return found or _from_rows(model, rows, center, rescale)
 
 
@@ -70,9 +71,9 @@ def _from_predictions(
     dependent, or where means are too far from zero.
     """
     columns = len(means)
-    first, second = _pairs_below(columns)
-    if len(first) > rows:
+    if columns * (columns - 1) // 2 > rows:
         return None
+    first, second = np.tril_indices(columns, -1)
     far = _FAR * np.sqrt(model.noise_variance)
     latent, deviation = model.predict_latent_with_stddev(_FAR * np.eye(columns))
     widths = far / deviation
@@ -93,13 +94,6 @@ def _from_predictions(
     ):
         return None
     return LatentModel(means, latent / _FAR, root / widths[:, np.newaxis])
-
-
-@functools.lru_cache(maxsize=1)
-def _pairs_below(columns: int) -> tuple[IntArray, IntArray]:
-    """The indices below the diagonal."""
-    first, second = np.tril_indices(columns, -1)
-    return first, second
 
 
 def _from_rows(

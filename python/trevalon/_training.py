@@ -14,12 +14,15 @@ from trevalon._types import FloatArray, MatrixLike, VectorLike
 if TYPE_CHECKING:
     from trevalon._base import SelfTunedModel
 
+# A ridge fit of so many numbers in so few columns takes little more than a look at them.
+_MANY, _FEW_COLUMNS = 100_000, 64
 # Rows that tell whether an array was overwritten since the fit.
 _WITNESSES = 16
 
 
 class RegressionData(NamedTuple):
-    """rows : (n, p). target : (n,). sums : those of the columns, where they are known."""
+    """What goes into a fit. rows : (n, p). target : (n,). sums : those of the columns,
+    where they are known."""
 
     rows: FloatArray
     target: FloatArray
@@ -47,7 +50,7 @@ def take_regression(
     """
     if not (_is_plain(X, 2) and _is_plain(y, 1) and len(X) == np.size(y) >= 2):
         return validate_regression(estimator, X, y)
-    is_trusted = trust_narrow and X.size >= 100_000 and X.shape[1] < 64
+    is_trusted = trust_narrow and X.size >= _MANY and X.shape[1] < _FEW_COLUMNS
     sums = None if is_trusted else _finite_sums(X, y)
     if X.shape[1] < 1 or (sums is None and not is_trusted):
         return validate_regression(estimator, X, y)
@@ -75,7 +78,8 @@ def _is_plain(array: Any, dimensions: int) -> bool:
 
 
 class TrainingData:
-    """Rows and targets of a fit, by reference: a copy could take longer than the fit."""
+    """What an estimator keeps of a fit: rows and targets by reference, as a copy could take
+    longer than the fit, and what tells whether they were overwritten."""
 
     def __init__(self, rows: FloatArray, target: FloatArray, fit_intercept: bool) -> None:
         self.rows = rows

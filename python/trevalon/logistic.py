@@ -14,7 +14,7 @@ from sklearn.utils.multiclass import check_classification_targets, type_of_targe
 from sklearn.utils.validation import check_is_fitted, validate_data
 from trevalon_impl import LogisticRegressionModel, _LogisticRegressionModel
 
-from trevalon._base import SelfTunedModel, as_grouper, predict_linear
+from trevalon._base import SelfTunedModel, all_or_nothing, as_grouper, predict_linear
 from trevalon._columns import column_moments
 from trevalon._groups import UNPENALIZED, resolve_groups
 from trevalon._parameters import check_choice
@@ -165,6 +165,7 @@ class LogisticRegression(ClassifierMixin, SelfTunedModel):
         tags.classifier_tags.multi_class = False
         return tags
 
+    @all_or_nothing
     def fit(self, X: MatrixLike, y: VectorLike) -> Self:
         """Find strengths and coefficients.
 
@@ -310,12 +311,17 @@ def _two_classes(y: npt.NDArray[Any]) -> tuple[npt.NDArray[Any], npt.NDArray[np.
 def _two_whole_numbers(
     y: npt.NDArray[Any],
 ) -> tuple[npt.NDArray[Any], npt.NDArray[np.intp]] | None:
-    """Without a sort; None where y holds anything else."""
+    """Without a sort; None where y holds anything else, or numbers so large that all of
+    them are whole."""
     if y.dtype.kind not in "biuf":
         return None
     classes = np.array([y.min(), y.max()])
-    if classes[0] == classes[1] or np.any(classes != np.trunc(classes)):
+    if classes[0] == classes[1]:
         return None
+    if y.dtype.kind == "f":
+        is_whole = (classes == np.trunc(classes)) & (np.abs(classes) < 2.0**53)
+        if not is_whole.all():
+            return None
     upper = y == classes[1]
     if not np.all(upper | (y == classes[0])):
         return None

@@ -14,6 +14,7 @@ from trevalon_impl import RidgeRegressionModel, _RidgeRegressionModel
 
 from trevalon._base import (
     SelfTunedModel,
+    all_or_nothing,
     as_grouper,
     find_dependent_columns,
     predict_linear,
@@ -161,6 +162,7 @@ class RidgeRegression(RegressorMixin, SelfTunedModel):
         self.init = init
         self.tol = tol
 
+    @all_or_nothing
     def fit(self, X: MatrixLike, y: VectorLike) -> Self:
         """Find strengths and coefficients.
 

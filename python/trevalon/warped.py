@@ -12,7 +12,7 @@ from sklearn.base import RegressorMixin
 from sklearn.utils.validation import check_is_fitted, validate_data
 from trevalon_impl import WarpedLinearRegressionModel, _WarpedLinearRegressionModel
 
-from trevalon._base import SelfTunedModel, find_dependent_columns
+from trevalon._base import SelfTunedModel, all_or_nothing, find_dependent_columns
 from trevalon._columns import column_moments
 from trevalon._latent_model import find_latent_model
 from trevalon._parameters import check_count
@@ -127,6 +127,7 @@ class WarpedLinearRegression(RegressorMixin, SelfTunedModel):
         self.init = init
         self.tol = tol
 
+    @all_or_nothing
     def fit(self, X: MatrixLike, y: VectorLike) -> Self:
         """Find the map and the linear model behind it.
 
@@ -171,7 +172,7 @@ class WarpedLinearRegression(RegressorMixin, SelfTunedModel):
             if kept.all() or not kept.any():
                 raise
             data = RegressionData(rows[:, kept], target)
-            self._run_fit(model, *data[:2])
+            self._run_fit(model, data.rows, data.target)
         self._take_over(model, data, kept)
 
     def _take_over(

@@ -1,13 +1,8 @@
 // SPDX-License-Identifier: BSD-3-Clause
 #include "optimization/order_invariant_run.h"
 
-#include <algorithm>
-#include <cmath>
-#include <numeric>
-#include <utility>
-
-#include "common/finite.h"
 #include "common/scoped_allocator.h"
+#include "optimization/slope_order.h"
 
 namespace corvane {
 
@@ -39,18 +34,6 @@ struct evaluation {
   vector_view gradient;
   symmetric_view hessian;
 };
-
-// The steepest one first, up or down: a variable may stand for its own negative. Slopes
-// that are not finite have no order.
-index_vector order_by_slope(const_vector_view gradient) {
-  index_vector order(gradient.size());
-  std::iota(order.begin(), order.end(), index_t{0});
-  if (all_finite(gradient))
-    std::stable_sort(order.begin(), order.end(), [=](index_t i, index_t j) {
-      return std::abs(gradient[i]) > std::abs(gradient[j]);
-    });
-  return order;
-}
 
 // The objective, its variables in the order of the run. Hands out what is known of the
 // start point when it is first asked.
@@ -157,7 +140,8 @@ trust_region_result optimize_order_invariantly(trust_region_optimizer& optimizer
   if (!objective.compute_value_gradient_hessian(x0, start.value, start.gradient,
                                                 start.hessian))
     throw optimizer_undefined_error{};
-  const index_vector order = order_by_slope(start.gradient);
+  index_vector order(n);
+  order_by_slope(start.gradient, order.data());
 
   reordered_objective reordered{objective, order, start};
   const vector_view reordered_x0 = scope.vector(n);

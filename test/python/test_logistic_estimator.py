@@ -6,6 +6,7 @@ import numpy as np
 import pytest
 import sklearn.linear_model
 from scipy.special import expit
+from sklearn.utils.multiclass import type_of_target
 
 from trevalon import LogisticRegression
 
@@ -169,3 +170,39 @@ def test_one_class_and_a_continuous_target_are_refused(classification):
         LogisticRegression().fit(X, np.ones_like(y))
     with pytest.raises(ValueError, match="Unknown label type: continuous"):
         LogisticRegression().fit(X, y + 0.5 * np.arange(len(y)))
+
+
+@pytest.mark.parametrize("large", [1e300, 2.0**60])
+def test_numbers_too_large_not_to_be_whole_are_no_labels_as_scikit_learn_has_it(large):
+    X = np.arange(6.0)[:, np.newaxis]
+    y = np.array([0.0, 1.0, 0.0, 1.0, 0.0, 1.0]) * large
+    with np.errstate(invalid="ignore"):  # a cast of scikit-learn's
+        kind = type_of_target(y)
+        if kind == "binary":
+            assert LogisticRegression().fit(X, y).classes_.tolist() == [0.0, large]
+        else:
+            with pytest.raises(ValueError, match=f"Unknown label type: {kind}"):
+                LogisticRegression().fit(X, y)
+
+
+@pytest.mark.parametrize(
+    "labels",
+    [
+        np.array([False, True]),
+        np.array([0, 255], dtype=np.uint8),
+        np.array([-3, 7], dtype=np.int32),
+        np.array([-(2**63), 2**63 - 1]),
+        np.array([2**53, 2**53 + 1]),
+        np.array([3.0, 7.0], dtype=np.float32),
+    ],
+    ids=lambda labels: str(labels.dtype),
+)
+def test_labels_of_every_kind_of_number_are_told_apart_and_given_back(labels):
+    codes = np.random.default_rng(0).integers(0, 2, size=60)
+    X = codes[:, np.newaxis] + np.random.default_rng(1).normal(size=(60, 2))
+    model = LogisticRegression().fit(X, labels[codes])
+    reference = LogisticRegression().fit(X, codes)
+    assert model.classes_.dtype == labels.dtype
+    assert model.classes_.tolist() == labels.tolist()
+    np.testing.assert_array_equal(model.coef_, reference.coef_)
+    np.testing.assert_array_equal(model.predict(X), labels[reference.predict(X)])

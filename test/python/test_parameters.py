@@ -2,6 +2,7 @@
 """Parameters that are refused, starting points, and the warning of a fit cut short."""
 
 import numpy as np
+import pandas as pd
 import pytest
 from sklearn.exceptions import ConvergenceWarning, NotFittedError
 
@@ -174,13 +175,25 @@ def test_of_many_rows_too_the_sentence_is_that_of_scikit_learn(bad, columns):
     random = np.random.default_rng(0)
     X = random.normal(size=(10_000, columns))
     y = X[:, 0] + random.normal(size=10_000)
-    model = RidgeRegression().fit(X, y)
-    before = model.predict(X)
-    bad_X, bad_y = X.copy(), y.copy()
-    {"X": bad_X[:, 2], "y": bad_y}[which][5] = value
+    model = RidgeRegression().fit(X[:, :-1], y)
+    before = model.predict(X[:, :-1])
+    {"X": X[:, 2], "y": y}[which][5] = value
     with pytest.raises(ValueError, match=text):
-        model.fit(bad_X, bad_y)
-    np.testing.assert_array_equal(model.predict(X), before)
+        model.fit(X, y)
+    X[5, 2] = 0.0
+    assert model.n_features_in_ == columns - 1
+    np.testing.assert_array_equal(model.predict(X[:, :-1])[:5], before[:5])
+
+
+@pytest.mark.parametrize("kind", ESTIMATORS)
+def test_a_fit_that_fails_leaves_the_estimator_as_it_was(data, kind):
+    model = fit(kind, data)
+    before = dict(vars(model))
+    wide = np.column_stack([data[0], data[0][:, 0]]) * 1e160
+    with pytest.raises(ValueError, match="overflow"):
+        model.fit(pd.DataFrame(wide).add_prefix("x"), data[1][::-1])
+    assert vars(model).keys() == before.keys()
+    assert all(vars(model)[name] is value for name, value in before.items())
 
 
 def test_rows_whose_sum_overflows_are_not_called_infinite(regression):

@@ -78,14 +78,16 @@ struct optimized {
 };
 
 // A run may end with a trial that it rejected: the theta that it returns is evaluated last.
+// Should that fail, the weights are those of the last theta accepted, which it is.
 optimized settled(aloocv_objective& objective, trust_region_result&& result) {
   double value = 0.0;
   objective.compute_value(result.x, value);
   return {std::move(result), dense_vector{objective.weights()}};
 }
 
-// To where each hyperparameter has the sign that it has in theta: squares do not tell.
-void turn_signs(const_vector_view theta, trust_region_result& result) {
+// Only squares of hyperparameters count, so that a run from a start of other signs is the
+// mirror image of the run from theta. This makes it so for a run that began elsewhere.
+void mirror_as(const_vector_view theta, trust_region_result& result) {
   const auto sign = [&](index_t a) { return std::copysign(1.0, theta[a]); };
   for (index_t j = 0; j < theta.size(); ++j) {
     result.x[j] *= sign(j);
@@ -95,7 +97,7 @@ void turn_signs(const_vector_view theta, trust_region_result& result) {
 }
 
 // To the optimum of a special case, and on from there with all hyperparameters. Where the
-// run for all of them started from, theta, has no part in it but for its signs.
+// run for all of them started from, theta, has no part in it but for the mirror.
 optimized by_way_of(const special_case& part, const_vector_view theta,
                     trust_region_optimizer& optimizer, aloocv_objective& objective) {
   dense_vector start{part.size};
@@ -106,7 +108,7 @@ optimized by_way_of(const special_case& part, const_vector_view theta,
       optimize_from(start_owner::penalty, std::move(start), optimizer, alone);
   optimized whole = settled(
       objective, optimize_order_invariantly(optimizer, objective, alone.expand(simpler.x)));
-  turn_signs(theta, whole.result);
+  mirror_as(theta, whole.result);
   return whole;
 }
 

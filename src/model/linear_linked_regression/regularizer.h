@@ -25,7 +25,7 @@ namespace corvane::model {
 struct special_case {
   index_t first;
   index_t size;
-  double start;  // the value of these that an optimization over them starts from
+  double start;  // of an optimization over these: as the simpler penalty starts by itself
 };
 
 // What a derivative operation has to say about its output.
