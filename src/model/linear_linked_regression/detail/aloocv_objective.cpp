@@ -52,6 +52,7 @@ aloocv_objective::aloocv_objective(std::shared_ptr<trust_region_optimizer> inner
 void aloocv_objective::restart() {
   evaluated_.reset();
   accepted_.reset();
+  is_at_jump_ = false;
   is_defined_ = false;
   std::fill(start_weights_.begin(), start_weights_.end(), 0.0);
   inner_objective_.start_at(start_weights_);
@@ -143,11 +144,35 @@ inner_optimum aloocv_objective::optimum() const {
 }
 
 bool aloocv_objective::compute_value(const_vector_view theta, double& value) {
+  if (is_at_jump_ && !same_point(theta, accepted_->theta)) return false;
   if (!refresh(theta)) return false;
   if (!value_) value_ = sum_loo_losses();
   if (!value_) return false;
   value = *value_;
+  is_at_jump_ = is_across_a_jump(theta, value);
   return is_finite(value);
+}
+
+// Whether the score is higher than at the accepted theta, although that is so close that
+// slope and curvature told the opposite: a weight between here and there has changed its
+// side. An optimizer would approach the jump in ever smaller steps, half of its inner
+// problems for the last millionth of the score.
+bool aloocv_objective::is_across_a_jump(const_vector_view theta, double value) const {
+  constexpr double close = 1e-4;
+  if (!accepted_ || !(value > accepted_->value)) return false;
+  double distance = 0.0;
+  double length = 0.0;
+  for (index_t a = 0; a < theta.size(); ++a) {
+    distance = std::hypot(distance, theta[a] - accepted_->theta[a]);
+    length = std::hypot(length, accepted_->theta[a]);
+  }
+  if (!(distance <= close * length)) return false;
+  const double zone = regularizer_->zone();
+  const const_vector_view weights = inner_result_.x;
+  for (index_t k = 0; k < weights.size(); ++k)
+    if ((std::abs(weights[k]) < zone) != (std::abs(accepted_->weights[k]) < zone))
+      return true;
+  return false;
 }
 
 bool aloocv_objective::compute_gradient_hessian(const_vector_view theta,
@@ -179,6 +204,7 @@ bool aloocv_objective::adjust_point(vector_view theta, double& value, vector_vie
   accepted_ =
       accepted_point{dense_vector{theta}, value, dense_vector{gradient},
                      symmetric_matrix{const_symmetric_view{hessian}}, start_weights_};
+  is_at_jump_ = false;
   return moved;
 }
 

@@ -139,6 +139,55 @@ TEST(aloocv_objective, goes_half_of_a_bad_step_back_where_it_was_along_one_stren
   EXPECT_EQ(end_of_bad_step(penalty_kind::ridge, {0.5}, {0.25}), (numbers{0.25}));
 }
 
+// A lasso, and which of its weights lie in the zone.
+struct jump_problem : outer_problem {
+  jump_problem() : outer_problem{penalty_kind::lasso} {}
+
+  // With a score that is lower than all before, so that no step goes back.
+  void accept(double theta) {
+    score -= 1e6;
+    adjusted_point(objective, {theta}, score);
+    accepted_sides = sides();
+  }
+  bool has_a_jump_before(double trial) {
+    value_at({trial});
+    return sides() != accepted_sides;
+  }
+  std::vector<bool> sides() const {
+    std::vector<bool> inside;
+    for (const double w : objective.weights())
+      inside.push_back(std::abs(w) < penalty->zone());
+    return inside;
+  }
+
+  double score = 0.0;
+  std::vector<bool> accepted_sides;
+};
+
+TEST(aloocv_objective, solves_no_inner_problem_closer_to_a_jump_that_is_next_to_it) {
+  jump_problem problem;
+  double above = 2.0;
+  double below = 0.25;
+  problem.accept(above);
+  ASSERT_TRUE(problem.has_a_jump_before(below));
+  EXPECT_TRUE(problem.is_defined_at({1.0}));  // not next to it
+  while (above - below > 1e-4 * above) {
+    const double middle = 0.5 * (above + below);
+    const bool has_jump = problem.has_a_jump_before(middle);
+    (has_jump ? below : above) = middle;
+    if (!has_jump) problem.accept(above);
+  }
+  problem.accept(above);
+  ASSERT_TRUE(problem.has_a_jump_before(below));
+  const std::size_t num_runs = problem.optimizer->start_points.size();
+  EXPECT_FALSE(problem.is_defined_at({0.5 * (above + below)}));
+  EXPECT_FALSE(problem.is_defined_at({2.0 * above}));
+  EXPECT_EQ(problem.optimizer->start_points.size(), num_runs);
+  // The accepted theta has its value still, and other trials have theirs after it.
+  EXPECT_TRUE(problem.is_defined_at({above}));
+  EXPECT_TRUE(problem.is_defined_at({2.0 * above}));
+}
+
 TEST(aloocv_objective, calls_nothing_when_a_theta_is_repeated) {
   outer_problem problem;
   const double value = problem.value_at({0.8});

@@ -67,6 +67,11 @@ class logging_regularizer final : public regularizer {
   std::string failing;
 
   index_t num_hyperparameters() const override { return inner_->num_hyperparameters(); }
+  double zone() const override { return inner_->zone(); }
+  std::unique_ptr<const weight_penalty> at_hyperparameters(
+      const_vector_view theta) const override {
+    return inner_->at_hyperparameters(theta);
+  }
   void initialize_hyperparameters(vector_view theta) const override {
     inner_->initialize_hyperparameters(theta);
   }
