@@ -64,7 +64,8 @@ def test_the_order_of_the_columns_and_their_groups_does_not_matter(penalty, seed
 @pytest.mark.parametrize("penalty", ["l2", "l1", "elasticnet"])
 def test_of_several_minima_the_one_found_does_not_hang_on_the_order_of_columns(penalty, p):
     """With strengths of their own: a run that took the columns as they come, over strengths
-    or over weights, ended at another minimum for up to one data set in ten."""
+    or over weights, ended at another minimum for up to one data set in ten, 0.1 to 0.5
+    apart. Runs to the same one may end some 1e-5 apart where one is stuck before it."""
     for seed in range(60):
         X, y = classification(n=60, p=p, seed=seed)
         order = np.random.default_rng(seed).permutation(p)
@@ -73,8 +74,8 @@ def test_of_several_minima_the_one_found_does_not_hang_on_the_order_of_columns(p
                    grouper=lambda X, y: np.arange(p))
             for o in (np.arange(p), order)
         )  # fmt: skip
-        assert_same_probabilities(
-            permuted.predict_proba(X[:, order]), plain.predict_proba(X)
+        np.testing.assert_allclose(
+            permuted.predict_proba(X[:, order]), plain.predict_proba(X), rtol=0.0, atol=1e-4
         )
 
 

@@ -73,12 +73,12 @@ def test_without_an_intercept_the_means_are_zero():
     np.testing.assert_allclose(X @ found.coef, latent, rtol=1e-13)
 
 
-def test_a_model_without_noise_is_left_to_the_rows_without_a_warning():
+def test_a_model_without_noise_is_found_without_a_warning():
     X, y = np.array([[0.0], [1.0]]), np.array([1.0, 2.0])
     model = WarpedLinearRegressionModel()
     model.fit(X, y)
-    assert model.noise_variance == 0.0
+    assert model.noise_variance < 1e-30  # 0, or what rounding makes of it
     found = find_latent_model(model, RegressionData(X, y), True, True)
     assert found.means.tolist() == [0.5]
     latent, _ = model.predict_latent_with_stddev(X)
-    np.testing.assert_allclose((X - found.means) @ found.coef, latent, atol=1e-15)
+    np.testing.assert_allclose((X - found.means) @ found.coef, latent, rtol=1e-14)
