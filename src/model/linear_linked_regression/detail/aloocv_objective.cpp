@@ -52,7 +52,8 @@ aloocv_objective::aloocv_objective(std::shared_ptr<trust_region_optimizer> inner
 void aloocv_objective::restart() {
   evaluated_.reset();
   accepted_.reset();
-  is_at_jump_ = false;
+  is_at_end_ = false;
+  recent_steps_ = {};
   is_defined_ = false;
   std::fill(start_weights_.begin(), start_weights_.end(), 0.0);
   inner_objective_.start_at(start_weights_);
@@ -144,12 +145,12 @@ inner_optimum aloocv_objective::optimum() const {
 }
 
 bool aloocv_objective::compute_value(const_vector_view theta, double& value) {
-  if (is_at_jump_ && !same_point(theta, accepted_->theta)) return false;
+  if (is_at_end_ && !same_point(theta, accepted_->theta)) return false;
   if (!refresh(theta)) return false;
   if (!value_) value_ = sum_loo_losses();
   if (!value_) return false;
   value = *value_;
-  is_at_jump_ = is_across_a_jump(theta, value);
+  is_at_end_ = is_across_a_jump(theta, value);
   return is_finite(value);
 }
 
@@ -173,6 +174,17 @@ bool aloocv_objective::is_across_a_jump(const_vector_view theta, double value) c
     if ((std::abs(weights[k]) < zone) != (std::abs(accepted_->weights[k]) < zone))
       return true;
   return false;
+}
+
+// Whether a hundred accepted steps and more have brought next to nothing, as where an
+// exponent of a bridge grows without end: a run may go on like that for 10^5 steps.
+bool aloocv_objective::is_creeping(double value) {
+  constexpr int many = 100;
+  constexpr double least_gain = 1e-4;
+  if (++recent_steps_.count < many) return false;
+  const double gain = recent_steps_.first_value - value;
+  recent_steps_ = {.count = 0, .first_value = value};
+  return gain < least_gain * std::abs(value);
 }
 
 bool aloocv_objective::compute_gradient_hessian(const_vector_view theta,
@@ -204,7 +216,7 @@ bool aloocv_objective::adjust_point(vector_view theta, double& value, vector_vie
   accepted_ =
       accepted_point{dense_vector{theta}, value, dense_vector{gradient},
                      symmetric_matrix{const_symmetric_view{hessian}}, start_weights_};
-  is_at_jump_ = false;
+  is_at_end_ = is_creeping(value);
   return moved;
 }
 

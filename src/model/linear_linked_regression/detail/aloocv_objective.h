@@ -8,6 +8,7 @@
 // the inner Hessian. Gradient and Hessian in theta are exact.
 #pragma once
 
+#include <limits>
 #include <memory>
 #include <optional>
 
@@ -36,8 +37,8 @@ class aloocv_objective final : public optimization_objective_helper {
   // undefined, at the last theta accepted.
   const_vector_view weights() const;
 
-  // False too where a trial just before lay across a jump and as close by: what a closer
-  // one could gain is not worth its inner problem.
+  // False too where a trial just before lay across a jump and as close by, or where many
+  // steps have brought next to nothing: what is left to gain is not worth inner problems.
   bool compute_value(const_vector_view theta, double& value) override;
   bool compute_gradient_hessian(const_vector_view theta, vector_view gradient,
                                 symmetric_view hessian) override;
@@ -63,6 +64,7 @@ class aloocv_objective final : public optimization_objective_helper {
 
   bool refresh(const_vector_view theta);
   bool is_across_a_jump(const_vector_view theta, double value) const;
+  bool is_creeping(double value);
   bool is_disappointing(const_vector_view theta, double value) const;
   bool step_back(vector_view theta, double& value, vector_view gradient,
                  symmetric_view hessian);
@@ -83,7 +85,11 @@ class aloocv_objective final : public optimization_objective_helper {
   dense_vector start_weights_;      // where the next inner problem starts
 
   std::optional<accepted_point> accepted_;
-  bool is_at_jump_ = false;  // the last trial lay across it, next to the accepted theta
+  bool is_at_end_ = false;  // of what can be gained: no theta but the accepted one is tried
+  struct {
+    int count = 0;
+    double first_value = std::numeric_limits<double>::infinity();
+  } recent_steps_;
 
   // What belongs to `evaluated_`.
   std::optional<dense_vector> evaluated_;  // theta

@@ -105,6 +105,35 @@ TEST(aloocv_jumps, solves_no_inner_problem_closer_to_a_jump_that_is_next_to_it) 
   EXPECT_TRUE(problem.is_defined_at({2.0 * above}));
 }
 
+// How many steps of the given gain each, in parts of the score, a run makes before it
+// tries no more, up to 1000.
+int steps_before_the_end(double gain) {
+  jump_problem problem;
+  double score = 1.0;
+  int steps = 0;
+  for (double theta = 1.0; steps < 1000; ++steps, theta *= 0.9999, score *= 1.0 - gain) {
+    adjusted_point(problem.objective, {theta}, score);
+    if (!problem.is_defined_at({0.9999 * theta})) break;
+  }
+  return steps;
+}
+
+TEST(aloocv_jumps, a_run_of_hundreds_of_steps_that_bring_next_to_nothing_ends) {
+  EXPECT_LT(steps_before_the_end(1e-9), 300);
+  EXPECT_EQ(steps_before_the_end(1e-4), 1000);
+}
+
+TEST(aloocv_jumps, another_run_may_begin_where_one_ended_that_had_brought_nothing) {
+  jump_problem problem;
+  int steps = 0;
+  do adjusted_point(problem.objective, {1.0}, -1.0);
+  while (problem.is_defined_at({1.5}) && ++steps < 1000);
+  ASSERT_LT(steps, 1000);
+  EXPECT_FALSE(problem.is_defined_at({1.5}));
+  EXPECT_TRUE(problem.is_defined_at({1.0}));
+  EXPECT_TRUE(problem.is_defined_at({1.5}));
+}
+
 }  // namespace
 
 }  // namespace corvane::model
