@@ -6,6 +6,7 @@
 #include <stdexcept>
 #include <utility>
 
+#include "common/cut_digits.h"
 #include "common/linear_algebra.h"
 #include "common/scoped_allocator.h"
 #include "model/warped_linear_regression/random_draws.h"
@@ -35,15 +36,11 @@ void reject_constant(const_vector_view y) {
     throw std::invalid_argument("target_vector is constant");
 }
 
-// Rounds normalized targets, of length 1, to 32 binary digits behind the point. Targets in
-// other units have other last digits, by rounding, and the hundreds of steps to an optimum
-// make a difference 10^10 times larger or more: up to another optimum. No map can tell
-// apart what is cut off: its steepest step is 10^-6 wide.
-void cut_last_digits(vector_view target) {
-  constexpr double shifter =
-      1572864.0;  // 1.5 * 2^20: the doubles next to it are 2^-32 apart
-  for (double& entry : target) entry = (entry + shifter) - shifter;
-}
+// Binary digits behind the point that are left of the normalized targets, of length 1.
+// Targets in other units have other last digits, by rounding, and the hundreds of steps to
+// an optimum make a difference 10^10 times larger or more: up to another optimum. No map
+// can tell apart what is cut off: its steepest step is 10^-6 wide.
+constexpr int digits_of_path = 32;
 
 struct linear_model {
   dense_vector regressors;
@@ -133,7 +130,7 @@ warped_fit warped_linear_regression_model_descriptor::fit(const_vector_view y,
   reject_constant(y);
   warped_fit fitted;
   fitted.normalizer = std::move(data.normalizer);
-  if (rescale_target_) cut_last_digits(data.target);
+  if (rescale_target_) cut_digits(data.target, digits_of_path);
   const auto problem = build_objective(std::move(data), num_restarts_);
 
   dense_vector start(warper_->num_parameters());
