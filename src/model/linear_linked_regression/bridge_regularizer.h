@@ -22,6 +22,9 @@ class bridge_regularizer final : public regularizer {
  public:
   bridge_regularizer(variable_mapping&& mapping, double smoothing_threshold);
 
+  const variable_mapping& mapping() const override { return mapping_; }
+  std::shared_ptr<const regularizer> reordered(const_index_view weights,
+                                               const_index_view groups) const override;
   index_t num_hyperparameters() const override { return 2 * num_groups(); }
   // 0.5 for every lambda and every alpha
   void initialize_hyperparameters(vector_view theta) const override;

@@ -13,6 +13,12 @@ elastic_regularizer::elastic_regularizer(variable_mapping&& mapping,
     : squared_strength_regularizer{std::move(mapping), quadratic_term{},
                                    smoothed_absolute_value{smoothing_threshold}} {}
 
+std::shared_ptr<const regularizer> elastic_regularizer::reordered(
+    const_index_view weights, const_index_view groups) const {
+  return std::make_shared<elastic_regularizer>(mapping().reordered(weights, groups),
+                                               term<smoothed_absolute_value>().threshold());
+}
+
 void elastic_regularizer::initialize_hyperparameters(vector_view theta) const {
   std::fill(theta.begin(), theta.end(), 0.5);
 }

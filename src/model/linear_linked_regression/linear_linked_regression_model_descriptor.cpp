@@ -9,18 +9,21 @@
 
 #include "common/blas_threads.h"
 #include "model/linear_linked_regression/detail/aloocv_objective.h"
+#include "model/linear_linked_regression/detail/canonical_problem.h"
 #include "model/linear_linked_regression/detail/special_case_objective.h"
 #include "model/linear_linked_regression/logistic_log_likelihood_loss_link.h"
 #include "model/linear_linked_regression/ridge_regularizer.h"
 #include "optimization/optimizer_error.h"
-#include "optimization/order_invariant_run.h"
 #include "optimization/variable_mapping.h"
+#include "optimization/variable_order.h"
 
 namespace corvane::model {
 
 namespace {
 
 using linear_linked_regression_detail::aloocv_objective;
+using linear_linked_regression_detail::canonical_problem;
+using linear_linked_regression_detail::make_canonical;
 using linear_linked_regression_detail::special_case_objective;
 
 constexpr index_t few_features = 256;
@@ -63,7 +66,7 @@ trust_region_result optimize_from(start_owner owner, dense_vector theta,
       24;  // a strength, theta^2, up to 3e14 times that of the start
   for (int k = owner == start_owner::caller ? num_doublings : 0;; ++k) {
     try {
-      return optimize_order_invariantly(optimizer, objective, theta);
+      return optimize(optimizer, objective, theta);
     } catch (const optimizer_undefined_error&) {
       if (k == num_doublings) throw;
     }
@@ -106,8 +109,8 @@ optimized by_way_of(const special_case& part, const_vector_view theta,
   special_case_objective alone{objective, theta.size(), part};
   const trust_region_result simpler =
       optimize_from(start_owner::penalty, std::move(start), optimizer, alone);
-  optimized whole = settled(
-      objective, optimize_order_invariantly(optimizer, objective, alone.expand(simpler.x)));
+  optimized whole =
+      settled(objective, optimize(optimizer, objective, alone.expand(simpler.x)));
   mirror_as(theta, whole.result);
   return whole;
 }
@@ -123,13 +126,13 @@ bool is_lower(double value, double other) {
 // So one more run goes by way of each special case, and the lowest end counts: an elastic
 // net scores no worse than the ridge and the lasso within it.
 optimized optimize_hyperparameters(const linear_linked_regression_model_options& options,
-                                   aloocv_objective& objective,
-                                   const regularizer& penalty) {
+                                   aloocv_objective& objective, const regularizer& penalty,
+                                   const_vector_view start) {
   trust_region_optimizer& optimizer = *options.outer_optimizer;
   const start_owner owner =
       options.initializer ? start_owner::caller : start_owner::penalty;
-  const dense_vector start = start_hyperparameters(options, penalty);
-  optimized lowest = settled(objective, optimize_from(owner, start, optimizer, objective));
+  optimized lowest =
+      settled(objective, optimize_from(owner, dense_vector{start}, optimizer, objective));
   for (const special_case& part : penalty.special_cases()) {
     try {
       optimized other = by_way_of(part, start, optimizer, objective);
@@ -140,6 +143,19 @@ optimized optimize_hyperparameters(const linear_linked_regression_model_options&
     }
   }
   return lowest;
+}
+
+// A run's end with hyperparameters and weights in the caller's order.
+optimized in_order_of_caller(const canonical_problem& problem, optimized&& run) {
+  const trust_region_result there = run.result;
+  const variable_order order = problem.hyperparameters.view();
+  to_caller(order, there.x, run.result.x);
+  to_caller(order, there.gradient, run.result.gradient);
+  to_caller(order, there.hessian, run.result.hessian);
+  const dense_vector weights = run.weights;
+  to_caller(problem.columns.view(), weights, run.weights);
+  for (index_t j = 0; j < weights.size(); ++j) run.weights[j] *= problem.signs[j];
+  return std::move(run);
 }
 
 // w_j / scale_j: the weights of the raw features.
@@ -188,11 +204,17 @@ linear_linked_regression_model linear_linked_regression_model_descriptor::fit(
   // What is as long as the observations runs in loops of our own, unless there are so many
   // features that a second thread has work worth handing over.
   const single_blas_thread one_thread{normalizer.num_columns <= few_features};
+  canonical_problem problem =
+      make_canonical(normalizer.normalized_features(X), normalizer.num_features(),
+                     normalizer.coded_target(y), *penalty);
+  dense_vector start{penalty->num_hyperparameters()};
+  to_run(problem.hyperparameters.view(), start_hyperparameters(options_, *penalty), start);
   // The objective owns the normalized design: no other copy of it is alive.
-  aloocv_objective objective{options_.inner_optimizer, options_.loss_link, penalty,
-                             normalizer.normalized_features(X), normalizer.coded_target(y)};
+  aloocv_objective objective{options_.inner_optimizer, options_.loss_link, problem.penalty,
+                             std::move(problem.design), std::move(problem.target)};
+  optimized best = in_order_of_caller(
+      problem, optimize_hyperparameters(options_, objective, *problem.penalty, start));
   linear_linked_regression_model model;
-  optimized best = optimize_hyperparameters(options_, objective, *penalty);
   model.result = std::move(best.result);
   model.weights = raw_weights(normalizer, best.weights);
   model.bias = raw_bias(normalizer, model.weights);

@@ -46,6 +46,7 @@ class smoothed_absolute_value {
   // With s = 0.0 nothing is smoothed, and the coefficients are NaN.
   explicit smoothed_absolute_value(double s);
 
+  double threshold() const { return threshold_; }
   double zone() const { return std::abs(threshold_); }
   bool is_in_zone(double w) const { return is_in_smoothing_zone(w, threshold_); }
   const_vector_view coefficients() const {

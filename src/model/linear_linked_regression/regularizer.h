@@ -17,6 +17,7 @@
 #include "model/linear_linked_regression/sparse_matrix.h"
 #include "model/linear_linked_regression/weight_penalty.h"
 #include "n_array/n_array_view.h"
+#include "optimization/variable_mapping.h"
 
 namespace corvane::model {
 
@@ -56,6 +57,12 @@ class regularizer {
   regularizer& operator=(regularizer&&) = delete;
   virtual ~regularizer() = default;
 
+  // Which weights share hyperparameters. Theta has one of each kind for every group: all of
+  // the first kind, then all of the next.
+  virtual const variable_mapping& mapping() const = 0;
+  // The same penalty of weights and groups in another order; see variable_mapping.
+  virtual std::shared_ptr<const regularizer> reordered(const_index_view weights,
+                                                       const_index_view groups) const = 0;
   virtual index_t num_hyperparameters() const = 0;
   // The start value of an optimization over theta.
   virtual void initialize_hyperparameters(vector_view theta) const = 0;

@@ -25,6 +25,7 @@ namespace corvane::model {
 template <class... Term>
 class squared_strength_regularizer : public regularizer {
  public:
+  const variable_mapping& mapping() const override { return mapping_; }
   index_t num_hyperparameters() const override { return num_kinds * num_groups(); }
 
   bool compute_value(const_vector_view theta, const_vector_view w,
@@ -95,6 +96,11 @@ class squared_strength_regularizer : public regularizer {
  protected:
   explicit squared_strength_regularizer(variable_mapping&& mapping, Term... terms)
       : mapping_{std::move(mapping)}, terms_{std::move(terms)...} {}
+
+  template <class Kind>
+  const Kind& term() const {
+    return std::get<Kind>(terms_);
+  }
 
  private:
   static constexpr auto num_kinds = static_cast<index_t>(sizeof...(Term));

@@ -1,0 +1,201 @@
+// SPDX-License-Identifier: BSD-3-Clause
+#include "model/linear_linked_regression/detail/canonical_problem.h"
+
+#include <algorithm>
+#include <cmath>
+#include <numeric>
+#include <utility>
+#include <vector>
+
+#include "common/cut_digits.h"
+#include "common/finite.h"
+#include "common/linear_algebra.h"
+#include "common/scoped_allocator.h"
+
+namespace corvane::model::linear_linked_regression_detail {
+
+namespace {
+
+// That are left, in binary places, of what is to be equal in any order and units.
+constexpr int digits = 32;
+
+// To 32 digits behind the point in units of the deviation; of a power of two near it, that
+// is. The factor keeps columns of length 1 away from where the power changes. Where a
+// double has no more digits than these, they stay as they are.
+void round_columns(const_vector_view lengths, matrix_view design) {
+  constexpr double factor = 1.3;
+  const auto n = static_cast<double>(design.rows());
+  scoped_allocator scratch;
+  const vector_view parts = scratch.vector(design.rows());
+  std::fill(parts.begin(), parts.end(), 1.0 / n);
+  const vector_view means = scratch.vector(design.cols());
+  gemv(1.0, transposed, design, parts, 0.0, means);
+  for (index_t j = 0; j < design.cols(); ++j) {
+    const double variance = lengths[j] * lengths[j] / n - means[j] * means[j];
+    if (variance > 0.0 && is_finite(variance))
+      cut_digits(design.column(j), digits - std::ilogb(factor * std::sqrt(variance)));
+  }
+}
+
+// x_j'v / |x_j|, but for the last digits, which depend on the order of the rows.
+void project(const_vector_view v, const_matrix_view design, const_vector_view lengths,
+             vector_view projections) {
+  gemv(1.0, transposed, design, v, 0.0, projections);
+  for (index_t j = 0; j < design.cols(); ++j)
+    projections[j] = lengths[j] > 0.0 ? projections[j] / lengths[j] : 0.0;
+  cut_digits(projections, digits);
+}
+
+// Turns the column round where it falls while something else rises, and notes that it did.
+void turn_to_rise(double& slope, vector_view column, double& sign) {
+  if (!(slope < 0.0)) return;
+  for (double& x : column) x = -x;
+  slope = -slope;
+  sign = -sign;
+}
+
+// y_i sum_j c_j x_ij. Of columns that rise, the same for swapped classes.
+void sum_rows(const_matrix_view design, const_vector_view target, const_vector_view factors,
+              vector_view sums) {
+  std::fill(sums.begin(), sums.end(), 0.0);
+  for (index_t j = 0; j < design.cols(); ++j) {
+    const const_vector_view column = design.column(j);
+    for (index_t i = 0; i < sums.size(); ++i) sums[i] += factors[j] * column[i];
+  }
+  for (index_t i = 0; i < sums.size(); ++i) sums[i] *= target[i];
+}
+
+// y_i exp(2 v_i) with v_i = y_i sum_j slope_j x_ij, in units of the largest v. Columns that
+// have the same slope, or none, differ by how they go with the others.
+void weigh_rows(const_matrix_view design, const_vector_view target,
+                const_vector_view slopes, vector_view weights) {
+  sum_rows(design, target, slopes, weights);
+  double largest = 0.0;
+  for (const double v : weights) largest = std::max(largest, std::abs(v));
+  for (index_t i = 0; i < weights.size(); ++i)
+    weights[i] = target[i] * std::exp(largest > 0.0 ? 2.0 * weights[i] / largest : 0.0);
+}
+
+// Turns all columns to rise, with the target or else with the others, and sorts them by how
+// much they do.
+void turn_and_order_columns(const_vector_view target, const_vector_view lengths,
+                            canonical_problem& problem) {
+  const matrix_view X = problem.design;
+  scoped_allocator scratch;
+  std::fill(problem.signs.begin(), problem.signs.end(), 1.0);
+  const vector_view slopes = scratch.vector(X.cols());
+  project(target, X, lengths, slopes);
+  for (index_t j = 0; j < X.cols(); ++j)
+    turn_to_rise(slopes[j], X.column(j), problem.signs[j]);
+
+  const vector_view weights = scratch.vector(X.rows());
+  weigh_rows(X, target, slopes, weights);
+  const vector_view second_slopes = scratch.vector(X.cols());
+  project(weights, X, lengths, second_slopes);
+  for (index_t j = 0; j < X.cols(); ++j)
+    if (slopes[j] == 0.0) turn_to_rise(second_slopes[j], X.column(j), problem.signs[j]);
+
+  std::iota(problem.columns.begin(), problem.columns.end(), index_t{0});
+  std::stable_sort(problem.columns.begin(), problem.columns.end(),
+                   [=](index_t i, index_t j) {
+                     return std::pair{slopes[i], second_slopes[i]} >
+                            std::pair{slopes[j], second_slopes[j]};
+                   });
+}
+
+// The indices of `keys`, ascending; equal ones keep their order.
+index_vector order_ascending(const_vector_view keys) {
+  std::vector<std::pair<double, index_t>> places;
+  places.reserve(static_cast<std::size_t>(keys.size()));
+  for (index_t i = 0; i < keys.size(); ++i) places.emplace_back(keys[i], i);
+  std::sort(places.begin(), places.end());
+  index_vector order(keys.size());
+  std::transform(places.begin(), places.end(), order.begin(),
+                 [](const auto& place) { return place.second; });
+  return order;
+}
+
+// The groups by the first of their columns.
+index_vector order_groups(const variable_mapping& mapping, const_index_view columns) {
+  std::vector<index_t> place_of(static_cast<std::size_t>(columns.size()));
+  for (index_t place = 0; place < columns.size(); ++place)
+    place_of[static_cast<std::size_t>(columns[place])] = place;
+  const auto num_groups = static_cast<index_t>(mapping.groups().size());
+  dense_vector first_place{num_groups};
+  for (index_t g = 0; g < num_groups; ++g) {
+    index_t first = columns.size();
+    for (const index_t column : mapping.groups()[static_cast<std::size_t>(g)])
+      first = std::min(first, place_of[static_cast<std::size_t>(column)]);
+    first_place[g] = static_cast<double>(first);
+  }
+  return order_ascending(first_place);
+}
+
+// Those of every kind in the order of the groups.
+index_vector order_hyperparameters(index_t size, const_index_view groups) {
+  index_vector order(size);
+  const index_t num_groups = groups.size();
+  for (index_t a = 0; a < size; ++a) order[a] = a - a % num_groups + groups[a % num_groups];
+  return order;
+}
+
+void gather(const_index_view rows, const_vector_view from, vector_view to) {
+  for (index_t i = 0; i < rows.size(); ++i) to[i] = from[rows[i]];
+}
+
+// In place, cycle by cycle of the columns: no second design is held.
+void reorder(matrix_view design, const_index_view rows, const_index_view columns) {
+  scoped_allocator scratch;
+  const vector_view first = scratch.vector(design.rows());
+  std::vector<bool> is_done(static_cast<std::size_t>(design.cols()), false);
+  for (index_t start = 0; start < design.cols(); ++start) {
+    if (is_done[static_cast<std::size_t>(start)]) continue;
+    std::copy_n(design.column(start).begin(), design.rows(), first.begin());
+    index_t place = start;
+    for (; columns[place] != start; place = columns[place]) {
+      gather(rows, design.column(columns[place]), design.column(place));
+      is_done[static_cast<std::size_t>(columns[place])] = true;
+    }
+    gather(rows, first, design.column(place));
+  }
+}
+
+// The observations by a sum over their entries. Its factors are cosines of integers and
+// have no rational combination that is zero (Lindemann): rows that differ have other sums.
+index_vector order_rows(const_vector_view target, const canonical_problem& problem) {
+  const const_matrix_view X = problem.design;
+  scoped_allocator scratch;
+  const vector_view factors = scratch.vector(X.cols());
+  for (index_t place = 0; place < X.cols(); ++place)
+    factors[problem.columns[place]] = std::cos(static_cast<double>(place + 1));
+  const vector_view sums = scratch.vector(X.rows());
+  sum_rows(X, target, factors, sums);
+  return order_ascending(sums);
+}
+
+}  // namespace
+
+canonical_problem make_canonical(dense_matrix&& design, index_t num_features,
+                                 const_vector_view target, const regularizer& penalty) {
+  const index_t n = design.rows();
+  const index_t p = design.cols();
+  canonical_problem problem{std::move(design), dense_vector{n}, nullptr,
+                            dense_vector{p},   index_vector(p), {}};
+  const matrix_view X = problem.design;
+  scoped_allocator scratch;
+  const vector_view lengths = scratch.vector(p);
+  for (index_t j = 0; j < p; ++j) lengths[j] = norm(X.column(j));
+  round_columns(lengths, {X.data(), n, num_features});
+
+  turn_and_order_columns(target, lengths, problem);
+  const index_vector rows = order_rows(target, problem);
+  reorder(X, rows, problem.columns);
+  gather(rows, target, problem.target);
+
+  const index_vector groups = order_groups(penalty.mapping(), problem.columns);
+  problem.penalty = penalty.reordered(problem.columns, groups);
+  problem.hyperparameters = order_hyperparameters(penalty.num_hyperparameters(), groups);
+  return problem;
+}
+
+}  // namespace corvane::model::linear_linked_regression_detail
