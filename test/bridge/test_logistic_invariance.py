@@ -121,6 +121,31 @@ def test_without_normalize_the_order_does_not_matter_either(penalty, fit_interce
         np.testing.assert_allclose(changed, expected, rtol=0.0, atol=1e-10)
 
 
+@pytest.mark.parametrize("penalty", PENALTIES)
+def test_the_order_of_eight_thousand_rows_does_not_matter(penalty):
+    """Rounding of means and lengths moves whole columns, and grows with their number."""
+    X, y = classification(n=8000, p=8, seed=0)
+    problem = Problem(X, y, np.arange(8))
+    changed = rows_in_another_order(problem, np.random.default_rng(0))
+    np.testing.assert_allclose(
+        changed.probabilities(penalty=penalty), problem.probabilities(penalty=penalty),
+        rtol=0.0, atol=1e-10,
+    )  # fmt: skip
+
+
+@pytest.mark.parametrize("seed", range(5))
+@pytest.mark.parametrize("penalty", PENALTIES)
+def test_equal_columns_of_different_groups_may_change_places(penalty, seed):
+    X, y = classification(n=60, p=4, seed=seed)
+    problem = Problem(np.column_stack([X, X[:, 0]]), y, np.array([0, 0, 1, 1, 2]))
+    order = [4, 1, 2, 3, 0]
+    changed = Problem(problem.X[:, order], y, problem.groups[order])
+    np.testing.assert_allclose(
+        changed.probabilities(penalty=penalty), problem.probabilities(penalty=penalty),
+        rtol=0.0, atol=1e-10,
+    )  # fmt: skip
+
+
 @pytest.mark.parametrize("p", [4, 5, 6, 8])
 @pytest.mark.parametrize("penalty", ["l2", "l1", "elasticnet"])
 def test_of_several_minima_the_one_found_does_not_hang_on_the_order_of_columns(penalty, p):

@@ -67,6 +67,21 @@ def test_no_pair_of_strengths_of_an_elastic_net_on_a_grid_has_a_lower_score(seed
     assert lowest < found * 1.01
 
 
+@pytest.mark.parametrize("seed", range(5))
+def test_no_strength_and_exponent_of_a_bridge_on_a_grid_have_a_lower_score(seed):
+    """Exponents from 1 to 2. Larger ones are better on most of these data, without end."""
+    X, y = classification(n=100, p=4, seed=seed)
+    model = fitted(X, y, penalty="bridge", tolerance=TOLERANCE)
+    found = refit(model, X, y, "bridge").score()
+    scores = Scores(X, y, "bridge")
+    lowest = min(
+        scores.along([[strength, alpha] for strength in np.geomspace(2.0, 0.05, 21)]).min()
+        for alpha in [0.0, 0.1, 0.2, 0.4, 0.7, 1.0]
+    )
+    assert lowest > found * (1.0 - ALLOWED)
+    assert lowest < found * 1.04
+
+
 # 569 patients with 30 features of which many tell much the same: hundreds of jumps.
 PATIENTS = load_breast_cancer(return_X_y=True)
 

@@ -6,6 +6,7 @@
 #include <set>
 #include <stdexcept>
 
+#include "common/column_moments.h"
 #include "common/finite.h"
 
 namespace corvane::model {
@@ -18,19 +19,11 @@ void check_features(const_matrix_view X) {
   if (!all_finite(X)) throw std::invalid_argument{"X holds a value that is not finite"};
 }
 
-// Plain sums: the results are fixed to the last bit by the order of the observations.
-double mean(const_vector_view column) {
-  double sum = 0.0;
-  for (const double x : column) sum += x;
-  return sum / static_cast<double>(column.size());
-}
-
-// A constant column keeps its unit: its scale is 1.
+// A constant column keeps its unit: its scale is 1. Compensated like the mean, as rounding
+// that hangs on the order of the observations would move a whole column.
 double scale(const_vector_view column, double center) {
-  double sum = 0.0;
-  for (const double x : column) sum += (x - center) * (x - center);
-  const double root = std::sqrt(sum);
-  return root == 0.0 ? 1.0 : root;
+  const double length = std::sqrt(compensated_squares_about(center, column));
+  return length == 0.0 ? 1.0 : length;
 }
 
 // Ascending, compared exactly.
@@ -61,7 +54,7 @@ classification_data_normalizer::classification_data_normalizer(
   if (y.size() != X.rows())
     throw std::invalid_argument{"X and y must have the same number of rows"};
   for (index_t j = 0; j < X.cols(); ++j) {
-    feature_means[j] = center_features ? mean(X.column(j)) : 0.0;
+    feature_means[j] = center_features ? mean_of(X.column(j)) : 0.0;
     feature_scales[j] = rescale_features ? scale(X.column(j), feature_means[j]) : 1.0;
   }
   if (with_bias) {

@@ -145,17 +145,16 @@ optimized optimize_hyperparameters(const linear_linked_regression_model_options&
   return lowest;
 }
 
-// A run's end with hyperparameters and weights in the caller's order.
-optimized in_order_of_caller(const canonical_problem& problem, optimized&& run) {
-  const trust_region_result there = run.result;
+// With hyperparameters and weights as the caller has them.
+optimized in_order_of_caller(const canonical_problem& problem, const optimized& run) {
+  optimized end = run;
   const variable_order order = problem.hyperparameters.view();
-  to_caller(order, there.x, run.result.x);
-  to_caller(order, there.gradient, run.result.gradient);
-  to_caller(order, there.hessian, run.result.hessian);
-  const dense_vector weights = run.weights;
-  to_caller(problem.columns.view(), weights, run.weights);
-  for (index_t j = 0; j < weights.size(); ++j) run.weights[j] *= problem.signs[j];
-  return std::move(run);
+  to_caller(order, run.result.x, end.result.x);
+  to_caller(order, run.result.gradient, end.result.gradient);
+  to_caller(order, run.result.hessian, end.result.hessian);
+  to_caller(problem.columns.view(), run.weights, end.weights);
+  for (index_t j = 0; j < end.weights.size(); ++j) end.weights[j] *= problem.signs[j];
+  return end;
 }
 
 // w_j / scale_j: the weights of the raw features.

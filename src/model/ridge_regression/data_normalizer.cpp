@@ -2,16 +2,13 @@
 #include "model/ridge_regression/data_normalizer.h"
 
 #include <algorithm>
-#include <array>
 #include <cmath>
-#include <numeric>
 #include <stdexcept>
 #include <string>
 
-#include "common/compensated_sum.h"
+#include "common/column_moments.h"
 #include "common/finite.h"
 #include "common/vector_dispatch.h"
-#include "common/vector_register.h"
 
 namespace corvane::model {
 
@@ -21,74 +18,6 @@ struct column_measure {
   double mean;
   double scale;  // not finite where the values are not, or where their squares overflow
 };
-
-// Sums go in lanes, which depend on each other only at the end: one sum after the other
-// would wait for each addition. As many as the widest vector register has: so every
-// processor adds in the same order.
-constexpr int num_lanes = 8;
-using lanes = vector_register<num_lanes>::lanes;
-using lane_sums = std::array<double, num_lanes>;
-
-index_t whole_lanes(const_vector_view values) {
-  return values.size() - values.size() % num_lanes;
-}
-
-// The part that each addition loses, by D. E. Knuth, The Art of Computer Programming
-// 2, 4.2.2, theorem B: without a look at which of the two is larger.
-double compensated_mean_in_lanes(const_vector_view values) {
-  const index_t whole = whole_lanes(values);
-  const double* const terms = values.data();
-  lane_sums sums;
-  lane_sums corrections;
-  run_vectorized([=, to_sums = sums.data(), to_corrections = corrections.data()](auto...) {
-    lanes sum{};
-    lanes correction{};
-    for (index_t i = 0; i < whole; i += num_lanes) {
-      lanes term;
-      load_lanes(terms + i, term);
-      const lanes next = sum + term;
-      const lanes added = next - sum;
-      correction += (sum - (next - added)) + (term - added);
-      sum = next;
-    }
-    store_lanes(sum, to_sums);
-    store_lanes(correction, to_corrections);
-  });
-  compensated_sum total;
-  for (const double sum : sums) total.add(sum);
-  for (const double correction : corrections) total.add(correction);
-  for (index_t i = whole; i < values.size(); ++i) total.add(terms[i]);
-  return total.total() / static_cast<double>(values.size());
-}
-
-// The mean of equal values is that value. A rounded sum divided by n misses it by an ulp
-// for one value in eight, and rescaling would blow that ulp up to a column of length 1.
-double mean_of(const_vector_view values) {
-  const double first = values[0];
-  const bool constant = std::all_of(values.begin(), values.end(),
-                                    [first](double value) { return value == first; });
-  return constant ? first : compensated_mean_in_lanes(values);
-}
-
-double sum_squares_about(double mean, const_vector_view values) {
-  const index_t whole = whole_lanes(values);
-  const double* const terms = values.data();
-  lane_sums squares;
-  run_vectorized([=, to_squares = squares.data()](auto...) {
-    lanes sum{};
-    for (index_t i = 0; i < whole; i += num_lanes) {
-      lanes distance;
-      load_lanes(terms + i, distance);
-      distance -= mean;
-      sum += distance * distance;
-    }
-    store_lanes(sum, to_squares);
-  });
-  double total = std::accumulate(squares.begin(), squares.end(), 0.0);
-  for (index_t i = whole; i < values.size(); ++i)
-    total += (terms[i] - mean) * (terms[i] - mean);
-  return total;
-}
 
 column_measure measure(bool center, const_vector_view values) {
   const double mean = center ? mean_of(values) : 0.0;

@@ -176,14 +176,14 @@ bool aloocv_objective::is_across_a_jump(const_vector_view theta, double value) c
   return false;
 }
 
-// Whether a hundred accepted steps and more have brought next to nothing, as where an
-// exponent of a bridge grows without end: a run may go on like that for 10^5 steps.
-bool aloocv_objective::is_creeping(double value) {
+// Counts an accepted step. Whether the last hundred have brought next to nothing, as where
+// an exponent of a bridge grows without end: a run may go on like that for 10^5 steps.
+bool aloocv_objective::count_step_and_tell_creeping(double value) {
   constexpr int many = 100;
   constexpr double least_gain = 1e-4;
   if (++recent_steps_.count < many) return false;
-  const double gain = recent_steps_.first_value - value;
-  recent_steps_ = {.count = 0, .first_value = value};
+  const double gain = recent_steps_.value_before - value;
+  recent_steps_ = {.count = 0, .value_before = value};
   return gain < least_gain * std::abs(value);
 }
 
@@ -216,7 +216,7 @@ bool aloocv_objective::adjust_point(vector_view theta, double& value, vector_vie
   accepted_ =
       accepted_point{dense_vector{theta}, value, dense_vector{gradient},
                      symmetric_matrix{const_symmetric_view{hessian}}, start_weights_};
-  is_at_end_ = is_creeping(value);
+  is_at_end_ = count_step_and_tell_creeping(value);
   return moved;
 }
 

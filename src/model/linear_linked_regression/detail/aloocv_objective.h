@@ -62,9 +62,16 @@ class aloocv_objective final : public optimization_objective_helper {
     dense_vector weights;
   };
 
+  // Accepted steps are looked at a hundred at a time.
+  struct hundred_steps {
+    int count = 0;
+    // The score that they began at. Of the first hundred of a run it is not asked for.
+    double value_before = std::numeric_limits<double>::infinity();
+  };
+
   bool refresh(const_vector_view theta);
   bool is_across_a_jump(const_vector_view theta, double value) const;
-  bool is_creeping(double value);
+  bool count_step_and_tell_creeping(double value);
   bool is_disappointing(const_vector_view theta, double value) const;
   bool step_back(vector_view theta, double& value, vector_view gradient,
                  symmetric_view hessian);
@@ -86,10 +93,7 @@ class aloocv_objective final : public optimization_objective_helper {
 
   std::optional<accepted_point> accepted_;
   bool is_at_end_ = false;  // of what can be gained: no theta but the accepted one is tried
-  struct {
-    int count = 0;
-    double first_value = std::numeric_limits<double>::infinity();
-  } recent_steps_;
+  hundred_steps recent_steps_;
 
   // What belongs to `evaluated_`.
   std::optional<dense_vector> evaluated_;  // theta

@@ -4,6 +4,7 @@
 #include <algorithm>
 #include <cmath>
 #include <numeric>
+#include <tuple>
 #include <utility>
 #include <vector>
 
@@ -16,12 +17,13 @@ namespace corvane::model::linear_linked_regression_detail {
 
 namespace {
 
-// That are left, in binary places, of what is to be equal in any order and units.
+// Binary digits that data and slopes keep. Those behind them depend on order and units.
 constexpr int digits = 32;
 
 // To 32 digits behind the point in units of the deviation; of a power of two near it, that
-// is. The factor keeps columns of length 1 away from where the power changes. Where a
-// double has no more digits than these, they stay as they are.
+// is. Columns of length 1 have the deviation 1/sqrt(n), a power of two for n = 4^k, where
+// rounding would choose the next or the last one: hence the factor. Where a double has no
+// more digits than these, or the squares overflow, columns stay as they are.
 void round_columns(const_vector_view lengths, matrix_view design) {
   constexpr double factor = 1.3;
   const auto n = static_cast<double>(design.rows());
@@ -37,12 +39,19 @@ void round_columns(const_vector_view lengths, matrix_view design) {
   }
 }
 
+// What overflows counts as nothing: keys have to be comparable.
+void clear_what_is_not_finite(vector_view keys) {
+  std::replace_if(
+      keys.begin(), keys.end(), [](double key) { return !is_finite(key); }, 0.0);
+}
+
 // x_j'v / |x_j|, but for the last digits, which depend on the order of the rows.
 void project(const_vector_view v, const_matrix_view design, const_vector_view lengths,
              vector_view projections) {
   gemv(1.0, transposed, design, v, 0.0, projections);
   for (index_t j = 0; j < design.cols(); ++j)
     projections[j] = lengths[j] > 0.0 ? projections[j] / lengths[j] : 0.0;
+  clear_what_is_not_finite(projections);
   cut_digits(projections, digits);
 }
 
@@ -63,6 +72,7 @@ void sum_rows(const_matrix_view design, const_vector_view target, const_vector_v
     for (index_t i = 0; i < sums.size(); ++i) sums[i] += factors[j] * column[i];
   }
   for (index_t i = 0; i < sums.size(); ++i) sums[i] *= target[i];
+  clear_what_is_not_finite(sums);
 }
 
 // y_i exp(2 v_i) with v_i = y_i sum_j slope_j x_ij, in units of the largest v. Columns that
@@ -76,14 +86,24 @@ void weigh_rows(const_matrix_view design, const_vector_view target,
     weights[i] = target[i] * std::exp(largest > 0.0 ? 2.0 * weights[i] / largest : 0.0);
 }
 
-// Turns all columns to rise, with the target or else with the others, and sorts them by how
-// much they do.
-void turn_and_order_columns(const_vector_view target, const_vector_view lengths,
-                            canonical_problem& problem) {
+// How columns compare: larger ones first.
+struct column_keys {
+  vector_view slopes;         // with the target
+  vector_view second_slopes;  // with the others
+  vector_view group_sums;     // of what is above, over the group; -1 outside of groups
+
+  auto operator[](index_t j) const {
+    return std::tuple{slopes[j], second_slopes[j], group_sums[j]};
+  }
+};
+
+// Turns all columns to rise, with the target or else with the others. Returns how much they
+// do.
+column_keys turn_columns(const_vector_view target, const_vector_view lengths,
+                         canonical_problem& problem, scoped_allocator& scratch) {
   const matrix_view X = problem.design;
-  scoped_allocator scratch;
-  std::fill(problem.signs.begin(), problem.signs.end(), 1.0);
   const vector_view slopes = scratch.vector(X.cols());
+  std::fill(problem.signs.begin(), problem.signs.end(), 1.0);
   project(target, X, lengths, slopes);
   for (index_t j = 0; j < X.cols(); ++j)
     turn_to_rise(slopes[j], X.column(j), problem.signs[j]);
@@ -94,13 +114,27 @@ void turn_and_order_columns(const_vector_view target, const_vector_view lengths,
   project(weights, X, lengths, second_slopes);
   for (index_t j = 0; j < X.cols(); ++j)
     if (slopes[j] == 0.0) turn_to_rise(second_slopes[j], X.column(j), problem.signs[j]);
+  return {slopes, second_slopes, scratch.vector(X.cols())};
+}
 
+// Tells equal columns of different groups apart. Sums of multiples of 2^-32 are exact.
+void sum_groups(const variable_mapping& mapping, const column_keys& keys) {
+  std::fill(keys.group_sums.begin(), keys.group_sums.end(), -1.0);
+  for (const std::vector<index_t>& members : mapping.groups()) {
+    double sum = 0.0;
+    for (const index_t j : members) sum += 1.0 + keys.slopes[j] + keys.second_slopes[j];
+    for (const index_t j : members) keys.group_sums[j] = sum;
+  }
+}
+
+void turn_and_order_columns(const_vector_view target, const_vector_view lengths,
+                            const variable_mapping& mapping, canonical_problem& problem) {
+  scoped_allocator scratch;
+  const column_keys keys = turn_columns(target, lengths, problem, scratch);
+  sum_groups(mapping, keys);
   std::iota(problem.columns.begin(), problem.columns.end(), index_t{0});
   std::stable_sort(problem.columns.begin(), problem.columns.end(),
-                   [=](index_t i, index_t j) {
-                     return std::pair{slopes[i], second_slopes[i]} >
-                            std::pair{slopes[j], second_slopes[j]};
-                   });
+                   [&](index_t i, index_t j) { return keys[i] > keys[j]; });
 }
 
 // The indices of `keys`, ascending; equal ones keep their order.
@@ -160,8 +194,10 @@ void reorder(matrix_view design, const_index_view rows, const_index_view columns
   }
 }
 
-// The observations by a sum over their entries. Its factors are cosines of integers and
-// have no rational combination that is zero (Lindemann): rows that differ have other sums.
+// The observations by a sum over their entries, times their class. Its factors are cosines
+// of integers, of which no rational combination is zero (Lindemann): by chance alone would
+// two have the same sum, unless both entries and class are the same, or have other signs,
+// which is the same to the losses.
 index_vector order_rows(const_vector_view target, const canonical_problem& problem) {
   const const_matrix_view X = problem.design;
   scoped_allocator scratch;
@@ -187,7 +223,7 @@ canonical_problem make_canonical(dense_matrix&& design, index_t num_features,
   for (index_t j = 0; j < p; ++j) lengths[j] = norm(X.column(j));
   round_columns(lengths, {X.data(), n, num_features});
 
-  turn_and_order_columns(target, lengths, problem);
+  turn_and_order_columns(target, lengths, penalty.mapping(), problem);
   const index_vector rows = order_rows(target, problem);
   reorder(X, rows, problem.columns);
   gather(rows, target, problem.target);

@@ -118,8 +118,12 @@ int steps_before_the_end(double gain) {
   return steps;
 }
 
-TEST(aloocv_jumps, a_run_of_hundreds_of_steps_that_bring_next_to_nothing_ends) {
-  EXPECT_LT(steps_before_the_end(1e-9), 300);
+TEST(aloocv_jumps, a_run_ends_whose_last_hundred_steps_have_brought_next_to_nothing) {
+  for (const double gain : {0.9e-6, 1e-9}) {
+    EXPECT_GT(steps_before_the_end(gain), 99);
+    EXPECT_LT(steps_before_the_end(gain), 300);
+  }
+  EXPECT_EQ(steps_before_the_end(1.1e-6), 1000);
   EXPECT_EQ(steps_before_the_end(1e-4), 1000);
 }
 
@@ -132,6 +136,23 @@ TEST(aloocv_jumps, another_run_may_begin_where_one_ended_that_had_brought_nothin
   EXPECT_FALSE(problem.is_defined_at({1.5}));
   EXPECT_TRUE(problem.is_defined_at({1.0}));
   EXPECT_TRUE(problem.is_defined_at({1.5}));
+}
+
+TEST(aloocv_jumps, a_run_from_anew_knows_nothing_of_the_steps_before) {
+  jump_problem problem;
+  int steps = 0;
+  do adjusted_point(problem.objective, {1.0}, -1.0);
+  while (problem.is_defined_at({1.5}) && ++steps < 1000);
+  ASSERT_LT(steps, 1000);
+  problem.objective.restart();
+  EXPECT_TRUE(problem.is_defined_at({1.5}));
+  // Ninety steps of the hundred, and another run: its first ones gain nothing over those.
+  for (int step = 0; step < 90; ++step) adjusted_point(problem.objective, {1.0}, -1.0);
+  problem.objective.restart();
+  for (int step = 0; step < 99; ++step) {
+    adjusted_point(problem.objective, {1.0}, 1.0);
+    ASSERT_TRUE(problem.is_defined_at({1.5})) << step;
+  }
 }
 
 }  // namespace

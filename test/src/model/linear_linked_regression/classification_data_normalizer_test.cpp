@@ -117,9 +117,21 @@ TEST(classification_data_normalizer, refuses_data_without_rows_or_columns) {
                std::invalid_argument);
 }
 
+TEST(classification_data_normalizer, leaves_a_constant_column_at_zero_whatever_the_value) {
+  for (const double value : {0.1, 1.0 / 3.0, -1e300, 1.5e308}) {
+    dense_matrix X{7, 1};
+    std::fill(X.begin(), X.end(), value);
+    const classification_data_normalizer normalizer{
+        {}, targets({0.0, 1.0, 1.0, 0.0, 1.0, 1.0, 0.0}), X};
+    EXPECT_EQ(normalizer.feature_means[0], value);
+    EXPECT_EQ(normalizer.feature_scales[0], 1.0);
+    for (index_t i = 0; i < 7; ++i) EXPECT_EQ(normalizer.normalized_features(X)(i, 0), 0.0);
+  }
+}
+
 TEST(classification_data_normalizer, refuses_features_whose_mean_or_scale_overflows) {
   for (const auto& X : {features({{1e200, 0.0}, {-1e200, 1.0}}),
-                        features({{1.5e308, 0.0}, {1.5e308, 1.0}})})
+                        features({{1.5e308, 0.0}, {1.4e308, 1.0}})})
     EXPECT_THROW((classification_data_normalizer{{}, targets({0.0, 1.0}), X}),
                  std::invalid_argument);
 }

@@ -15,6 +15,7 @@
 
 #include "classification_problem.h"
 #include "counting_fakes.h"
+#include "model/linear_linked_regression/detail/aloocv_objective.h"
 #include "optimization/optimizer_error.h"
 #include "penalty_kind.h"
 
@@ -332,6 +333,33 @@ TEST(linear_linked_regression_model_descriptor,
   const dense_vector p = probabilities(fit(data), data.X);
   const dense_vector q = probabilities(fit(scaled), scaled.X);
   for (index_t i = 0; i < 60; ++i) EXPECT_NEAR(p[i], q[i], 1e-12);
+}
+
+// With a run that ends where it starts, at a strength of its own for each group.
+TEST(linear_linked_regression_model_descriptor,
+     gives_derivatives_in_the_order_of_the_hyperparameters) {
+  const classification_problem data = drawn_problem(60, 4, 3);
+  const auto penalty = penalty_of(penalty_kind::ridge, cyclic_groups(5, 4, true));
+  model_options options = options_of();
+  options.outer_optimizer = optimizer_of(1e300);
+  options.initializer = [](vector_view theta) {
+    for (index_t a = 0; a < theta.size(); ++a)
+      theta[a] = 0.5 + 0.2 * static_cast<double>(a);
+  };
+  const fitted model = fit(data, options, penalty);
+  linear_linked_regression_detail::aloocv_objective objective{
+      options.inner_optimizer,
+      std::make_shared<loss_link_detail::logistic_log_likelihood_loss_link>(), penalty,
+      model.normalizer.normalized_features(data.X), model.normalizer.coded_target(data.y)};
+  dense_vector gradient{4};
+  symmetric_matrix hessian{4, 4};
+  ASSERT_TRUE(objective.compute_gradient_hessian(model.result.x, gradient, hessian));
+  for (index_t a = 0; a < 4; ++a) {
+    EXPECT_NEAR(model.result.gradient[a], gradient[a], 1e-4 * std::abs(gradient[a]));
+    for (index_t b = 0; b <= a; ++b)
+      EXPECT_NEAR(model.result.hessian(a, b), hessian(a, b),
+                  1e-3 * std::abs(hessian(a, a)));
+  }
 }
 
 TEST(linear_linked_regression_model_descriptor, fills_what_the_options_leave_open) {
