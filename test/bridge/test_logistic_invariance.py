@@ -133,6 +133,19 @@ def test_the_order_of_eight_thousand_rows_does_not_matter(penalty):
     )  # fmt: skip
 
 
+@pytest.mark.parametrize("penalty", PENALTIES)
+def test_other_units_of_thousands_of_rows_do_not_matter(penalty):
+    """Of so many numbers some lie next to the middle of two roundings."""
+    for seed in range(3):
+        X, y = classification(n=4000, p=6, seed=seed)
+        problem = Problem(X, y, np.arange(6))
+        changed = columns_in_other_units(problem, np.random.default_rng(seed))
+        np.testing.assert_allclose(
+            changed.probabilities(penalty=penalty), problem.probabilities(penalty=penalty),
+            rtol=0.0, atol=1e-10,
+        )  # fmt: skip
+
+
 @pytest.mark.parametrize("seed", range(5))
 @pytest.mark.parametrize("penalty", PENALTIES)
 def test_equal_columns_of_different_groups_may_change_places(penalty, seed):

@@ -17,15 +17,26 @@ namespace corvane::model::linear_linked_regression_detail {
 
 namespace {
 
-// Binary digits that data and slopes keep. Those behind them depend on order and units.
-constexpr int digits = 32;
+// Binary digits that slopes keep. Those behind them depend on the order of the rows.
+constexpr int digits_of_slopes = 32;
 
-// To 32 digits behind the point in units of the deviation; of a power of two near it, that
-// is. Columns of length 1 have the deviation 1/sqrt(n), a power of two for n = 4^k, where
-// rounding would choose the next or the last one: hence the factor. Where a double has no
-// more digits than these, or the squares overflow, columns stay as they are.
+// Binary digits that data keep, in units of the deviation. Other units move a number by
+// some 2^-51 of the deviation, and a few to the other side of the middle of two roundings:
+// the more numbers there are, the coarser the roundings have to be for none to go. Weights
+// rest on all rows, and the errors of roundings are independent.
+int digits_of_data(index_t count) {
+  constexpr int most = 32;
+  constexpr int least = 26;
+  return std::clamp(43 - std::ilogb(static_cast<double>(count)), least, most);
+}
+
+// To so many digits behind the point in units of the deviation; of a power of two near it,
+// that is. Columns of length 1 have the deviation 1/sqrt(n), a power of two for n = 4^k,
+// where rounding would choose the next or the last one: hence the factor. Where a double
+// has no more digits than these, or the squares overflow, columns stay as they are.
 void round_columns(const_vector_view lengths, matrix_view design) {
   constexpr double factor = 1.3;
+  const int digits = digits_of_data(design.size());
   const auto n = static_cast<double>(design.rows());
   scoped_allocator scratch;
   const vector_view parts = scratch.vector(design.rows());
@@ -52,7 +63,7 @@ void project(const_vector_view v, const_matrix_view design, const_vector_view le
   for (index_t j = 0; j < design.cols(); ++j)
     projections[j] = lengths[j] > 0.0 ? projections[j] / lengths[j] : 0.0;
   clear_what_is_not_finite(projections);
-  cut_digits(projections, digits);
+  cut_digits(projections, digits_of_slopes);
 }
 
 // Turns the column round where it falls while something else rises, and notes that it did.

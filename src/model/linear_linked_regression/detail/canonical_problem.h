@@ -6,8 +6,8 @@
 // and where a score has many minima, or none, an optimizer magnifies rounding up to another
 // result. Here all that is given by chance, the order of observations, features and groups
 // and the units, is taken out beforehand: what was the same data becomes the same bits. But
-// units leave about one entry in 10^6 next to the middle of two roundings, which may go the
-// other way.
+// a number may lie next to the middle of two roundings, and go the other way in other
+// units.
 #pragma once
 
 #include <memory>
@@ -28,7 +28,8 @@ struct canonical_problem {
 };
 
 // `design` is normalized, n by p, and `target` coded -1 and +1. The first `num_features`
-// columns are rounded to 32 binary digits in units of their deviation. All columns are
+// columns are rounded to 32 binary digits in units of their deviation, 26 where there are
+// many numbers. All columns are
 // turned to rise with the target, and sorted by how much they do, which is the slope of the
 // loss at zero weights; observations are sorted by a sum over their entries, groups by
 // their first columns. Columns of the same slope, or none, are turned and sorted by how
