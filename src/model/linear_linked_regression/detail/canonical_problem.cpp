@@ -27,7 +27,8 @@ constexpr int digits_of_slopes = 32;
 int digits_of_data(index_t count) {
   constexpr int most = 32;
   constexpr int least = 26;
-  return std::clamp(43 - std::ilogb(static_cast<double>(count)), least, most);
+  return count == 0 ? most
+                    : std::clamp(43 - std::ilogb(static_cast<double>(count)), least, most);
 }
 
 // To so many digits behind the point in units of the deviation; of a power of two near it,
