@@ -96,15 +96,20 @@ def drawn(seed, grouping):
     return Problem(X * random.uniform(0.1, 10.0, p), y, grouping(p, random)), random
 
 
+def assert_same_probabilities(changed, problem, **options):
+    np.testing.assert_allclose(
+        changed.probabilities(**options), problem.probabilities(**options),
+        rtol=0.0, atol=1e-10,
+    )  # fmt: skip
+
+
 @pytest.mark.parametrize("change", CHANGES)
 @pytest.mark.parametrize("grouping", GROUPINGS)
 @pytest.mark.parametrize("penalty", PENALTIES)
 def test_predictions_stay_the_same_up_to_rounding(penalty, grouping, change):
     for seed in range(12):
         problem, random = drawn(seed, grouping)
-        changed = change(problem, random).probabilities(penalty=penalty)
-        expected = problem.probabilities(penalty=penalty)
-        np.testing.assert_allclose(changed, expected, rtol=0.0, atol=1e-10)
+        assert_same_probabilities(change(problem, random), problem, penalty=penalty)
 
 
 @pytest.mark.parametrize(
@@ -116,9 +121,7 @@ def test_without_normalize_the_order_does_not_matter_either(penalty, fit_interce
     options = {"penalty": penalty, "fit_intercept": fit_intercept, "normalize": False}
     for seed in range(12):
         problem, random = drawn(seed, a_group_per_column)
-        changed = change(problem, random).probabilities(**options)
-        expected = problem.probabilities(**options)
-        np.testing.assert_allclose(changed, expected, rtol=0.0, atol=1e-10)
+        assert_same_probabilities(change(problem, random), problem, **options)
 
 
 @pytest.mark.parametrize("penalty", PENALTIES)
@@ -127,10 +130,7 @@ def test_the_order_of_eight_thousand_rows_does_not_matter(penalty):
     X, y = classification(n=8000, p=8, seed=0)
     problem = Problem(X, y, np.arange(8))
     changed = rows_in_another_order(problem, np.random.default_rng(0))
-    np.testing.assert_allclose(
-        changed.probabilities(penalty=penalty), problem.probabilities(penalty=penalty),
-        rtol=0.0, atol=1e-10,
-    )  # fmt: skip
+    assert_same_probabilities(changed, problem, penalty=penalty)
 
 
 @pytest.mark.parametrize("penalty", PENALTIES)
@@ -140,10 +140,7 @@ def test_other_units_of_thousands_of_rows_do_not_matter(penalty):
         X, y = classification(n=4000, p=6, seed=seed)
         problem = Problem(X, y, np.arange(6))
         changed = columns_in_other_units(problem, np.random.default_rng(seed))
-        np.testing.assert_allclose(
-            changed.probabilities(penalty=penalty), problem.probabilities(penalty=penalty),
-            rtol=0.0, atol=1e-10,
-        )  # fmt: skip
+        assert_same_probabilities(changed, problem, penalty=penalty)
 
 
 @pytest.mark.parametrize("seed", range(5))
@@ -153,10 +150,7 @@ def test_equal_columns_of_different_groups_may_change_places(penalty, seed):
     problem = Problem(np.column_stack([X, X[:, 0]]), y, np.array([0, 0, 1, 1, 2]))
     order = [4, 1, 2, 3, 0]
     changed = Problem(problem.X[:, order], y, problem.groups[order])
-    np.testing.assert_allclose(
-        changed.probabilities(penalty=penalty), problem.probabilities(penalty=penalty),
-        rtol=0.0, atol=1e-10,
-    )  # fmt: skip
+    assert_same_probabilities(changed, problem, penalty=penalty)
 
 
 @pytest.mark.parametrize("p", [4, 5, 6, 8])
@@ -170,11 +164,7 @@ def test_of_several_minima_the_one_found_does_not_hang_on_the_order_of_columns(p
         problem = Problem(X, y, np.arange(p))
         change = columns_and_their_groups_in_another_order
         changed = change(problem, np.random.default_rng(seed))
-        options = {"penalty": penalty, "tolerance": 1e-7}
-        np.testing.assert_allclose(
-            changed.probabilities(**options), problem.probabilities(**options),
-            rtol=0.0, atol=1e-10,
-        )  # fmt: skip
+        assert_same_probabilities(changed, problem, penalty=penalty, tolerance=1e-7)
 
 
 @pytest.mark.parametrize("seed", range(5))
