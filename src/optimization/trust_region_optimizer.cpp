@@ -28,11 +28,19 @@ trust_region_state make_state(const_vector_view x0, scoped_allocator& scope) {
   return state;
 }
 
-trust_region_result make_result(trust_region_state&& state, bool within_tolerance,
+trust_region_result make_result(trust_region_state&& state, run_end end,
                                 bool positive_definite) {
-  return {within_tolerance,          state.value_change,      state.gradient_max,
-          positive_definite,         std::move(state.x),      state.value,
-          std::move(state.gradient), std::move(state.hessian)};
+  return {.within_tolerance = end == run_end::within_tolerance,
+          .value_change = state.value_change,
+          .gradient_max = state.gradient_max,
+          .positive_definite = positive_definite,
+          .x = std::move(state.x),
+          .value = state.value,
+          .gradient = std::move(state.gradient),
+          .hessian = std::move(state.hessian),
+          .end = end,
+          .num_iterations = state.num_iterations,
+          .num_evaluations = state.num_evaluations};
 }
 
 // The first attempt of an iteration: radius and multiplier go on from the last one.
@@ -99,6 +107,13 @@ class trust_region_optimizer_impl final : public trust_region_optimizer {
                      {options_.tolerance, options_.tolerance2, options_.hessian_floor});
   }
 
+  void observe(const trust_region_state& state) const {
+    if (options_.observer == nullptr) return;
+    options_.observer->check();
+    options_.observer->observe_iteration(
+        {state.num_iterations, state.value, state.gradient_max, state.radius, state.x});
+  }
+
   trust_region_optimizer_options options_;
   trust_region_step_searcher_impl step_searcher_;
 };
@@ -111,8 +126,10 @@ trust_region_result trust_region_optimizer_impl::optimize(trust_region_optimizer
   if (!objective.compute_value_gradient_hessian(state.x, state.value, state.gradient,
                                                 state.hessian))
     throw optimizer_undefined_error{};
-  if (x0.size() == 0) return make_result(std::move(state), true, true);
+  state.num_evaluations = 1;
+  if (x0.size() == 0) return make_result(std::move(state), run_end::within_tolerance, true);
   state.radius = initial_radius(state.x);
+  observe(state);
   // From here on a failure still has a best point to return: it shows in the flag alone.
   try {
     stalled_run stall{state};
@@ -120,12 +137,14 @@ trust_region_result trust_region_optimizer_impl::optimize(trust_region_optimizer
       stall.observe(state);
       if (stall.is_idle() || (stall.is_unchanged() && !passes_stop_test(state)))
         throw optimizer_trust_region_collapse_error{};
+      if (state.num_iterations >= options_.max_iterations)
+        throw optimizer_iteration_limit_error{};
     }
-    return make_result(std::move(state), true, true);
-  } catch (const optimizer_error&) {
+    return make_result(std::move(state), run_end::within_tolerance, true);
+  } catch (const optimizer_error& failure) {
     const bool positive_definite =
         hessian_positive_definite(state.hessian, options_.hessian_floor);
-    return make_result(std::move(state), false, positive_definite);
+    return make_result(std::move(state), failure.end(), positive_definite);
   }
 }
 
@@ -158,6 +177,9 @@ bool trust_region_optimizer_impl::step(trust_region_optimizer& self,
   state.radius = searcher.next_radius(state, attempt);
   state.lambda = attempt.lambda;
   state.value = attempt.value;
+  ++state.num_iterations;
+  state.num_evaluations += attempt.attempts;
+  observe(state);
   return converged;
 }
 

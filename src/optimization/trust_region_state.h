@@ -9,8 +9,20 @@
 
 #include "common/finite.h"
 #include "n_array/n_array.h"
+#include "optimization/run_observer.h"
 
 namespace corvane {
+
+// Why a run ended.
+enum class run_end : std::int32_t {
+  within_tolerance,        // the stopping test passed
+  no_decrease,             // no step lowers the value by an amount that is visible
+  trust_region_collapsed,  // no step can be accepted, however short
+  iteration_limit,
+  infimum,     // the value has fallen to its infimum, for every practical purpose
+  degenerate,  // gradient and Hessian diagonal vanish
+  undefined    // no derivatives at an accepted point
+};
 
 struct trust_region_optimizer_options {
   double tolerance = 0.0001;  // limit on the relative change of the value
@@ -22,6 +34,8 @@ struct trust_region_optimizer_options {
   double grow_factor = 2.0;
   bool scale_variables = true;            // rescale by the Hessian's diagonal
   double hessian_floor = double_epsilon;  // smallest diagonal magnitude that counts
+  int max_iterations = 10000;
+  run_observer* observer = nullptr;  // not owned; null means nobody looks
 };
 
 // All that one run knows. The views lie in the scratch memory of the run.
@@ -38,6 +52,8 @@ struct trust_region_state {
   // The two measures of the last stopping test.
   double value_change = std::numeric_limits<double>::quiet_NaN();
   double gradient_max = std::numeric_limits<double>::quiet_NaN();
+  int num_iterations = 0;   // committed so far
+  int num_evaluations = 0;  // of the value, so far
 };
 
 // One attempt within an iteration. The views lie in the scratch memory of the iteration.
@@ -63,6 +79,9 @@ struct trust_region_result {
   double value = 0.0;
   dense_vector gradient;
   symmetric_matrix hessian;
+  run_end end = run_end::within_tolerance;
+  int num_iterations = 0;
+  int num_evaluations = 0;  // of the value, the start point included
 };
 
 }  // namespace corvane

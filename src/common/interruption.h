@@ -1,0 +1,27 @@
+// SPDX-License-Identifier: BSD-3-Clause
+//
+// How a computation that takes long is asked whether to go on. The owner of the computation
+// hands an `interruption` down to its loops; there is no global state.
+#pragma once
+
+namespace corvane {
+
+class interruption {
+ public:
+  interruption() = default;
+  interruption(const interruption&) = delete;
+  interruption& operator=(const interruption&) = delete;
+  interruption(interruption&&) = delete;
+  interruption& operator=(interruption&&) = delete;
+  virtual ~interruption() = default;
+
+  // Returns to go on, throws to end the computation. What it throws is not an
+  // optimizer_error: it passes through optimizers and objectives to the owner.
+  virtual void check() = 0;
+};
+
+inline void check(interruption* interruption) {
+  if (interruption != nullptr) interruption->check();
+}
+
+}  // namespace corvane
