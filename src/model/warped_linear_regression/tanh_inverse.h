@@ -16,9 +16,9 @@
 namespace corvane::model::tanh_warper_detail {
 
 // Writes x with x + sum over k of a_k (tanh(b_k (x + c_k)) - h_k) = v for each latent v, to
-// within `tolerance` times |v| and nearly all digits of x. Where no double comes as close,
-// as on a step whose slope times the spacing of doubles exceeds that, x is the closest one.
-// Throws std::runtime_error when a latent is not finite, and
+// within `tolerance` times |v| and to nearly all its digits. Where no double comes as
+// close, as on a step whose slope times the spacing of doubles exceeds that, x is the
+// closest one. Throws std::runtime_error when a latent is not finite, and
 // solver_max_iterations_exceeded_error on a tolerance that nothing can meet: one that is
 // not above 0. `latent` and `x` are apart.
 void invert_steps(std::span<const step_coefficients> steps, const_vector_view step_means,

@@ -86,6 +86,25 @@ TEST(step_inverse, the_inverse_of_a_latent_does_not_depend_on_the_others) {
     }
 }
 
+// Fits of an exponential end in a high step whose upper half the data do not see: their
+// latents are differences of terms that are 10^6 times larger.
+TEST(step_inverse, all_digits_of_an_inverse_behind_a_high_step_are_its_own) {
+  auto y = normal_vector(400, 4);
+  double mean = 0.0;
+  for (double& entry : y) mean += (entry = std::exp(2.0 * entry)) / 400.0;
+  double squares = 0.0;
+  for (double& entry : y) squares += std::pow(entry -= mean, 2.0);
+  for (double& entry : y) entry /= std::sqrt(squares);
+  const auto warper = make({664.0, 8.1, 0.17}, y);
+  std::vector<double> latent;
+  const const_vector_view trained = warper->training_latents();
+  for (index_t i = 0; i < trained.size(); ++i) latent.push_back(1.5 * trained[i]);
+  const auto at_once = inverse_of(*warper, latent, 1e-5, all);
+  const auto one_by_one = inverse_of(*warper, latent, 1e-5, 1);
+  for (std::size_t i = 0; i < latent.size(); ++i)
+    ASSERT_NEAR(at_once[i], one_by_one[i], 1e-14 + 1e-13 * std::abs(one_by_one[i]));
+}
+
 TEST(step_inverse, every_latent_of_many_is_met_to_within_the_tolerance) {
   const auto y = normal_vector(1000, 6);
   for (const auto& theta : thetas)

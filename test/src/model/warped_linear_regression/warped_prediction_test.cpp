@@ -215,24 +215,5 @@ TEST(warped_prediction, a_row_is_predicted_among_many_as_by_itself) {
   }
 }
 
-// Fits of an exponential end in one high step of which the data see the lower half: latents
-// are small differences of terms that are 10^6 times larger.
-TEST(warped_prediction, behind_a_high_step_too_a_row_is_predicted_as_by_itself) {
-  model_data data = draw_model(400, 3, 0.25, 3);
-  for (std::size_t i = 0; i < data.y.size(); ++i)
-    data.y[i] = std::exp(2.0 * data.latent[i]);
-  for (const index_t num_steps : {1, 3}) {
-    const auto model = make_model(num_steps);
-    const warped_fit fit = model.fit(view(data.y), data.X);
-    const auto together = predictions(model, fit, data.X);
-    for (index_t i = 0; i < data.X.rows(); i += 7) {
-      dense_matrix row(1, 3);
-      for (index_t j = 0; j < 3; ++j) row(0, j) = data.X(i, j);
-      const double alone = predictions(model, fit, row)[0];
-      EXPECT_NEAR(together[static_cast<std::size_t>(i)] / alone, 1.0, 1e-9);
-    }
-  }
-}
-
 }  // namespace
 }  // namespace corvane::model
