@@ -13,6 +13,7 @@
 #include "python/model/linear_linked_regression/logistic_regression_type.h"
 #include "python/model_checks.h"
 #include "python/optimizer_stack.h"
+#include "python/python_error.h"
 
 namespace corvane::python_bridge {
 
@@ -27,10 +28,7 @@ std::optional<penalty_mode> find_penalty_mode(std::string_view word) {
   return std::nullopt;
 }
 
-}  // namespace
-
-PyObject* make_public_logistic_regression_model(PyObject* /*module*/, PyObject* arguments,
-                                                PyObject* keywords) noexcept {
+PyObject* make_public(PyObject* arguments, PyObject* keywords) {
   constexpr std::array names{"init0",   "fit_intercept", "normalize",
                              "penalty", "grouper",       "tolerance"};
   // Defaults; the parser leaves alone what is not given. Object references are borrowed.
@@ -69,6 +67,13 @@ PyObject* make_public_logistic_regression_model(PyObject* /*module*/, PyObject* 
     grouping.emplace(python_object::share(grouper), false, fixed_parameters::allowed);
   return make_logistic_regression_object(std::make_unique<logistic_regression_model>(
       std::move(options), std::move(grouping), *penalty));
+}
+
+}  // namespace
+
+PyObject* make_public_logistic_regression_model(PyObject* /*module*/, PyObject* arguments,
+                                                PyObject* keywords) noexcept {
+  return return_null_on_error([&] { return make_public(arguments, keywords); });
 }
 
 }  // namespace corvane::python_bridge
