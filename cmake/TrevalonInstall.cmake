@@ -17,6 +17,7 @@ function(trevalon_wheel_module name)
 endfunction()
 
 trevalon_wheel_module(trevalon_impl FOLDER .)
+trevalon_wheel_module(trevalon_core FOLDER trevalon)
 
 if(TREVALON_BLAS_LIBRARY)
   install(FILES "${TREVALON_BLAS_LIBRARY}" DESTINATION trevalon.libs COMPONENT python)
