@@ -194,8 +194,9 @@ linear_linked_regression_model linear_linked_regression_model_descriptor::fit(
   dense_vector start{penalty->num_hyperparameters()};
   to_run(problem.hyperparameters.view(), start_hyperparameters(options_, *penalty), start);
   // The objective owns the normalized design: no other copy of it is alive.
-  aloocv_objective objective{options_.inner_optimizer, options_.loss_link, problem.penalty,
-                             std::move(problem.design), std::move(problem.target)};
+  aloocv_objective objective{options_.inner_optimizer,  options_.loss_link,
+                             problem.penalty,           std::move(problem.design),
+                             std::move(problem.target), options_.interrupt};
   optimized best = in_order_of_caller(
       problem, optimize_hyperparameters(options_, objective, *problem.penalty, start));
   linear_linked_regression_model model;

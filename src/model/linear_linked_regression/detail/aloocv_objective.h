@@ -24,11 +24,12 @@ namespace corvane::model::linear_linked_regression_detail {
 
 class aloocv_objective final : public optimization_objective_helper {
  public:
-  // X is n by p, normalized; y is coded -1 and +1.
+  // X is n by p, normalized; y is coded -1 and +1. All loops over rows, those of inner runs
+  // included, ask `interrupt` whether to go on.
   aloocv_objective(std::shared_ptr<trust_region_optimizer> inner_optimizer,
                    std::shared_ptr<const linear_loss_link> loss_link,
                    std::shared_ptr<const regularizer> penalty, dense_matrix&& X,
-                   dense_vector&& y);
+                   dense_vector&& y, interruption* interrupt = nullptr);
 
   // Forgets every theta: the next inner problem starts from w = 0, as the first one did.
   void restart();
@@ -96,6 +97,7 @@ class aloocv_objective final : public optimization_objective_helper {
   std::shared_ptr<const regularizer> regularizer_;
   dense_matrix X_;
   dense_vector y_;
+  interruption* interrupt_;
   loss_objective inner_objective_;  // looks at X and y
   dense_vector start_weights_;      // where the next inner problem starts
 

@@ -30,11 +30,12 @@ constexpr double nan = std::numeric_limits<double>::quiet_NaN();
 
 loss_objective::loss_objective(std::shared_ptr<const linear_loss_link> loss_link,
                                std::shared_ptr<const regularizer> penalty,
-                               const_matrix_view X, const_vector_view y)
+                               const_matrix_view X, const_vector_view y,
+                               interruption* interrupt)
     : regularizer_gradient_at_zero_{filled(X.cols(), 0.0)},
       regularizer_{std::move(penalty)},
       hyperparameters_{filled(regularizer_->num_hyperparameters(), nan)},
-      losses_{std::move(loss_link), X, y} {}
+      losses_{std::move(loss_link), X, y, interrupt} {}
 
 regularizer_status loss_objective::gradient_at_zero(const_vector_view theta,
                                                     vector_view out) const {

@@ -21,10 +21,11 @@ namespace corvane::model::linear_linked_regression_detail {
 // they belong to its solution, and the owner reads them there.
 class loss_objective final : public optimization_objective_helper {
  public:
-  // X (n by p) and y (n) must outlive the objective.
+  // X (n by p) and y (n) must outlive the objective. Each evaluation at another point asks
+  // `interrupt` whether to go on.
   loss_objective(std::shared_ptr<const linear_loss_link> loss_link,
                  std::shared_ptr<const regularizer> penalty, const_matrix_view X,
-                 const_vector_view y);
+                 const_vector_view y, interruption* interrupt = nullptr);
 
   // False when the penalty has no finite gradient at w = 0, where an inner problem starts:
   // set_hyperparameters would end the process with such a theta.
