@@ -38,19 +38,30 @@ using linear_linked_regression_detail::search_recorder;
 namespace detail = linear_linked_regression_detail;
 
 // Of fits at given strengths and of the criterion's derivatives, which take the inner
-// problem for solved exactly.
-constexpr double tight_tolerance = 1e-8;
+// problem for solved exactly. A value changes by 1e-10 of itself in Newton steps whose
+// square is below rounding; smaller gradients than this move no digit of it.
+constexpr double tight_tolerance = 1e-10;
+constexpr double tight_gradient_tolerance = 1e-5;
 
 constexpr int inner_iterations = 10000;
 
-std::shared_ptr<trust_region_optimizer> make_optimizer(double tolerance, int max_iterations,
+std::shared_ptr<trust_region_optimizer> make_optimizer(double tolerance,
+                                                       double gradient_tolerance,
+                                                       int max_iterations,
                                                        run_observer* observer) {
   trust_region_optimizer_options options;
   options.tolerance = tolerance;
-  options.tolerance2 = tolerance;
+  options.tolerance2 = gradient_tolerance;
   options.max_iterations = max_iterations;
   options.observer = observer;
   return make_trust_region_optimizer(options);
+}
+
+std::shared_ptr<trust_region_optimizer> make_tight_optimizer(
+    const logistic_options& options, run_observer* observer) {
+  return make_optimizer(std::min(options.tolerance, tight_tolerance),
+                        std::min(options.tolerance, tight_gradient_tolerance),
+                        options.max_iterations, observer);
 }
 
 // A normalized problem over groups of columns, and its objective.
@@ -64,8 +75,10 @@ struct posed_problem {
                                  data.target, *penalty)},
         objective{std::move(inner_optimizer),
                   std::make_shared<loss_link_detail::logistic_log_likelihood_loss_link>(),
-                  canonical.penalty, std::move(canonical.design),
-                  std::move(canonical.target)} {}
+                  canonical.penalty,
+                  std::move(canonical.design),
+                  std::move(canonical.target),
+                  options.observer} {}
 
   dense_vector in_run_order(const_vector_view theta) const {
     dense_vector ordered{theta.size()};
@@ -239,13 +252,14 @@ logistic_report fit_logistic(logistic_data&& data, const logistic_options& optio
   normalized_data normalized = detail::normalize(std::move(data), options);
   const single_blas_thread one_thread{normalized.design.cols() <= detail::few_features};
   quiet_observer inner{options.observer};
-  posed_problem posed{normalized, options, groups,
-                      make_optimizer(options.tolerance, inner_iterations, &inner)};
+  posed_problem posed{
+      normalized, options, groups,
+      make_optimizer(options.tolerance, options.tolerance, inner_iterations, &inner)};
   const canonical_problem& order = posed.canonical;
   search_recorder recorder{options.observer, order.hyperparameters.view()};
   linear_linked_regression_model_options search;
-  search.outer_optimizer =
-      make_optimizer(options.tolerance, options.max_iterations, &recorder);
+  search.outer_optimizer = make_optimizer(options.tolerance, options.tolerance,
+                                          options.max_iterations, &recorder);
   const dense_vector first = start_of_search(posed, options, normalized, start, search);
   const optimized best =
       optimize_hyperparameters(search, posed.objective, *order.penalty, first);
@@ -275,9 +289,7 @@ logistic_report fit_logistic_at(logistic_data&& data, const logistic_options& op
                                          strengths),
       columns);
   quiet_observer inner{options.observer};
-  posed_problem posed{normalized, options, columns,
-                      make_optimizer(std::min(options.tolerance, tight_tolerance),
-                                     options.max_iterations, &inner)};
+  posed_problem posed{normalized, options, columns, make_tight_optimizer(options, &inner)};
   double criterion = 0.0;
   if (!posed.objective.compute_value(posed.in_run_order(theta), criterion))
     throw optimizer_undefined_error{};
@@ -301,8 +313,7 @@ logistic_criterion evaluate_logistic_criterion(logistic_data&& data,
                                       : detail::separate_groups(groups);
   quiet_observer inner{options.observer};
   posed_problem posed{normalized, options, run_groups,
-                      make_optimizer(std::min(options.tolerance, tight_tolerance),
-                                     options.max_iterations, &inner)};
+                      make_tight_optimizer(options, &inner)};
   slopes_in_theta at;
   at.theta = detail::average_over_groups(of_columns, run_groups);
   const double value = differentiate_at(posed, at);
