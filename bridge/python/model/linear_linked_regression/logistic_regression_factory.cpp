@@ -5,9 +5,9 @@
 #include <array>
 #include <memory>
 #include <optional>
-#include <string_view>
 #include <utility>
 
+#include "model/linear_linked_regression/penalty_mode.h"
 #include "python/argument_parser.h"
 #include "python/initializer_bridge.h"
 #include "python/model/linear_linked_regression/logistic_regression_type.h"
@@ -18,15 +18,6 @@
 namespace corvane::python_bridge {
 
 namespace {
-
-// The words by which callers name a penalty are compared exactly.
-std::optional<penalty_mode> find_penalty_mode(std::string_view word) {
-  if (word == "l2") return penalty_mode::l2;
-  if (word == "l1") return penalty_mode::l1;
-  if (word == "elasticnet") return penalty_mode::elasticnet;
-  if (word == "bridge") return penalty_mode::bridge;
-  return std::nullopt;
-}
 
 PyObject* make_public(PyObject* arguments, PyObject* keywords) {
   constexpr std::array names{"init0",   "fit_intercept", "normalize",
@@ -43,7 +34,7 @@ PyObject* make_public(PyObject* arguments, PyObject* keywords) {
                            &tolerance))
     return nullptr;
   if (!check_tolerance(tolerance)) return nullptr;
-  const auto penalty = find_penalty_mode(penalty_word);
+  const auto penalty = model::find_penalty_mode(penalty_word);
   if (!penalty) {
     PyErr_Format(PyExc_RuntimeError, "unknown penalty mode %s", penalty_word);
     return nullptr;

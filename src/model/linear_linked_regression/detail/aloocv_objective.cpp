@@ -65,6 +65,22 @@ const_vector_view aloocv_objective::weights() const {
   return is_defined_ ? inner_result_.x.view() : start_weights_.view();
 }
 
+bool aloocv_objective::settle_at(const_vector_view theta, const_vector_view weights,
+                                 double& value) {
+  if (!(is_defined_ && same_point(theta, *evaluated_))) {
+    restart();
+    start_weights_ = weights;
+    inner_objective_.start_at(start_weights_);
+  }
+  accepted_.reset();
+  is_at_end_ = false;
+  return compute_value(theta, value);
+}
+
+const_symmetric_view aloocv_objective::loss_curvature() {
+  return inner_objective_.loss_curvature(inner_result_.x);
+}
+
 // The optimizer asks for value, derivatives and the start of an iteration at the same
 // theta: one refresh serves them all, and a theta that failed is remembered as such.
 bool aloocv_objective::refresh(const_vector_view theta) {

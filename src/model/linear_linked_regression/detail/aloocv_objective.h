@@ -38,6 +38,15 @@ class aloocv_objective final : public optimization_objective_helper {
   // undefined, at the last theta accepted.
   const_vector_view weights() const;
 
+  // The score at theta as `compute_value`, for a look at the solution there: of one that
+  // was not evaluated last the inner problem starts at `weights`. False where undefined.
+  bool settle_at(const_vector_view theta, const_vector_view weights, double& value);
+  // What the last theta evaluated, where it is defined, has for solution.
+  inner_optimum optimum() const;
+  const trust_region_result& inner_run() const { return inner_result_; }
+  // X' diag(l'') X at the solution, the lower triangle
+  const_symmetric_view loss_curvature();
+
   // False too where a trial just before lay across a jump and as close by, or where many
   // steps have brought next to nothing: what is left to gain is not worth inner problems.
   bool compute_value(const_vector_view theta, double& value) override;
@@ -82,7 +91,6 @@ class aloocv_objective final : public optimization_objective_helper {
   bool settle_at_solution();
   void leave_each_out();
   std::optional<double> sum_loo_losses() const;
-  inner_optimum optimum() const;
 
   std::shared_ptr<trust_region_optimizer> inner_optimizer_;
   std::shared_ptr<const linear_loss_link> loss_link_;

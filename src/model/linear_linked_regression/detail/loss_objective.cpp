@@ -185,6 +185,14 @@ bool loss_objective::holds_a_weight_about_to_leave(const_vector_view w,
   return is_move_due_;
 }
 
+const_symmetric_view loss_objective::loss_curvature(const_vector_view w) {
+  const loss_sums* const sums = losses_.differentiate(w);
+  if (sums == nullptr)
+    panic("link undefined at a solution", __LINE__,
+          "src/model/linear_linked_regression/detail/loss_objective");
+  return sums->hessian;
+}
+
 bool loss_objective::compute_value(const_vector_view w, double& value) {
   if (is_exhausted()) return false;
   const std::optional<double> loss = losses_.total(w);

@@ -74,6 +74,9 @@ class loss_objective final : public optimization_objective_helper {
   const_vector_view predictions() const { return losses_.predictions(); }
   const_vector_view loss_first_derivative() const { return losses_.first_derivative(); }
   const_vector_view loss_second_derivative() const { return losses_.second_derivative(); }
+  // X' diag(l'') X at w, good until the next call. Panics where the link fails, which it
+  // does not at a solution.
+  const_symmetric_view loss_curvature(const_vector_view w);
 
  private:
   regularizer_status gradient_at_zero(const_vector_view theta, vector_view out) const;
