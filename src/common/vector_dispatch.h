@@ -15,6 +15,17 @@ namespace corvane {
 template <int Doubles>
 using vector_width = std::integral_constant<int, Doubles>;
 
+namespace vector_dispatch_detail {
+
+// The most doubles in a register of the variants to choose from. For tests, which narrow it
+// before the first loop runs.
+inline int& widest_register() {
+  static int doubles = 8;
+  return doubles;
+}
+
+}  // namespace vector_dispatch_detail
+
 #if defined(__x86_64__) && defined(__GNUC__)
 
 namespace vector_dispatch_detail {
@@ -22,9 +33,12 @@ namespace vector_dispatch_detail {
 enum class instruction_set { baseline, avx2, avx512 };
 
 inline instruction_set detect() {
-  if (__builtin_cpu_supports("avx512f") != 0 && __builtin_cpu_supports("avx512dq") != 0)
+  const int widest = widest_register();
+  if (widest >= 8 && __builtin_cpu_supports("avx512f") != 0 &&
+      __builtin_cpu_supports("avx512dq") != 0)
     return instruction_set::avx512;
-  return __builtin_cpu_supports("avx2") != 0 && __builtin_cpu_supports("fma") != 0
+  return widest >= 4 && __builtin_cpu_supports("avx2") != 0 &&
+                 __builtin_cpu_supports("fma") != 0
              ? instruction_set::avx2
              : instruction_set::baseline;
 }

@@ -17,13 +17,13 @@ constexpr index_t chunk_size = step_sum_array::max_points;
 // The most points at which f is evaluated for an entry.
 constexpr int max_rounds = 5;
 
-// A table that is no better than the tolerance asks for is improved upon: what comes
-// straight from it must be this many times closer.
-constexpr double margin_of_table = 0.01;
+// What is left of an inverse after its last step, relative to itself.
+constexpr double accuracy = 1e-13;
 
-// As long as it leaves something that the rounding of f does not hide.
-double limit_of_table(double tolerance) {
-  return std::min(tolerance, std::max(margin_of_table * tolerance, 1e-13));
+double largest_steepness(std::span<const step_coefficients> steps) {
+  double largest = 0.0;
+  for (const step_coefficients& step : steps) largest = std::max(largest, step.steepness);
+  return largest;
 }
 
 template <class Visit>
@@ -42,11 +42,13 @@ step_inverse_batch::step_inverse_batch(scoped_allocator& scope,
       function_{scope, steps, step_means},
       smallest_{std::min(bracket.lower, bracket.upper)},
       largest_{std::max(bracket.lower, bracket.upper)},
+      steepness_{largest_steepness(steps)},
       indices_{scope.take<index_t>(chunk_size)},
       latents_{scope.vector(chunk_size)},
       points_{scope.vector(chunk_size)},
       next_points_{scope.vector(chunk_size)},
-      residuals_{scope.vector(chunk_size)} {}
+      residuals_{scope.vector(chunk_size)},
+      errors_{scope.vector(chunk_size)} {}
 
 void step_inverse_batch::fill_table(step_inverse_table& table, const_vector_view x) {
   const vector_view slopes = scope_.vector(x.size());
@@ -74,31 +76,27 @@ void step_inverse_batch::fill_table(step_inverse_table& table,
   fill_table(table, x);
 }
 
-void step_inverse_batch::solve(const step_inverse_table& table, const_vector_view latent,
-                               double tolerance, vector_view x) {
+void step_inverse_batch::solve(const_vector_view latent, double tolerance, vector_view x) {
   for_each_chunk(latent.size(), [&](index_t first, index_t count) {
-    solve_chunk(table, latent.part(first, count), tolerance, x.part(first, count));
+    solve_chunk(latent.part(first, count), tolerance, x.part(first, count));
   });
 }
 
-void step_inverse_batch::solve_chunk(const step_inverse_table& table,
-                                     const_vector_view latent, double tolerance,
+void step_inverse_batch::solve_chunk(const_vector_view latent, double tolerance,
                                      vector_view x) {
   index_t pending = latent.size();
   std::iota(indices_, indices_ + pending, index_t{0});
   std::copy(latent.begin(), latent.end(), latents_.begin());
-  table.interpolate(latent, points_);
-  double limit = limit_of_table(tolerance);
+  std::copy(x.begin(), x.end(), points_.begin());
   for (int round = 0; round < max_rounds && pending > 0; ++round) {
     take_halley_steps(latents_.part(0, pending), points_.part(0, pending));
-    pending = keep_unsolved(pending, limit, x);
-    limit = tolerance;
+    pending = keep_unsolved(pending, tolerance, x);
   }
   for (index_t i = 0; i < pending; ++i)
     x[indices_[i]] = std::numeric_limits<double>::quiet_NaN();
 }
 
-// The relative residuals at the points, and the points one step on.
+// The relative residuals at the points, the points one step on and their errors.
 void step_inverse_batch::take_halley_steps(const_vector_view latent, const_vector_view x) {
   function_.evaluate(x);
   const index_t count = x.size();
@@ -111,25 +109,29 @@ void step_inverse_batch::take_halley_steps(const_vector_view latent, const_vecto
   const double* const curvature = function_.curvatures().data();
   double* const next = next_points_.data();
   double* const residual = residuals_.data();
+  double* const error = errors_.data();
+  const double b = steepness_;
   run_vectorized([=](auto /*width*/) {
     for (index_t i = 0; i < count; ++i) {
       const double r = value[i] - target[i];
       residual[i] = root_solver_detail::relative_residual(r, target[i]);
-      const double to =
-          from[i] - root_solver_detail::halley_step(r, slope[i], curvature[i]);
+      const double step = root_solver_detail::halley_step(r, slope[i], curvature[i]);
+      const double to = from[i] - step;
       const double not_below = to < smallest ? smallest : to;
       next[i] = not_below > largest ? largest : not_below;
+      error[i] = 2.0 * (b * step) * (b * step) * std::abs(step);
     }
   });
 }
 
-// Writes the points of the first `count` pending entries, and moves those that are not
-// within the limit to the front. Their number.
-index_t step_inverse_batch::keep_unsolved(index_t count, double limit, vector_view x) {
-  for (index_t i = 0; i < count; ++i) x[indices_[i]] = points_[i];
+// Writes the points one step on of the first `count` pending entries, and moves the entries
+// that these do not solve to the front. Their number.
+index_t step_inverse_batch::keep_unsolved(index_t count, double tolerance, vector_view x) {
+  for (index_t i = 0; i < count; ++i) x[indices_[i]] = next_points_[i];
   index_t kept = 0;
   for (index_t i = 0; i < count; ++i) {
-    if (limit > residuals_[i]) continue;
+    if (tolerance > residuals_[i] && errors_[i] <= accuracy * std::abs(next_points_[i]))
+      continue;
     indices_[kept] = indices_[i];
     latents_[kept] = latents_[i];
     points_[kept] = next_points_[i];

@@ -48,6 +48,7 @@ step_sum_array::step_sum_array(scoped_allocator& scope,
       step_means_{step_means.data()},
       arguments_{scope.vector(max_points)},
       tangents_{scope.vector(max_points)},
+      complements_{scope.vector(max_points)},
       values_{scope.vector(max_points)},
       slopes_{scope.vector(max_points)},
       curvatures_{scope.vector(max_points)} {}
@@ -65,17 +66,20 @@ void step_sum_array::add_step(const_vector_view x, std::size_t k) {
   const index_t count = x.size();
   for (index_t i = 0; i < count; ++i)
     arguments_[i] = step.steepness * (x[i] + step.position);
-  compute_tanh(arguments_.part(0, count), tangents_.part(0, count));
+  compute_tanh(arguments_.part(0, count), tangents_.part(0, count),
+               complements_.part(0, count));
   const double* const t = tangents_.data();
+  const double* const s = complements_.data();
   double* const value = values_.data();
   double* const slope = slopes_.data();
   double* const curvature = curvatures_.data();
   run_vectorized([=](auto /*width*/) {
     for (index_t i = 0; i < count; ++i) {
-      const double s = 1.0 - t[i] * t[i];
-      value[i] += (t[i] - mean) * step.height;
-      slope[i] += step.slope * s;
-      curvature[i] += step.slope_by_gamma * (t[i] * s);
+      // t - h by way of 1 - |t| = s / (1 + |t|): both may be near 1, and a_k large.
+      const double limit = std::copysign(1.0, t[i]);
+      value[i] += ((limit - mean) - s[i] / (limit + t[i])) * step.height;
+      slope[i] += step.slope * s[i];
+      curvature[i] += step.slope_by_gamma * (t[i] * s[i]);
     }
   });
 }

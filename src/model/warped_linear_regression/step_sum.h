@@ -60,6 +60,7 @@ class step_sum_array {
   const double* step_means_;
   vector_view arguments_;
   vector_view tangents_;
+  vector_view complements_;
   vector_view values_;
   vector_view slopes_;
   vector_view curvatures_;

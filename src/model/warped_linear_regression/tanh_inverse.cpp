@@ -97,18 +97,21 @@ class step_inversion {
         bracket_{bracket_all(function_, range_)},
         batch_{scope_, steps, step_means, bracket_} {}
 
+  // The steps of the batch end where they would from any start nearby: in nearly all digits
+  // of an inverse, whichever way its first ones were found.
   void run(vector_view x) {
-    if (latent_.size() < smallest_batch) {
-      for (index_t i = 0; i < latent_.size(); ++i) x[i] = invert(latent_[i]);
-      return;
-    }
-    batch_.solve(make_table(), latent_, tolerance_, x);
+    if (latent_.size() < smallest_batch)
+      for (index_t i = 0; i < latent_.size(); ++i) x[i] = find_near(latent_[i]);
+    else
+      make_table().interpolate(latent_, x);
+    batch_.solve(latent_, tolerance_, x);
     for (index_t i = 0; i < latent_.size(); ++i)
-      if (std::isnan(x[i])) x[i] = invert(latent_[i]);
+      if (std::isnan(x[i])) x[i] = find(latent_[i]);
   }
 
  private:
-  double invert(double target) {
+  // Within the tolerance.
+  double find_near(double target) {
     const solver_options options{.tolerance = tolerance_, .max_iterations = max_iterations};
     try {
       return find_root(options, function_, target, target, bracket_);
@@ -119,11 +122,17 @@ class step_inversion {
     }
   }
 
+  double find(double target) {
+    double x = find_near(target);
+    batch_.solve({&target, 1}, tolerance_, {&x, 1});
+    return std::isnan(x) ? find_closest(function_, target, bracket_) : x;
+  }
+
   // The solver makes a coarse table, and that one a fine one.
   step_inverse_table make_table() {
     step_inverse_table coarse{scope_, range_.smallest, range_.largest, coarse_cells};
     const vector_view x = scope_.vector(coarse.num_knots());
-    for (index_t j = 0; j < x.size(); ++j) x[j] = invert(coarse.knot(j));
+    for (index_t j = 0; j < x.size(); ++j) x[j] = find_near(coarse.knot(j));
     batch_.fill_table(coarse, x);
     const index_t num_cells =
         std::clamp(latent_.size() / latents_per_cell, coarse_cells, most_cells);

@@ -29,9 +29,12 @@ void draw_start_point(vector_view theta) {
   for (double& parameter : theta) parameter = 2.0 * draw_uniform(generator) - 1.0;
 }
 
-// With a constant target every map leaves no residual, and the likelihood has no maximum.
-void reject_constant(const_vector_view y) {
-  const auto differs = [&](double value) { return value != y[0]; };
+// Where all targets are 0, or become so when their mean is subtracted, every map leaves no
+// residual, and the likelihood has no maximum.
+void reject_constant(const_vector_view y, bool centered) {
+  const auto differs = [first = centered ? y[0] : 0.0](double value) {
+    return value != first;
+  };
   if (std::none_of(y.begin(), y.end(), differs))
     throw std::invalid_argument("target_vector is constant");
 }
@@ -127,7 +130,7 @@ std::unique_ptr<target_warper> warped_linear_regression_model_descriptor::make_w
 warped_fit warped_linear_regression_model_descriptor::fit(const_vector_view y,
                                                           const_matrix_view X) const {
   normalized_data data = normalize(y, X);
-  reject_constant(y);
+  reject_constant(y, center_target_);
   warped_fit fitted;
   fitted.normalizer = std::move(data.normalizer);
   if (rescale_target_) cut_digits(data.target, digits_of_path);
