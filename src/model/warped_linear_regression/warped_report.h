@@ -24,7 +24,7 @@ struct warped_fit_options {
   bool fit_intercept = true;  // centers target and columns
   bool normalize = true;      // divides them by their lengths
   // (alpha, beta, gamma) of each step, standardized; empty means reproducible draws.
-  const_vector_view start;
+  const_vector_view start{};
   double tolerance = 0.0001;
   int max_iterations = 10000;
   run_observer* observer = nullptr;
