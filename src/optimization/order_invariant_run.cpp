@@ -112,7 +112,8 @@ class reordered_objective final : public optimization_objective_helper {
 
 trust_region_result optimize_order_invariantly(trust_region_optimizer& optimizer,
                                                second_order_objective& objective,
-                                               const_vector_view x0) {
+                                               const_vector_view x0,
+                                               run_observer* observer) {
   const index_t n = x0.size();
   if (n < 2) return optimize(optimizer, objective, x0);
   scoped_allocator scope;
@@ -122,6 +123,7 @@ trust_region_result optimize_order_invariantly(trust_region_optimizer& optimizer
     throw optimizer_undefined_error{};
   index_vector order(n);
   order_by_slope(start.gradient, order.data());
+  if (observer != nullptr) observer->set_order(order);
 
   reordered_objective reordered{objective, order, start};
   const vector_view reordered_x0 = scope.vector(n);

@@ -15,9 +15,10 @@ namespace corvane {
 
 // As `optimize`; of point and derivatives, the result is in the caller's order. Variables
 // of equal slope keep the order that they have. An optimizer that keeps a log sees the
-// order of the run.
+// order of the run; an observer that the optimizer was made with is told of it here.
 trust_region_result optimize_order_invariantly(trust_region_optimizer& optimizer,
                                                second_order_objective& objective,
-                                               const_vector_view x0);
+                                               const_vector_view x0,
+                                               run_observer* observer = nullptr);
 
 }  // namespace corvane

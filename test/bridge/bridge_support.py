@@ -3,6 +3,8 @@
 arrays, child processes, and the size of the process."""
 
 import gc
+import importlib
+import importlib.util
 import os
 import statistics
 import subprocess
@@ -15,6 +17,13 @@ import pytest
 # An instrumented build ends the process where the heap is exhausted, and keeps freed memory
 # back: what is asked of either is asked of the plain build alone.
 SANITIZED = "TREVALON_SANITIZED" in os.environ
+
+
+def load_core():
+    """trevalon._core; in an instrumented build the one of the build folder, which stands
+    by itself there."""
+    name = "_core" if importlib.util.find_spec("_core") else "trevalon._core"
+    return importlib.import_module(name)
 
 
 class OwnError(Exception):

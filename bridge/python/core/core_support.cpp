@@ -1,0 +1,216 @@
+// SPDX-License-Identifier: BSD-3-Clause
+#include "python/core/core_support.h"
+
+#include <array>
+#include <new>
+#include <stdexcept>
+#include <utility>
+
+#include "optimization/optimizer_error.h"
+#include "optimization/variable_order.h"
+#include "python/array_conversion.h"
+#include "python/strided_copy.h"
+
+namespace corvane::python_bridge {
+
+namespace {
+
+constexpr auto check_interval = std::chrono::milliseconds{50};
+
+// Lives as long as the process, as the module does.
+PyObject* fit_error = nullptr;
+
+float64_buffer hold_array(const char* name, PyObject* object, int dimensions) {
+  auto buffer = float64_buffer::hold(object, dimensions, buffer_access::read);
+  if (!buffer) {
+    PyErr_Format(PyExc_TypeError,
+                 "%s must be a numpy array of float64 with %d dimension(s)", name,
+                 dimensions);
+    throw python_error{};
+  }
+  return std::move(*buffer);
+}
+
+// numpy.array(list of int) has the dtype of the platform's long, which is int64 here.
+python_object to_numpy_indices(const_index_view numbers) {
+  const python_object list{PyList_New(numbers.size())};
+  for (index_t i = 0; i < numbers.size(); ++i) {
+    python_object number{PyLong_FromLongLong(numbers[i])};
+    // Takes the reference over, also when it fails.
+    if (PyList_SetItem(list.get(), i, number.release()) != 0) throw python_error{};
+  }
+  const python_object numpy{PyImport_ImportModule("numpy")};
+  return python_object{
+      PyObject_CallMethod(numpy.get(), "array", "Os", list.get(), "int64")};
+}
+
+const_vector_view view_of(const std::vector<double>& numbers) {
+  return {numbers.data(), static_cast<index_t>(numbers.size())};
+}
+
+}  // namespace
+
+array_argument::array_argument(const char* name, PyObject* object, int dimensions)
+    : buffer_{hold_array(name, object, dimensions)} {}
+
+dense_matrix array_argument::matrix() const {
+  dense_matrix copied(rows(), columns());
+  copy_strided(buffer_.elements(), copied);
+  return copied;
+}
+
+dense_vector array_argument::vector() const {
+  dense_vector copied(rows());
+  copy_strided(buffer_.elements(), {copied.data(), rows(), 1});
+  return copied;
+}
+
+dense_vector read_optional_vector(const char* name, PyObject* object) {
+  if (Py_IsNone(object) != 0) return dense_vector(0);
+  return array_argument{name, object, 1}.vector();
+}
+
+index_vector read_codes(const char* name, PyObject* object) {
+  const dense_vector numbers = read_optional_vector(name, object);
+  index_vector codes(numbers.size());
+  for (index_t i = 0; i < codes.size(); ++i) codes[i] = static_cast<index_t>(numbers[i]);
+  return codes;
+}
+
+result_dict::result_dict() : dict_{PyDict_New()} {}
+
+void result_dict::set(const char* key, const python_object& value) {
+  if (PyDict_SetItemString(dict_.get(), key, value.get()) != 0) throw python_error{};
+}
+void result_dict::set(const char* key, double value) {
+  set(key, python_object{PyFloat_FromDouble(value)});
+}
+void result_dict::set(const char* key, bool value) {
+  set(key, python_object{PyBool_FromLong(value ? 1 : 0)});
+}
+void result_dict::set(const char* key, std::int64_t value) {
+  set(key, python_object{PyLong_FromLongLong(value)});
+}
+void result_dict::set(const char* key, const char* text) {
+  set(key, python_object{PyUnicode_FromString(text)});
+}
+void result_dict::set(const char* key, const_vector_view numbers) {
+  set(key, to_numpy_vector(numbers));
+}
+void result_dict::set(const char* key, const_matrix_view numbers) {
+  set(key, to_numpy_matrix(numbers));
+}
+void result_dict::set(const char* key, const_index_view numbers) {
+  set(key, to_numpy_indices(numbers));
+}
+
+python_observer::python_observer(PyObject* callable)
+    : next_check_{std::chrono::steady_clock::now() + check_interval} {
+  if (Py_IsNone(callable) == 0) callable_ = python_object::share(callable);
+}
+
+void python_observer::check() {
+  const auto now = std::chrono::steady_clock::now();
+  if (now < next_check_) return;
+  next_check_ = now + check_interval;
+  const acquired_lock lock;
+  if (PyErr_CheckSignals() != 0) throw python_error{};
+}
+
+void python_observer::set_order(const_index_view order) {
+  order_.assign(order.begin(), order.end());
+}
+
+void python_observer::observe_iteration(const iteration_record& record) {
+  dense_vector point{record.x};
+  if (!order_.empty())
+    to_caller({order_.data(), static_cast<index_t>(order_.size())}, record.x, point);
+  values_.push_back(record.value);
+  gradient_norms_.push_back(record.gradient_max);
+  radii_.push_back(record.radius);
+  points_.insert(points_.end(), point.begin(), point.end());
+  if (!callable_) return;
+  const acquired_lock lock;
+  const python_object hyperparameters = to_numpy_vector(point);
+  const python_object ignored{
+      PyObject_CallFunction(callable_->get(), "idddO", record.iteration, record.value,
+                            record.gradient_max, record.radius, hyperparameters.get())};
+  if (PyErr_CheckSignals() != 0) throw python_error{};
+}
+
+python_object python_observer::history() const {
+  result_dict history;
+  history.set("value", view_of(values_));
+  history.set("gradient_norm", view_of(gradient_norms_));
+  history.set("radius", view_of(radii_));
+  const auto rows = static_cast<index_t>(values_.size());
+  const auto columns = rows == 0 ? 0 : static_cast<index_t>(points_.size()) / rows;
+  history.set("hyperparameters", to_numpy_matrix(rows, columns, [&](index_t i, index_t j) {
+                return points_[static_cast<std::size_t>(i * columns + j)];
+              }));
+  return history.release();
+}
+
+const char* text_of(run_end end) {
+  switch (end) {
+    case run_end::within_tolerance:
+      return "tolerance met";
+    case run_end::no_decrease:
+      return "no further decrease";
+    case run_end::trust_region_collapsed:
+      return "trust region collapsed";
+    case run_end::iteration_limit:
+      return "limit reached";
+    case run_end::infimum:
+      return "score at its infimum";
+    case run_end::degenerate:
+      return "degenerate";
+    case run_end::undefined:
+      break;
+  }
+  return "undefined";
+}
+
+void set_run(result_dict& results, const trust_region_result& run,
+             const python_observer& observer) {
+  results.set("end", text_of(run.end));
+  results.set("converged", run.within_tolerance);
+  results.set("n_iter", std::int64_t{run.num_iterations});
+  results.set("n_evaluations", std::int64_t{run.num_evaluations});
+  results.set("hyperparameters", run.x);
+  results.set("history", observer.history());
+}
+
+void register_fit_error(const python_object& module) {
+  fit_error = python_object{PyErr_NewException("trevalon._core.FitError", PyExc_ValueError,
+                                               nullptr)}
+                  .release();
+  python_object reference = python_object::share(fit_error);
+  if (PyModule_AddObject(module.get(), "FitError", reference.get()) != 0)
+    throw python_error{};
+  reference.release();
+}
+
+void raise_fit_error(const char* reason) { raise_error(fit_error, reason); }
+
+// The one table from C++ to Python exceptions.
+PyObject* call_core_function(python_object (*function)(PyObject*, PyObject*),
+                             PyObject* arguments, PyObject* keywords) noexcept {
+  try {
+    return function(arguments, keywords).release();
+  } catch (const python_error&) {  // the error is set
+  } catch (const std::bad_alloc&) {
+    PyErr_NoMemory();
+  } catch (const optimizer_undefined_error&) {
+    PyErr_SetString(fit_error, "undefined at the start");
+  } catch (const std::invalid_argument& failure) {
+    PyErr_SetString(PyExc_ValueError, failure.what());
+  } catch (const std::overflow_error&) {
+    PyErr_SetString(fit_error, "overflow");
+  } catch (const std::exception& failure) {
+    PyErr_SetString(fit_error, failure.what());
+  }
+  return nullptr;
+}
+
+}  // namespace corvane::python_bridge

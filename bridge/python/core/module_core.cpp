@@ -1,0 +1,30 @@
+// SPDX-License-Identifier: BSD-3-Clause
+//
+// The extension module trevalon._core, on which the estimators stand: a function per
+// question, plain arrays and numbers in and out, the interpreter's lock released while they
+// compute.
+#include <array>
+
+#include "python/core/core_support.h"
+#include "python/core/linear_functions.h"
+#include "python/python.h"
+#include "python/python_type.h"
+
+namespace bridge = corvane::python_bridge;
+
+// The interpreter finds the function by this name.
+// NOLINTNEXTLINE(readability-identifier-naming,bugprone-reserved-identifier)
+PyMODINIT_FUNC PyInit__core() noexcept {
+  // The interpreter keeps a pointer into the table.
+  static auto methods = std::array{bridge::make_core_method<&bridge::predict_linear>(
+                                       "predict_linear", "X coef + intercept"),
+                                   PyMethodDef{}};
+  try {
+    const bridge::python_object module = bridge::make_python_module(
+        "_core", "The compiled core of the estimators", methods.data());
+    bridge::register_fit_error(module);
+    return bridge::python_object{module}.release();
+  } catch (const bridge::python_error&) {
+    return nullptr;
+  }
+}
