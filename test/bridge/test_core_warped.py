@@ -83,7 +83,7 @@ def test_the_latent_model_is_least_squares_of_the_mapped_targets(fit_intercept, 
 
 @pytest.mark.parametrize("normalize", [True, False])
 def test_the_log_likelihood_is_that_of_normal_latent_values_times_the_slope(normalize):
-    fit = fitted(normalize=normalize)
+    fit = fitted(n_steps=1, normalize=normalize)
     z, mean = warp(fit.state, fit.y), fit.X @ fit.coef + fit.intercept
     deviation = np.sqrt(np.mean((z - mean) ** 2))
     expected = norm.logpdf(z, mean, deviation) + log_slope(fit.state, fit.y)
