@@ -7,6 +7,7 @@
 
 #include "python/core/core_support.h"
 #include "python/core/linear_functions.h"
+#include "python/core/warped_functions.h"
 #include "python/python.h"
 #include "python/python_type.h"
 
@@ -16,9 +17,22 @@ namespace bridge = corvane::python_bridge;
 // NOLINTNEXTLINE(readability-identifier-naming,bugprone-reserved-identifier)
 PyMODINIT_FUNC PyInit__core() noexcept {
   // The interpreter keeps a pointer into the table.
-  static auto methods = std::array{bridge::make_core_method<&bridge::predict_linear>(
-                                       "predict_linear", "X coef + intercept"),
-                                   PyMethodDef{}};
+  static auto methods = std::array{
+      bridge::make_core_method<&bridge::predict_linear>("predict_linear",
+                                                        "X coef + intercept"),
+      bridge::make_core_method<&bridge::fit_warped>("fit_warped",
+                                                    "fit a warped linear regression"),
+      bridge::make_core_method<&bridge::warped_predict>(
+          "warped_predict", "predict from the state of a warped linear regression"),
+      bridge::make_core_method<&bridge::warp_transform>(
+          "warp_transform", "latent values of targets under a map"),
+      bridge::make_core_method<&bridge::warp_derivative>("warp_derivative",
+                                                         "slopes of a map at targets"),
+      bridge::make_core_method<&bridge::warp_inverse>("warp_inverse",
+                                                      "targets of latent values"),
+      bridge::make_core_method<&bridge::make_warp>("make_warp",
+                                                   "the map of given parameters"),
+      PyMethodDef{}};
   try {
     const bridge::python_object module = bridge::make_python_module(
         "_core", "The compiled core of the estimators", methods.data());
