@@ -97,8 +97,7 @@ TEST(step_inverse, all_digits_of_an_inverse_behind_a_high_step_are_its_own) {
   for (double& entry : y) entry /= std::sqrt(squares);
   const auto warper = make({664.0, 8.1, 0.17}, y);
   std::vector<double> latent;
-  const const_vector_view trained = warper->training_latents();
-  for (index_t i = 0; i < trained.size(); ++i) latent.push_back(1.5 * trained[i]);
+  for (const double trained : warper->training_latents()) latent.push_back(1.5 * trained);
   const auto at_once = inverse_of(*warper, latent, 1e-5, all);
   const auto one_by_one = inverse_of(*warper, latent, 1e-5, 1);
   for (std::size_t i = 0; i < latent.size(); ++i)
