@@ -279,8 +279,8 @@ def test_what_an_observer_raises_ends_the_fit():
         (lambda X, y: (X, y * 1e-320), "constant target"),
         (lambda X, y: (np.ones_like(X), y), "constant columns"),
         (lambda X, y: (X * 1e-315, y), "constant columns"),
-        (lambda X, y: (X * 1e200, y), "overflow"),
-        (lambda X, y: (X, y * 1e200), "overflow"),
+        (lambda X, y: (X * 1e200, y), "squares overflow"),
+        (lambda X, y: (X, y * 1e200), "squares overflow"),
     ],
 )
 def test_a_fit_that_cannot_be_carried_out_gives_its_reason(spoil, reason):
