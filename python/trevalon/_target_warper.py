@@ -81,7 +81,9 @@ class TargetWarper:
         return self._apply(_core.warp_inverse, z)
 
     def _apply(
-        self, function: Callable[[dict[str, Any], FloatArray], FloatArray], values: VectorLike
+        self,
+        function: Callable[[dict[str, Any], FloatArray], FloatArray],
+        values: VectorLike,
     ) -> FloatArray:
         array = np.asarray(values, dtype=np.float64)
         state = {name: getattr(self, name) for name in _MAP}
