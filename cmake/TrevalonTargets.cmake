@@ -7,7 +7,7 @@ add_library(trevalon_options INTERFACE)
 target_compile_features(trevalon_options INTERFACE cxx_std_20)
 target_compile_options(trevalon_options INTERFACE
   -Wall -Wextra -Wpedantic -Wshadow -Wconversion -Wnon-virtual-dtor -Woverloaded-virtual
-  -Wcast-align -Wunused -Wnull-dereference -Wdouble-promotion -Wformat=2 -Werror
+  -Wcast-align -Wunused -Wnull-dereference -Wdouble-promotion -Wformat=2
   # A formula is evaluated as it is written: no contraction into fused multiply-adds.
   -ffp-contract=off)
 target_include_directories(trevalon_options INTERFACE "${PROJECT_SOURCE_DIR}/src")

@@ -2,8 +2,9 @@
 //
 // What stands in front of every member that Python calls: one template for methods, one for
 // attributes. They take the model out of `self`, hand on what the member returns, and turn
-// a python_error into the null by which the interpreter learns of an error. They catch
-// nothing else: any other exception that leaves a member ends the process.
+// a python_error or an exhausted heap into the null by which the interpreter learns of an
+// error. They catch nothing else: any other exception that leaves a member ends the
+// process.
 #pragma once
 
 #include <type_traits>
@@ -31,23 +32,19 @@ struct member_traits<Result (Model::*)(Arguments...) const> {
   using model_type = const Model;
 };
 
-// Calls a member that returns a python_object, or nothing for Python's None. As it is
-// noexcept, an exception that is not caught here goes to std::terminate, and not through
-// frames of the interpreter, which were not made for it.
+// Calls a member that returns a python_object, or nothing for Python's None.
 template <auto Member, class... Arguments>
 PyObject* call_member(PyObject* self, Arguments... arguments) noexcept {
   using model_type = typename member_traits<decltype(Member)>::model_type;
   auto& model = model_of<std::remove_const_t<model_type>>(self);
-  try {
+  return return_null_on_error([&]() -> PyObject* {
     if constexpr (std::is_void_v<decltype((model.*Member)(arguments...))>) {
       (model.*Member)(arguments...);
       return python_object::share(Py_None).release();
     } else {
       return (model.*Member)(arguments...).release();
     }
-  } catch (const python_error&) {
-    return nullptr;
-  }
+  });
 }
 
 }  // namespace method_wrapper_detail

@@ -30,8 +30,11 @@ inline void throw_if_error_set() {
   if (PyErr_Occurred() != nullptr) throw python_error{};
 }
 
-// Runs `body`, with an exhausted heap turned into Python's MemoryError. Wrappers do not
-// translate: a std::bad_alloc that reached one would end the process.
+// Sets a RuntimeError with `text` whose cause, as `raise ... from` sets it, is a
+// MemoryError: so that a caller can tell want of memory from a fault of his data.
+void set_error_for_want_of_memory(const char* text) noexcept;
+
+// Runs `body`, with an exhausted heap turned into Python's MemoryError.
 template <class Body>
 auto with_memory_error(Body&& body) {
   try {
@@ -39,6 +42,19 @@ auto with_memory_error(Body&& body) {
   } catch (const std::bad_alloc&) {
     PyErr_NoMemory();
     throw python_error{};
+  }
+}
+
+// Runs `body`, which gives a new reference, for a function that the interpreter calls: a
+// Python error and an exhausted heap become the null by which it learns of an error. No
+// other exception is caught. As this is noexcept, such a one goes to std::terminate, and
+// not through frames of the interpreter, which were not made for it.
+template <class Body>
+PyObject* return_null_on_error(Body&& body) noexcept {
+  try {
+    return with_memory_error(std::forward<Body>(body));
+  } catch (const python_error&) {
+    return nullptr;
   }
 }
 
@@ -63,6 +79,9 @@ void with_fit_error(const char* text, Body&& body) {
     std::forward<Body>(body)();
   } catch (const python_error&) {
     throw;
+  } catch (const std::bad_alloc&) {
+    set_error_for_want_of_memory(text);
+    throw python_error{};
   } catch (const std::exception&) {
     raise_error(PyExc_RuntimeError, text);
   }

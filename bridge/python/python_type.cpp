@@ -4,6 +4,7 @@
 #include <mutex>
 #include <vector>
 
+#include "common/scoped_allocator.h"
 #include "python/python_error.h"
 
 namespace corvane::python_bridge {
@@ -58,6 +59,9 @@ python_object make_python_module(const char* name, const char* doc, PyMethodDef*
                                 nullptr,
                                 nullptr,
                                 nullptr};
+  // The thread that imports makes its scratch memory now. Where the C library finds no room
+  // for thread-local data it ends the process: better here than in the midst of a fit.
+  scoped_allocator{};
   static std::once_flag filled;
   std::call_once(filled, [&] {
     definition.m_name = name;

@@ -6,7 +6,6 @@
 #pragma once
 
 #include <cstdint>
-#include <cstdlib>
 #include <memory>
 #include <string>
 
@@ -37,7 +36,8 @@ PyObject* make_python_type(const python_type_description& description);
 PyTypeObject* register_python_type(const python_object& module, const char* attribute,
                                    const python_type_description& description);
 
-// Fills the one static module definition, on the first call alone, and makes the module.
+// Fills the one static module definition, on the first call alone, and makes the module and
+// the scratch memory of this thread.
 python_object make_python_module(const char* name, const char* doc, PyMethodDef* methods);
 
 // The model behind an instance. The interpreter has checked the type of `self` before it
@@ -47,12 +47,11 @@ Model& model_of(PyObject* self) {
   return *static_cast<Model*>(reinterpret_cast<model_object*>(self)->model);
 }
 
-// An instance that owns `model`. An interpreter that cannot even make the instance ends the
-// process.
+// An instance that owns `model`: a new reference, or null with the Python error set.
 template <class Model>
 PyObject* make_model_object(PyTypeObject* type, std::unique_ptr<Model> model) {
   auto* object = reinterpret_cast<model_object*>(_PyObject_New(type));
-  if (object == nullptr) std::abort();
+  if (object == nullptr) return nullptr;
   object->model = model.release();
   return reinterpret_cast<PyObject*>(object);
 }

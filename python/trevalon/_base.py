@@ -213,6 +213,8 @@ class SelfTunedModel(CallbackSupportMixin, BaseEstimator):
         except RuntimeError as error:
             if not str(error).startswith("failed to fit"):
                 raise
+            if isinstance(error.__cause__, MemoryError):
+                raise error.__cause__ from None
             # Says so in scikit-learn's words where something is not finite.
             check_X_y(X, y, estimator=self, ensure_min_features=0)
             raise ValueError(

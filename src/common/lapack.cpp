@@ -2,6 +2,9 @@
 #include "common/lapack.h"
 
 #include <exception>
+#include <new>
+#include <stdexcept>
+#include <string>
 #include <type_traits>
 
 #include "common/blas_symbols.h"
@@ -51,6 +54,14 @@ auto twin(Single single_precision, Double double_precision) {
 }
 
 }  // namespace
+
+int judge_status(int status) {
+  if (status == LAPACK_WORK_MEMORY_ERROR || status == LAPACK_TRANSPOSE_MEMORY_ERROR)
+    throw std::bad_alloc{};
+  if (status < 0)
+    throw std::logic_error{"LAPACK refused argument " + std::to_string(-status)};
+  return status;
+}
 
 template <class T>
 int trtri(triangle which, diagonal_kind diag, int n, T* a, int lda) noexcept {

@@ -3,6 +3,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <stdexcept>
 
 #include "common/blas.h"
 #include "common/lapack.h"
@@ -22,6 +23,18 @@ int rows_of(transposition op, const_matrix_block a) {
 }
 int cols_of(transposition op, const_matrix_block a) {
   return op == plain ? cols(a) : rows(a);
+}
+
+// Of an inversion, which fails at a zero on the diagonal alone.
+void require_regular(int status) {
+  if (lapack::judge_status(status) != 0)
+    throw std::domain_error{"a triangular matrix is singular"};
+}
+
+// Of a routine that no data can make fail.
+void require_done(int status) {
+  if (lapack::judge_status(status) != 0)
+    throw std::logic_error{"LAPACK found a fault where there can be none"};
 }
 
 }  // namespace
@@ -110,34 +123,41 @@ void trmm(side where, triangle which, transposition op, const_matrix_block a,
 }
 
 int potrf(matrix_block a) {
-  return lapack::potrf(triangle::lower, rows(a), a.data(), stride(a));
+  return lapack::judge_status(lapack::potrf(triangle::lower, rows(a), a.data(), stride(a)));
 }
 
-int trtri(triangle which, matrix_block a) {
-  return lapack::trtri(which, diagonal_kind::general, rows(a), a.data(), stride(a));
+void trtri(triangle which, matrix_block a) {
+  require_regular(
+      lapack::trtri(which, diagonal_kind::general, rows(a), a.data(), stride(a)));
 }
 
-int potri(matrix_block l) {
-  return lapack::potri(triangle::lower, rows(l), l.data(), stride(l));
+void potri(matrix_block l) {
+  require_regular(lapack::potri(triangle::lower, rows(l), l.data(), stride(l)));
 }
 
-int geqrf(matrix_block a, vector_view tau) {
-  return lapack::geqrf(rows(a), cols(a), a.data(), stride(a), tau.data());
+void geqrf(matrix_block a, vector_view tau) {
+  require_done(lapack::geqrf(rows(a), cols(a), a.data(), stride(a), tau.data()));
 }
 
-int ormqr(transposition op, const_matrix_block factor, const_vector_view tau,
-          matrix_block c) {
-  return lapack::ormqr(side::left, op, rows(c), cols(c), blas_size(tau.size()),
-                       factor.data(), stride(factor), tau.data(), c.data(), stride(c));
+void ormqr(transposition op, const_matrix_block factor, const_vector_view tau,
+           matrix_block c) {
+  require_done(lapack::ormqr(side::left, op, rows(c), cols(c), blas_size(tau.size()),
+                             factor.data(), stride(factor), tau.data(), c.data(),
+                             stride(c)));
 }
 
 int gesdd(svd_job job, matrix_block a, vector_view s, matrix_block u, matrix_block vt) {
-  return lapack::gesdd(job, rows(a), cols(a), a.data(), stride(a), s.data(), u.data(),
-                       stride(u), vt.data(), stride(vt));
+  // The routine counts a matrix with a NaN as a wrong fourth argument, which LAPACKE, whose
+  // first one is the layout, makes the fifth.
+  constexpr int not_a_number = -5;
+  const int status = lapack::gesdd(job, rows(a), cols(a), a.data(), stride(a), s.data(),
+                                   u.data(), stride(u), vt.data(), stride(vt));
+  return lapack::judge_status(status == not_a_number ? 1 : status);
 }
 
 int syevd(matrix_block a, vector_view w) {
-  return lapack::syevd(triangle::lower, rows(a), a.data(), stride(a), w.data());
+  return lapack::judge_status(
+      lapack::syevd(triangle::lower, rows(a), a.data(), stride(a), w.data()));
 }
 
 double dot(const_vector_view x, const_vector_view y) {

@@ -3,6 +3,9 @@
 // BLAS and LAPACK over views: shape and leading dimension come with the operands. Symmetric
 // matrices are their lower triangle throughout. Names are those of the BLAS and LAPACK
 // users' guides. The order of arguments is that of the formula.
+//
+// A status that is returned speaks of the data, and is never negative: 0 is success. The
+// factorizations throw std::bad_alloc when the heap does not give LAPACK its work space.
 #pragma once
 
 #include "common/blas_arguments.h"
@@ -63,27 +66,30 @@ void trmm(side where, triangle which, transposition op, const_matrix_block a,
           matrix_block b);
 
 // A = L of A = L L'. The status: 0, or k + 1 when the pivot at position k fails.
-int potrf(matrix_block a);
+[[nodiscard]] int potrf(matrix_block a);
 
-// A = A^-1, A triangular. The status: 0, or k + 1 when the diagonal entry k is 0.
-int trtri(triangle which, matrix_block a);
+// A = A^-1, A triangular. Throws std::domain_error where the diagonal has a zero, which
+// that of a Cholesky factor never has.
+void trtri(triangle which, matrix_block a);
 
-// A = A^-1, the lower triangle, from L
-int potri(matrix_block l);
+// A = A^-1, the lower triangle, from L. Throws as trtri does.
+void potri(matrix_block l);
 
 // A = Q R, packed: R above the diagonal, the reflectors below it and in tau
-int geqrf(matrix_block a, vector_view tau);
+void geqrf(matrix_block a, vector_view tau);
 
 // C = op(Q) C, with Q as geqrf packed it in `factor` and `tau`
-int ormqr(transposition op, const_matrix_block factor, const_vector_view tau,
-          matrix_block c);
+void ormqr(transposition op, const_matrix_block factor, const_vector_view tau,
+           matrix_block c);
 
 // A = U diag(s) V', destroying A; all of U and V with svd_job::all, min(m, n) columns of
-// them with svd_job::thin
-int gesdd(svd_job job, matrix_block a, vector_view s, matrix_block u, matrix_block vt);
+// them with svd_job::thin. The status is positive where there is no result, of a NaN too.
+[[nodiscard]] int gesdd(svd_job job, matrix_block a, vector_view s, matrix_block u,
+                        matrix_block vt);
 
-// A = V diag(w) V', symmetric: w in rising order, and A = V
-int syevd(matrix_block a, vector_view w);
+// A = V diag(w) V', symmetric: w in rising order, and A = V. The status is positive where
+// there is no result.
+[[nodiscard]] int syevd(matrix_block a, vector_view w);
 
 double dot(const_vector_view x, const_vector_view y);
 double norm(const_vector_view x);  // Euclidean

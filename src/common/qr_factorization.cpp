@@ -28,18 +28,18 @@ qr_factorization transpose(const qr_factorization& qr) noexcept {
   return other;
 }
 
-int apply(const qr_factorization& qr, transposition op, matrix_block c) {
+void apply(const qr_factorization& qr, transposition op, matrix_block c) {
   if (qr.kind != 0) {
     std::cerr << "not supported yet\n";
     std::terminate();
   }
   const bool wants_transpose = (op != plain) != (qr.transposition != 0);
   const index_t reflectors = std::min(qr.factor.rows(), qr.factor.cols());
-  return ormqr(wants_transpose ? transposed : plain, qr.factor, {qr.tau, reflectors}, c);
+  ormqr(wants_transpose ? transposed : plain, qr.factor, {qr.tau, reflectors}, c);
 }
 
-int apply(const qr_factorization& qr, transposition op, vector_view c) {
-  return apply(qr, op, matrix_block{c.data(), c.size(), 1, c.size()});
+void apply(const qr_factorization& qr, transposition op, vector_view c) {
+  apply(qr, op, matrix_block{c.data(), c.size(), 1, c.size()});
 }
 
 void solve_r(const qr_factorization& qr, vector_view x) {

@@ -21,9 +21,9 @@ struct qr_factorization {
 // The record that stands for the other one of Q and Q'.
 qr_factorization transpose(const qr_factorization& qr) noexcept;
 
-// C = op(Q) C, or with a record of Q', C = op(Q') C. Returns the status of ormqr.
-int apply(const qr_factorization& qr, transposition op, matrix_block c);
-int apply(const qr_factorization& qr, transposition op, vector_view c);
+// C = op(Q) C, or with a record of Q', C = op(Q') C.
+void apply(const qr_factorization& qr, transposition op, matrix_block c);
+void apply(const qr_factorization& qr, transposition op, vector_view c);
 
 // x = R^-1 x and B = R^-1 B, with R the leading square of the factor's upper triangle, over
 // the first min(m, n) entries of x and rows of B; those below are left as they are.

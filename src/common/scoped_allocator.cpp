@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: BSD-3-Clause
 #include "common/scoped_allocator.h"
 
+#include <atomic>
 #include <cstdint>
 #include <cstdlib>
 #include <exception>
@@ -17,12 +18,21 @@ namespace {
 // objects are destroyed.
 constinit thread_local scoped_arena arena;
 
+constinit std::atomic<scratch_exhaustion> on_exhaustion{scratch_exhaustion::ends_process};
+
+[[noreturn]] void give_up() {
+  if (on_exhaustion == scratch_exhaustion::throws_bad_alloc) throw std::bad_alloc{};
+  std::terminate();
+}
+
 // Holds the memory of one thread's arena and frees it when the thread ends. A scope that
 // opens after that finds an arena without memory, and lives on the heap.
 class arena_owner {
  public:
-  arena_owner() noexcept {
-    arena.base = static_cast<std::byte*>(::operator new(scoped_arena::size_in_bytes));
+  arena_owner() {
+    void* const memory = ::operator new(scoped_arena::size_in_bytes, std::nothrow);
+    if (memory == nullptr) give_up();
+    arena.base = static_cast<std::byte*>(memory);
     arena.capacity = scoped_arena::size_in_bytes;
     forbid_access(arena.base, arena.capacity);
   }
@@ -37,14 +47,18 @@ class arena_owner {
   }
 };
 
-scoped_arena& thread_arena() noexcept {
+scoped_arena& thread_arena() {
   [[maybe_unused]] thread_local const arena_owner owner;
   return arena;
 }
 
 }  // namespace
 
-scoped_allocator::scoped_allocator() noexcept : arena_{&thread_arena()} {}
+void set_scratch_exhaustion(scratch_exhaustion consequence) noexcept {
+  on_exhaustion = consequence;
+}
+
+scoped_allocator::scoped_allocator() : arena_{&thread_arena()} {}
 
 scoped_allocator::~scoped_allocator() {
   while (heap_blocks_ != nullptr) {
@@ -56,7 +70,7 @@ scoped_allocator::~scoped_allocator() {
   forbid_access(arena_->base + arena_->used, taken_);
 }
 
-void* scoped_allocator::do_allocate(std::size_t bytes, std::size_t alignment) noexcept {
+void* scoped_allocator::do_allocate(std::size_t bytes, std::size_t alignment) {
   const auto top = reinterpret_cast<std::uintptr_t>(arena_->base + arena_->used);
   const std::uintptr_t aligned = (top + alignment - 1) & ~(alignment - 1);
   const std::size_t padding = aligned - top;
@@ -72,12 +86,11 @@ void* scoped_allocator::do_allocate(std::size_t bytes, std::size_t alignment) no
 
 // The header in front of the block links it to the others. It is a multiple of the
 // alignment, but the block is aligned no further than malloc aligns.
-void* scoped_allocator::allocate_from_heap(std::size_t bytes,
-                                           std::size_t alignment) noexcept {
+void* scoped_allocator::allocate_from_heap(std::size_t bytes, std::size_t alignment) {
   const std::size_t header = (alignment + 7) & ~(alignment - 1);
-  if (bytes > std::numeric_limits<std::size_t>::max() - header) std::terminate();
+  if (bytes > std::numeric_limits<std::size_t>::max() - header) give_up();
   auto* memory = static_cast<std::byte*>(std::malloc(bytes + header));
-  if (memory == nullptr) std::terminate();
+  if (memory == nullptr) give_up();
   heap_blocks_ = new (memory) heap_block{heap_blocks_};
   return memory + header;
 }

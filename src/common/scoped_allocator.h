@@ -5,6 +5,8 @@
 // scope. What does not fit comes from the heap, and goes back at the same moment.
 //
 // Scopes nest strictly: an inner one must end before the outer one allocates again or ends.
+//
+// A heap that is exhausted ends the process, unless the module has chosen std::bad_alloc.
 #pragma once
 
 #include <cstddef>
@@ -24,9 +26,15 @@ struct scoped_arena {
   std::size_t used = 0;
 };
 
+enum class scratch_exhaustion { ends_process, throws_bad_alloc };
+
+// What all scopes of this module, in every thread, do from now on when the heap is
+// exhausted. Each shared object has a setting of its own.
+void set_scratch_exhaustion(scratch_exhaustion consequence) noexcept;
+
 class scoped_allocator final : public std::pmr::memory_resource {
  public:
-  scoped_allocator() noexcept;
+  scoped_allocator();
   scoped_allocator(const scoped_allocator&) = delete;
   scoped_allocator& operator=(const scoped_allocator&) = delete;
   scoped_allocator(scoped_allocator&&) = delete;
@@ -34,25 +42,22 @@ class scoped_allocator final : public std::pmr::memory_resource {
   ~scoped_allocator() override;
 
   // `alignment` is a power of two. A block from the heap is aligned as malloc aligns it, to
-  // 16 bytes: no caller may rely on more there. Ends the process when the heap is
-  // exhausted.
-  void* do_allocate(std::size_t bytes, std::size_t alignment) noexcept override;
+  // 16 bytes: no caller may rely on more there.
+  void* do_allocate(std::size_t bytes, std::size_t alignment) override;
   void do_deallocate(void* block, std::size_t bytes, std::size_t alignment) override;
   bool do_is_equal(const std::pmr::memory_resource& other) const noexcept override;
 
-  // Uninitialised scratch of `count` elements. Noexcept on purpose: a size that does not
-  // exist ends the process like one that the heap cannot give.
+  // Uninitialised scratch of `count` elements. Throws std::bad_array_new_length where the
+  // size does not exist.
   template <class T>
-  T* take(index_t count, std::size_t alignment = array_alignment) noexcept {
+  T* take(index_t count, std::size_t alignment = array_alignment) {
     return static_cast<T*>(do_allocate(byte_count<T>(count), alignment));
   }
-  vector_view vector(index_t size) noexcept { return {take<double>(size), size}; }
-  matrix_view matrix(index_t rows, index_t cols) noexcept {
+  vector_view vector(index_t size) { return {take<double>(size), size}; }
+  matrix_view matrix(index_t rows, index_t cols) {
     return {take<double>(element_count(rows, cols)), rows, cols};
   }
-  symmetric_view symmetric(index_t n) noexcept {
-    return {take<double>(element_count(n, n)), n, n};
-  }
+  symmetric_view symmetric(index_t n) { return {take<double>(element_count(n, n)), n, n}; }
 
   const scoped_arena& arena() const { return *arena_; }
 
@@ -60,7 +65,7 @@ class scoped_allocator final : public std::pmr::memory_resource {
   struct heap_block {
     heap_block* next;
   };
-  void* allocate_from_heap(std::size_t bytes, std::size_t alignment) noexcept;
+  void* allocate_from_heap(std::size_t bytes, std::size_t alignment);
 
   scoped_arena* arena_;
   std::size_t taken_ = 0;

@@ -159,7 +159,8 @@ class n_array {
       shape_ = {nullptr, source.size()};
     else
       shape_ = {nullptr, source.rows(), source.cols()};
-    if (source.data() != buffer_.data())
+    // Without elements there may be no memory on either side.
+    if (source.size() > 0 && source.data() != buffer_.data())
       n_array_detail::copy_elements<T>(source, buffer_.data());
   }
 

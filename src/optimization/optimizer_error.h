@@ -6,14 +6,14 @@
 
 #include <exception>
 
-#include "optimization/trust_region_state.h"
+#include "optimization/run_end.h"
 
 namespace corvane {
 
 class optimizer_error : public virtual std::exception {
  public:
   const char* what() const noexcept override { return "optimizer_error"; }
-  // The end of a run that this error stops.
+  // The end of the run that this error stops.
   virtual run_end end() const noexcept { return run_end::trust_region_collapsed; }
 };
 
@@ -31,12 +31,20 @@ class optimizer_undefined_error : public virtual optimizer_error {
   run_end end() const noexcept override { return run_end::undefined; }
 };
 
-// No step can be accepted, and the point does not pass the stopping test.
+// No step can be accepted, and the point does not pass the stopping test. The end is
+// `no_decrease` where there is nothing left to gain that the arithmetic could see.
 class optimizer_trust_region_collapse_error : public virtual optimizer_error {
  public:
+  explicit optimizer_trust_region_collapse_error(
+      run_end end = run_end::trust_region_collapsed)
+      : end_{end} {}
   const char* what() const noexcept override {
     return "optimizer_trust_region_collapse_error";
   }
+  run_end end() const noexcept override { return end_; }
+
+ private:
+  run_end end_;
 };
 
 // The iterations of a run have reached their limit.
@@ -44,6 +52,14 @@ class optimizer_iteration_limit_error : public virtual optimizer_error {
  public:
   const char* what() const noexcept override { return "optimizer_iteration_limit_error"; }
   run_end end() const noexcept override { return run_end::iteration_limit; }
+};
+
+// Thrown by an objective that knows a lower bound of its value, at the start of an
+// iteration from a point whose value has reached it for every practical purpose.
+class optimizer_infimum_error : public virtual optimizer_error {
+ public:
+  const char* what() const noexcept override { return "optimizer_infimum_error"; }
+  run_end end() const noexcept override { return run_end::infimum; }
 };
 
 }  // namespace corvane

@@ -3,6 +3,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <optional>
 #include <utility>
 
 #include "common/scoped_allocator.h"
@@ -73,18 +74,20 @@ void rescale(trust_region_state& state, scoped_allocator& scope) {
 }
 
 // Finds an accepted step and evaluates the derivatives there, in the state's own arrays.
-// False when the trust region has collapsed; `attempt` then stands for staying at x.
-bool take_step(trust_region_step_searcher& searcher, second_order_objective& objective,
-               trust_region_state& state, trust_region_step& attempt) {
+// Otherwise returns the end of a run that no step leads on; `attempt` then stands for
+// staying at x.
+std::optional<run_end> take_step(trust_region_step_searcher& searcher,
+                                 second_order_objective& objective,
+                                 trust_region_state& state, trust_region_step& attempt) {
   try {
     searcher.search(searcher, objective, state, attempt);
     if (!objective.compute_gradient_hessian(attempt.x_new, state.gradient, state.hessian))
       throw optimizer_undefined_error{};
-    return true;
-  } catch (const optimizer_trust_region_collapse_error&) {
+    return std::nullopt;
+  } catch (const optimizer_trust_region_collapse_error& collapse) {
     attempt.x_new = state.x;
     attempt.value = state.value;
-    return false;
+    return collapse.end();
   }
 }
 
@@ -109,7 +112,6 @@ class trust_region_optimizer_impl final : public trust_region_optimizer {
 
   void observe(const trust_region_state& state) const {
     if (options_.observer == nullptr) return;
-    options_.observer->check();
     options_.observer->observe_iteration(
         {state.num_iterations, state.value, state.gradient_max, state.radius, state.x});
   }
@@ -136,7 +138,7 @@ trust_region_result trust_region_optimizer_impl::optimize(trust_region_optimizer
     while (!self.step(self, objective, state)) {
       stall.observe(state);
       if (stall.is_idle() || (stall.is_unchanged() && !passes_stop_test(state)))
-        throw optimizer_trust_region_collapse_error{};
+        throw optimizer_trust_region_collapse_error{run_end::no_decrease};
       if (state.num_iterations >= options_.max_iterations)
         throw optimizer_iteration_limit_error{};
     }
@@ -161,7 +163,8 @@ bool trust_region_optimizer_impl::step(trust_region_optimizer& self,
 
   // The derivatives in the state are those of x_new from here on, its value that of x.
   trust_region_step_searcher& searcher = self.step_searcher();
-  const bool moved = take_step(searcher, objective, state, attempt);
+  const std::optional<run_end> collapse = take_step(searcher, objective, state, attempt);
+  state.num_evaluations += attempt.attempts;
   const stop_measures measures = measure_stop(state.value, attempt.value, state.gradient,
                                               state.hessian, options_.hessian_floor);
   state.value_change = measures.value_change;
@@ -170,15 +173,14 @@ bool trust_region_optimizer_impl::step(trust_region_optimizer& self,
                          objective.accept_convergence(attempt.x_new, state.value,
                                                       state.gradient, state.hessian);
   // A collapse at a point that passes the test is a solution, to the last digit.
-  if (!converged && !moved) throw optimizer_trust_region_collapse_error{};
+  if (!converged && collapse) throw optimizer_trust_region_collapse_error{*collapse};
 
   // After a collapse x_new is a view of x itself.
-  if (moved) state.x = attempt.x_new;
+  if (!collapse) state.x = attempt.x_new;
   state.radius = searcher.next_radius(state, attempt);
   state.lambda = attempt.lambda;
   state.value = attempt.value;
   ++state.num_iterations;
-  state.num_evaluations += attempt.attempts;
   observe(state);
   return converged;
 }

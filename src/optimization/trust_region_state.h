@@ -9,20 +9,10 @@
 
 #include "common/finite.h"
 #include "n_array/n_array.h"
+#include "optimization/run_end.h"
 #include "optimization/run_observer.h"
 
 namespace corvane {
-
-// Why a run ended.
-enum class run_end : std::int32_t {
-  within_tolerance,        // the stopping test passed
-  no_decrease,             // no step lowers the value by an amount that is visible
-  trust_region_collapsed,  // no step can be accepted, however short
-  iteration_limit,
-  infimum,     // the value has fallen to its infimum, for every practical purpose
-  degenerate,  // gradient and Hessian diagonal vanish
-  undefined    // no derivatives at an accepted point
-};
 
 struct trust_region_optimizer_options {
   double tolerance = 0.0001;  // limit on the relative change of the value
@@ -35,7 +25,7 @@ struct trust_region_optimizer_options {
   bool scale_variables = true;            // rescale by the Hessian's diagonal
   double hessian_floor = double_epsilon;  // smallest diagonal magnitude that counts
   int max_iterations = 10000;
-  run_observer* observer = nullptr;  // not owned; null means nobody looks
+  run_observer* observer = nullptr;  // not owned; asked at each trial point
 };
 
 // All that one run knows. The views lie in the scratch memory of the run.

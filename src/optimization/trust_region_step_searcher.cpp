@@ -29,11 +29,10 @@ void write_trial_point(const trust_region_state& state, const trust_region_step&
     attempt.x_new[i] = attempt.step[i] / state.scale[i] + state.x[i];
 }
 
-// True when the arithmetic could not see the change that the model predicts, or when the
-// prediction is no number to compare a change with: no smaller radius would help.
-bool has_collapsed(double predicted, double value) {
-  const double relative = value == 0.0 ? predicted : predicted / value;
-  return std::abs(relative) < 10.0 * double_epsilon || !is_finite(predicted);
+// The arithmetic could not see this change of the value.
+bool is_negligible(double change, double value) {
+  const double relative = value == 0.0 ? change : change / value;
+  return std::abs(relative) < 10.0 * double_epsilon;
 }
 
 }  // namespace
@@ -44,7 +43,8 @@ trust_region_step_searcher_impl::trust_region_step_searcher_impl(
       shrink_threshold_{options.shrink_threshold},
       grow_threshold_{options.grow_threshold},
       shrink_factor_{options.shrink_factor},
-      grow_factor_{options.grow_factor} {}
+      grow_factor_{options.grow_factor},
+      observer_{options.observer} {}
 
 void trust_region_step_searcher_impl::search(trust_region_step_searcher& self,
                                              second_order_objective& objective,
@@ -52,10 +52,12 @@ void trust_region_step_searcher_impl::search(trust_region_step_searcher& self,
                                              trust_region_step& attempt) {
   subproblem_bounds bounds;
   initialize_bounds(bounds, attempt.radius, state.scaled_gradient, state.scaled_hessian);
+  check(observer_);
   while (!self.try_step(self, objective, bounds, state, attempt)) {
     attempt.radius = self.shrunk_radius(state, attempt);
     // A radius of zero, or NaN, stays so: every further attempt would be the same.
     if (!(attempt.radius > 0.0)) throw optimizer_trust_region_collapse_error{};
+    check(observer_);
   }
 }
 
@@ -67,14 +69,21 @@ bool trust_region_step_searcher_impl::try_step(trust_region_step_searcher& self,
   propose_step(self.subproblem_solver(), bounds, state, attempt);
   write_trial_point(state, attempt);
   objective.prepare_value(attempt.x_new);
-  if (objective.compute_value(attempt.x_new, attempt.value)) {
+  const bool defined = objective.compute_value(attempt.x_new, attempt.value);
+  if (defined) {
     attempt.actual = attempt.value - state.value;
     attempt.ratio = attempt.predicted == 0.0 ? 1.0 : attempt.actual / attempt.predicted;
     if (attempt.ratio > accept_threshold_) return true;
   }
-  if (has_collapsed(attempt.predicted, state.value))
-    throw optimizer_trust_region_collapse_error{};
-  return false;
+  // A prediction that is no number cannot be compared with: no shorter step would help.
+  if (!is_finite(attempt.predicted)) throw optimizer_trust_region_collapse_error{};
+  if (!is_negligible(attempt.predicted, state.value)) return false;
+  // Where the value agrees that nothing changes there is nothing left to gain. Otherwise it
+  // jumps beside the current point, is undefined there, or is computed with less precision.
+  throw optimizer_trust_region_collapse_error{
+      defined && is_negligible(attempt.actual, state.value)
+          ? run_end::no_decrease
+          : run_end::trust_region_collapsed};
 }
 
 double trust_region_step_searcher_impl::shrunk_radius(const trust_region_state& /*state*/,

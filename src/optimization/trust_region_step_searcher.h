@@ -23,7 +23,7 @@ class trust_region_step_searcher {
   virtual ~trust_region_step_searcher() = default;
 
   // Fills `attempt` with an accepted step. Throws optimizer_trust_region_collapse_error
-  // when there is none.
+  // when there is none, and what the observer throws that it asks before each attempt.
   virtual void search(trust_region_step_searcher& self, second_order_objective& objective,
                       const trust_region_state& state, trust_region_step& attempt) = 0;
   // The radius of the next iteration, once a step was accepted.
@@ -61,6 +61,7 @@ class trust_region_step_searcher_impl final : public trust_region_step_searcher 
   double grow_threshold_;
   double shrink_factor_;
   double grow_factor_;
+  run_observer* observer_;
   subproblem_solver_impl subproblem_solver_;
 };
 

@@ -83,6 +83,19 @@ dense_matrix classification_data_normalizer::normalized_features(
   return normalized;
 }
 
+dense_vector classification_data_normalizer::raw_weights(const_vector_view weights) const {
+  dense_vector raw{weights.size()};
+  for (index_t j = 0; j < raw.size(); ++j) raw[j] = weights[j] / feature_scales[j];
+  return raw;
+}
+
+// What the centering took out of z, together with the weight of the bias column.
+double classification_data_normalizer::raw_bias(const_vector_view raw) const {
+  double centering = 0.0;
+  for (index_t j = 0; j < raw.size(); ++j) centering += raw[j] * feature_means[j];
+  return with_bias ? raw[raw.size() - 1] - centering : -centering;
+}
+
 dense_vector classification_data_normalizer::coded_target(const_vector_view y) const {
   dense_vector coded{y.size()};
   std::transform(y.begin(), y.end(), coded.begin(),

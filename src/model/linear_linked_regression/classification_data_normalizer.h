@@ -46,6 +46,9 @@ struct classification_data_normalizer {
   // n by p, with the bias column last where there is one. Throws std::invalid_argument when
   // a normalized feature overflows.
   dense_matrix normalized_features(const_matrix_view X) const;
+  // The weights of the raw features, w_j / scale_j, and the intercept to go with them.
+  dense_vector raw_weights(const_vector_view weights) const;
+  double raw_bias(const_vector_view raw) const;
   // -1 for the smallest class, +1 for every other
   dense_vector coded_target(const_vector_view y) const;
 };

@@ -10,6 +10,7 @@
 #include "common/blas_threads.h"
 #include "model/linear_linked_regression/detail/aloocv_objective.h"
 #include "model/linear_linked_regression/detail/canonical_problem.h"
+#include "model/linear_linked_regression/detail/hyperparameter_search.h"
 #include "model/linear_linked_regression/detail/special_case_objective.h"
 #include "model/linear_linked_regression/logistic_log_likelihood_loss_link.h"
 #include "model/linear_linked_regression/ridge_regularizer.h"
@@ -23,10 +24,11 @@ namespace {
 
 using linear_linked_regression_detail::aloocv_objective;
 using linear_linked_regression_detail::canonical_problem;
+using linear_linked_regression_detail::few_features;
 using linear_linked_regression_detail::make_canonical;
+using linear_linked_regression_detail::optimize_hyperparameters;
+using linear_linked_regression_detail::optimized;
 using linear_linked_regression_detail::special_case_objective;
-
-constexpr index_t few_features = 256;
 
 std::shared_ptr<trust_region_optimizer> default_optimizer(double tolerance,
                                                           double gradient_tolerance) {
@@ -74,12 +76,6 @@ trust_region_result optimize_from(start_owner owner, dense_vector theta,
   }
 }
 
-// What a run of the optimizer ended with, and the weights there.
-struct optimized {
-  trust_region_result result;
-  dense_vector weights;
-};
-
 // A run may end with a trial that it rejected: the theta that it returns is evaluated last.
 // Should that fail, the weights are those of the last theta accepted, which it is.
 optimized settled(aloocv_objective& objective, trust_region_result&& result) {
@@ -121,6 +117,10 @@ bool is_lower(double value, double other) {
   return value < other - margin * std::abs(other);
 }
 
+}  // namespace
+
+namespace linear_linked_regression_detail {
+
 // Where weights leave the zone of a smoothed penalty the score jumps. It has a minimum
 // between many of its jumps, and a run ends at the first one that it meets, or at a jump.
 // So one more run goes by way of each special case, and the lowest end counts: an elastic
@@ -145,6 +145,10 @@ optimized optimize_hyperparameters(const linear_linked_regression_model_options&
   return lowest;
 }
 
+}  // namespace linear_linked_regression_detail
+
+namespace {
+
 // With hyperparameters and weights as the caller has them.
 optimized in_order_of_caller(const canonical_problem& problem, const optimized& run) {
   optimized end = run;
@@ -155,23 +159,6 @@ optimized in_order_of_caller(const canonical_problem& problem, const optimized& 
   to_caller(problem.columns.view(), run.weights, end.weights);
   for (index_t j = 0; j < end.weights.size(); ++j) end.weights[j] *= problem.signs[j];
   return end;
-}
-
-// w_j / scale_j: the weights of the raw features.
-dense_vector raw_weights(const classification_data_normalizer& normalizer,
-                         const_vector_view weights) {
-  dense_vector raw{weights.size()};
-  for (index_t j = 0; j < raw.size(); ++j)
-    raw[j] = weights[j] / normalizer.feature_scales[j];
-  return raw;
-}
-
-// What the centering took out of z, together with the weight of the bias column.
-double raw_bias(const classification_data_normalizer& normalizer, const_vector_view raw) {
-  double centering = 0.0;
-  for (index_t j = 0; j < raw.size(); ++j)
-    centering += raw[j] * normalizer.feature_means[j];
-  return normalizer.with_bias ? raw[raw.size() - 1] - centering : -centering;
 }
 
 }  // namespace
@@ -200,8 +187,6 @@ linear_linked_regression_model linear_linked_regression_model_descriptor::fit(
   if (!penalty)
     penalty = default_penalty(normalizer.num_columns,
                               options_.with_bias && !options_.regularize_bias);
-  // What is as long as the observations runs in loops of our own, unless there are so many
-  // features that a second thread has work worth handing over.
   const single_blas_thread one_thread{normalizer.num_columns <= few_features};
   canonical_problem problem =
       make_canonical(normalizer.normalized_features(X), normalizer.num_features(),
@@ -209,14 +194,15 @@ linear_linked_regression_model linear_linked_regression_model_descriptor::fit(
   dense_vector start{penalty->num_hyperparameters()};
   to_run(problem.hyperparameters.view(), start_hyperparameters(options_, *penalty), start);
   // The objective owns the normalized design: no other copy of it is alive.
-  aloocv_objective objective{options_.inner_optimizer, options_.loss_link, problem.penalty,
-                             std::move(problem.design), std::move(problem.target)};
+  aloocv_objective objective{options_.inner_optimizer,  options_.loss_link,
+                             problem.penalty,           std::move(problem.design),
+                             std::move(problem.target), options_.interrupt};
   optimized best = in_order_of_caller(
       problem, optimize_hyperparameters(options_, objective, *problem.penalty, start));
   linear_linked_regression_model model;
   model.result = std::move(best.result);
-  model.weights = raw_weights(normalizer, best.weights);
-  model.bias = raw_bias(normalizer, model.weights);
+  model.weights = normalizer.raw_weights(best.weights);
+  model.bias = normalizer.raw_bias(model.weights);
   model.normalizer = normalizer;
   model.loss_link = options_.loss_link;
   model.penalty = std::move(penalty);

@@ -31,6 +31,7 @@ struct linear_linked_regression_model_options {
   // Writes the start value of theta; empty means that of the penalty. What is simpler
   // within the penalty starts by itself all the same.
   std::function<void(vector_view)> initializer;
+  interruption* interrupt = nullptr;  // not owned; asked in each loop over observations
 };
 
 class linear_linked_regression_model_descriptor {

@@ -90,7 +90,7 @@ double factor_gram(matrix_block gram) {
 
   const matrix_view inverse = scope.matrix(c, c);
   copy_lower(gram, inverse);
-  if (potri(inverse) != 0) return infinite;
+  potri(inverse);
   double inflation = 0.0;
   for (index_t j = 0; j < c; ++j) {
     if (!(inverse(j, j) < infinite)) return infinite;
@@ -233,7 +233,7 @@ bool tall_factorization::repeat_gram() {
     add_gram(block, second_);
   });
   if (!(squared_distance_from_identity(second_) < nearness)) return false;
-  factor_gram(second_);
+  if (factor_gram(second_) == std::numeric_limits<double>::infinity()) return false;
   method_ = tall_method::repeated_gram;
   dense_matrix product{first_};
   trmm(side::right, triangle::lower, plain, second_, product);

@@ -61,7 +61,7 @@ void step_inverse_batch::fill_table(step_inverse_table& table, const_vector_view
 
 void step_inverse_batch::fill_table(step_inverse_table& table,
                                     const step_inverse_table& coarser) {
-  constexpr int rounds = 3;
+  constexpr int rounds = 2;
   const vector_view x = scope_.vector(table.num_knots());
   for_each_chunk(x.size(), [&](index_t first, index_t count) {
     const vector_view latents = latents_.part(0, count);
@@ -127,9 +127,9 @@ void step_inverse_batch::take_halley_steps(const_vector_view latent, const_vecto
 // Writes the points one step on of the first `count` pending entries, and moves the entries
 // that these do not solve to the front. Their number.
 index_t step_inverse_batch::keep_unsolved(index_t count, double tolerance, vector_view x) {
-  for (index_t i = 0; i < count; ++i) x[indices_[i]] = next_points_[i];
   index_t kept = 0;
   for (index_t i = 0; i < count; ++i) {
+    x[indices_[i]] = next_points_[i];
     if (tolerance > residuals_[i] && errors_[i] <= accuracy * std::abs(next_points_[i]))
       continue;
     indices_[kept] = indices_[i];

@@ -75,7 +75,7 @@ void step_sum_array::add_step(const_vector_view x, std::size_t k) {
   double* const curvature = curvatures_.data();
   run_vectorized([=](auto /*width*/) {
     for (index_t i = 0; i < count; ++i) {
-      // t - h by way of 1 - |t| = s / (1 + |t|): both may be near 1, and a_k large.
+      // t - h from 1 - |t| = s / (1 + |t|): both may be near 1, and a_k large.
       const double limit = std::copysign(1.0, t[i]);
       value[i] += ((limit - mean) - s[i] / (limit + t[i])) * step.height;
       slope[i] += step.slope * s[i];

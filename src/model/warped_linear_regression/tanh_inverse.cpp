@@ -22,7 +22,7 @@ namespace {
 constexpr std::int64_t max_iterations = 200;
 
 // Fewer latents are solved one after the other: a table does not pay for them.
-constexpr index_t smallest_batch = 512;
+constexpr index_t smallest_batch = 80;
 
 constexpr index_t coarse_cells = 64;
 constexpr index_t most_cells = 4096;

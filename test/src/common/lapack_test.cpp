@@ -10,6 +10,8 @@
 #include <cmath>
 #include <csignal>
 #include <limits>
+#include <new>
+#include <stdexcept>
 #include <vector>
 
 #include "support/padded_matrix.h"
@@ -163,7 +165,8 @@ TYPED_TEST(lapack_forwarder, trtri_tells_a_zero_on_the_diagonal) {
 TYPED_TEST(lapack_forwarder, a_diagonal_value_of_2_ends_the_process) {
   using T = TypeParam;
   T a{1};
-  EXPECT_EXIT(lapack::trtri<T>(triangle::lower, static_cast<diagonal_kind>(2), 1, &a, 1),
+  EXPECT_EXIT(static_cast<void>(lapack::trtri<T>(triangle::lower,
+                                                 static_cast<diagonal_kind>(2), 1, &a, 1)),
               testing::KilledBySignal(SIGABRT), "");
 }
 
@@ -313,6 +316,21 @@ TYPED_TEST(lapack_forwarder, syevd_gives_back_the_symmetric_matrix_of_either_tri
                           [&](int l, int c) { return vectors(c, l); }),
                       symmetric_element(a, which, i, j), n * test::tolerance<T>);
     }
+}
+
+TEST(lapack_status, a_positive_one_is_handed_on) {
+  EXPECT_EQ(lapack::judge_status(0), 0);
+  EXPECT_EQ(lapack::judge_status(7), 7);
+}
+
+// LAPACKE's words for work space and for a transposed copy that it could not allocate.
+TEST(lapack_status, a_failed_allocation_is_an_exception) {
+  EXPECT_THROW(static_cast<void>(lapack::judge_status(-1010)), std::bad_alloc);
+  EXPECT_THROW(static_cast<void>(lapack::judge_status(-1011)), std::bad_alloc);
+}
+
+TEST(lapack_status, a_wrong_argument_is_a_mistake_of_the_program) {
+  EXPECT_THROW(static_cast<void>(lapack::judge_status(-3)), std::logic_error);
 }
 
 }  // namespace

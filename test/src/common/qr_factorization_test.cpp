@@ -30,7 +30,7 @@ struct factored {
         factor{a},
         tau(static_cast<std::size_t>(std::min(m, n))),
         q{m, m} {
-    EXPECT_EQ(geqrf(block(factor), {tau.data(), static_cast<index_t>(tau.size())}), 0);
+    geqrf(block(factor), {tau.data(), static_cast<index_t>(tau.size())});
     for (int j = 0; j < m; ++j)
       for (int i = 0; i < m; ++i) q(i, j) = i == j ? 1.0 : 0.0;
     for (int k = 0; k < std::min(m, n); ++k) reflect(k);
@@ -73,7 +73,7 @@ TEST(qr_factorization, apply_multiplies_a_matrix_by_q_or_its_transpose) {
       const padded before = random_matrix<double>(m, 3, 9);
       for (const bool turned : {false, true}) {
         padded c = before;
-        ASSERT_EQ(apply(made.record(), turned ? transposed : plain, block(c)), 0);
+        apply(made.record(), turned ? transposed : plain, block(c));
         expect_matrix(c, before, q_times(made, turned, before));
       }
     }
@@ -83,7 +83,7 @@ TEST(qr_factorization, apply_multiplies_a_vector) {
   factored made(5, 3);
   const padded before = random_matrix<double>(5, 1, 9);
   padded c = before;
-  ASSERT_EQ(apply(made.record(), transposed, vector_view{c.begin(), 5}), 0);
+  apply(made.record(), transposed, vector_view{c.begin(), 5});
   expect_matrix(c, before, q_times(made, true, before));
 }
 
@@ -92,7 +92,7 @@ TEST(qr_factorization, the_transposed_record_applies_the_other_of_q_and_its_tran
   const padded before = random_matrix<double>(5, 2, 9);
   for (const bool turned : {false, true}) {
     padded c = before;
-    ASSERT_EQ(apply(transpose(made.record()), turned ? transposed : plain, block(c)), 0);
+    apply(transpose(made.record()), turned ? transposed : plain, block(c));
     expect_matrix(c, before, q_times(made, !turned, before));
   }
 }
@@ -113,7 +113,7 @@ TEST(qr_factorization, apply_and_solve_reach_the_least_squares_solution) {
   factored made(7, 3);
   std::vector<double> residual = {1.0, -2.0, 0.5, 3.0, 1.0, 4.0, -1.0};
   std::vector<double> w = residual;
-  ASSERT_EQ(apply(made.record(), transposed, vector_view{w.data(), 7}), 0);
+  apply(made.record(), transposed, vector_view{w.data(), 7});
   solve_r(made.record(), vector_view{w.data(), 3});
   for (int i = 0; i < 7; ++i)
     for (int j = 0; j < 3; ++j)

@@ -9,6 +9,7 @@
 #include <cstdint>
 #include <cstring>
 #include <memory_resource>
+#include <new>
 #include <thread>
 
 #include "common/address_sanitizer.h"
@@ -224,11 +225,31 @@ TEST(scoped_allocator, an_arena_that_finds_no_memory_ends_the_process) {
       "");
 }
 
-TEST(scoped_allocator, a_size_that_does_not_exist_ends_the_process) {
-  const auto dies = testing::KilledBySignal(SIGABRT);
-  EXPECT_EXIT(scoped_allocator{}.matrix(index_t{1} << 40, index_t{1} << 40), dies, "");
-  EXPECT_EXIT(scoped_allocator{}.vector(-1), dies, "");
-  EXPECT_EXIT(scoped_allocator{}.do_allocate(~std::size_t{0}, 64), dies, "");
+TEST(scoped_allocator, a_block_that_no_heap_can_hold_ends_the_process) {
+  EXPECT_EXIT(scoped_allocator{}.do_allocate(~std::size_t{0}, 64),
+              testing::KilledBySignal(SIGABRT), "");
+}
+
+TEST(scoped_allocator, a_size_that_does_not_exist_is_an_exception) {
+  EXPECT_THROW(scoped_allocator{}.matrix(index_t{1} << 40, index_t{1} << 40),
+               std::bad_array_new_length);
+  EXPECT_THROW(scoped_allocator{}.vector(-1), std::bad_array_new_length);
+}
+
+TEST(scoped_allocator, an_exhausted_heap_is_an_exception_where_that_is_chosen) {
+  set_scratch_exhaustion(scratch_exhaustion::throws_bad_alloc);
+  scoped_allocator outer;
+  const std::size_t used = outer.arena().used;
+  const auto exhaust = [] {
+    scoped_allocator scope;
+    scope.vector(100);
+    scope.vector(index_t{1} << 59);
+  };
+  EXPECT_THROW(exhaust(), std::bad_alloc);
+  EXPECT_THROW(scoped_allocator{}.do_allocate(~std::size_t{0}, 64), std::bad_alloc);
+  set_scratch_exhaustion(scratch_exhaustion::ends_process);
+  // The scope that could not serve has given back what it held.
+  EXPECT_EQ(outer.arena().used, used);
 }
 
 #ifdef CORVANE_ADDRESS_SANITIZER

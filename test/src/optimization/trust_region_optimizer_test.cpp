@@ -202,6 +202,7 @@ TEST(optimizer, reports_a_flat_spot_as_a_failure_at_the_start) {
       [](const numbers& x) { return 3.0 + 0.0 * square(x[0]) + 0.0 * x[1]; }};
   const trust_region_result result = run(objective, {1.5, -2.5});
   EXPECT_FALSE(result.within_tolerance);
+  EXPECT_EQ(result.end, run_end::degenerate);
   EXPECT_EQ(copy_of(result.x), (std::vector<double>{1.5, -2.5}));
   EXPECT_EQ(result.value, 3.0);
   EXPECT_TRUE(std::isnan(result.value_change));
@@ -256,6 +257,7 @@ TEST(optimizer, needs_the_gradient_test_too_when_the_value_does_not_change) {
   level objective;
   const trust_region_result result = run(objective, {1.0});
   EXPECT_FALSE(result.within_tolerance);
+  EXPECT_EQ(result.end, run_end::no_decrease);
   EXPECT_EQ(result.value_change, 0.0);
   EXPECT_NEAR(result.gradient_max, 7.0 / std::sqrt(2.0), 1e-14);
 }
@@ -267,6 +269,7 @@ TEST(optimizer, counts_a_collapse_at_a_point_that_passes_the_test_as_success) {
   };
   const trust_region_result result = run(objective, {1.0 + 1e-4});
   EXPECT_TRUE(result.within_tolerance);
+  EXPECT_EQ(result.end, run_end::within_tolerance);
   EXPECT_EQ(result.x[0], 1.0 + 1e-4);
 }
 
@@ -277,6 +280,7 @@ TEST(optimizer, counts_a_collapse_at_a_point_that_fails_the_test_as_failure) {
   };
   const trust_region_result result = run(objective, {3.0});
   EXPECT_FALSE(result.within_tolerance);
+  EXPECT_EQ(result.end, run_end::trust_region_collapsed);
   EXPECT_TRUE(result.positive_definite);
   EXPECT_EQ(result.x[0], 3.0);
   EXPECT_EQ(result.value, 4.0);
@@ -293,6 +297,7 @@ TEST(optimizer, keeps_the_last_point_when_the_derivatives_are_undefined_at_the_n
   objective.has_derivatives = [](const_vector_view x) { return x[0] == 40.0; };
   const trust_region_result result = run(objective, {40.0, 30.0});
   EXPECT_FALSE(result.within_tolerance);
+  EXPECT_EQ(result.end, run_end::undefined);
   EXPECT_EQ(copy_of(result.x), (std::vector<double>{40.0, 30.0}));
   EXPECT_EQ(result.value, ellipsoid({40.0, 30.0}).value());
 }

@@ -113,9 +113,9 @@ TEST_P(model_of_size, in_the_hard_case_is_certified) {
   random_models models{14};
   for (const double radius : radii) {
     std::vector<double> spectrum(GetParam(), 1.0);
-    spectrum[0] = -2.0;
+    spectrum.at(0) = -2.0;
     std::vector<double> coordinates = models.normals(GetParam());
-    coordinates[0] = 0.0;
+    coordinates.at(0) = 0.0;
     const subproblem problem = models.with_spectrum(spectrum, coordinates, radius);
     EXPECT_TRUE(is_certified(problem, solve_once(problem)));
   }
@@ -125,7 +125,7 @@ TEST_P(model_of_size, in_the_exact_hard_case_is_certified) {
   random_models models{15};
   for (const double radius : radii) {
     std::vector<double> curvatures = models.normals(GetParam());
-    curvatures[0] = -3.5;
+    curvatures.at(0) = -3.5;
     const subproblem problem =
         diagonal_problem(curvatures, std::vector<double>(GetParam(), 0.0), radius);
     const subproblem_answer answer = solve_once(problem);

@@ -6,10 +6,6 @@
 #include <utility>
 #include <vector>
 
-#include "model/linear_linked_regression/bridge_regularizer.h"
-#include "model/linear_linked_regression/elastic_regularizer.h"
-#include "model/linear_linked_regression/lasso_regularizer.h"
-#include "model/linear_linked_regression/ridge_regularizer.h"
 #include "n_array/panic.h"
 #include "python/array_conversion.h"
 #include "python/model_checks.h"
@@ -20,29 +16,6 @@
 namespace corvane::python_bridge {
 
 namespace {
-
-// Weights within this distance of zero see a polynomial in place of the penalty's kink.
-constexpr double smoothing_threshold = 0.01;
-
-// The mapping says which hyperparameters act on which weight; the l2 penalty is smooth
-// through zero by itself.
-std::shared_ptr<const model::regularizer> make_penalty(penalty_mode mode,
-                                                       variable_mapping&& mapping) {
-  switch (mode) {
-    case penalty_mode::l2:
-      return std::make_shared<model::ridge_regularizer>(std::move(mapping));
-    case penalty_mode::l1:
-      return std::make_shared<model::lasso_regularizer>(std::move(mapping),
-                                                        smoothing_threshold);
-    case penalty_mode::elasticnet:
-      return std::make_shared<model::elastic_regularizer>(std::move(mapping),
-                                                          smoothing_threshold);
-    case penalty_mode::bridge:
-      return std::make_shared<model::bridge_regularizer>(std::move(mapping),
-                                                         smoothing_threshold);
-  }
-  throw std::invalid_argument{"unknown penalty mode"};
-}
 
 // Runs `body`, and writes to stderr what the exception says that with_fit_error is about to
 // replace.
@@ -62,7 +35,7 @@ void with_report(Body&& body) {
 
 logistic_regression_model::logistic_regression_model(
     model::linear_linked_regression_model_options&& options,
-    std::optional<grouper_bridge>&& grouper, penalty_mode penalty)
+    std::optional<grouper_bridge>&& grouper, model::penalty_mode penalty)
     : descriptor_{std::move(options)}, grouper_{std::move(grouper)}, penalty_{penalty} {}
 
 void logistic_regression_model::fit(PyObject* arguments, PyObject* keywords) {
@@ -87,7 +60,7 @@ model::linear_linked_regression_model logistic_regression_model::fit_core(
   if (mapping.groups().empty())
     throw std::invalid_argument{"no column has a penalty: there is nothing to optimize"};
   return descriptor_.fit(*data.target, *data.design,
-                         make_penalty(penalty_, std::move(mapping)));
+                         model::make_penalty(penalty_, std::move(mapping)));
 }
 
 // The group of each column of the normalized design. A column without a penalty is one that

@@ -8,11 +8,11 @@
 // members hold the data and the record they work on, in shared ownership.
 #pragma once
 
-#include <cstdint>
 #include <memory>
 #include <optional>
 
 #include "model/linear_linked_regression/linear_linked_regression_model_descriptor.h"
+#include "model/linear_linked_regression/penalty_mode.h"
 #include "optimization/variable_mapping.h"
 #include "python/grouper_bridge.h"
 #include "python/python.h"
@@ -21,13 +21,12 @@
 
 namespace corvane::python_bridge {
 
-enum class penalty_mode : std::int32_t { l2 = 0, l1 = 1, elasticnet = 2, bridge = 3 };
-
 class logistic_regression_model {
  public:
   // Without a grouper the columns share one set of hyperparameters.
   logistic_regression_model(model::linear_linked_regression_model_options&& options,
-                            std::optional<grouper_bridge>&& grouper, penalty_mode penalty);
+                            std::optional<grouper_bridge>&& grouper,
+                            model::penalty_mode penalty);
 
   // Replaces the stored data; replaces the fitted record on success only. Any failure but
   // one of the caller's own arguments and callables is told on stderr, too.
@@ -55,7 +54,7 @@ class logistic_regression_model {
 
   model::linear_linked_regression_model_descriptor descriptor_;
   std::optional<grouper_bridge> grouper_;
-  penalty_mode penalty_;
+  model::penalty_mode penalty_;
   training_data stored_;  // of the last `fit`, also of one that failed
   std::shared_ptr<const model::linear_linked_regression_model> fitted_;
 };

@@ -5,32 +5,21 @@
 #include <array>
 #include <memory>
 #include <optional>
-#include <string_view>
 #include <utility>
 
+#include "model/linear_linked_regression/penalty_mode.h"
 #include "python/argument_parser.h"
 #include "python/initializer_bridge.h"
 #include "python/model/linear_linked_regression/logistic_regression_type.h"
 #include "python/model_checks.h"
 #include "python/optimizer_stack.h"
+#include "python/python_error.h"
 
 namespace corvane::python_bridge {
 
 namespace {
 
-// The words by which callers name a penalty are compared exactly.
-std::optional<penalty_mode> find_penalty_mode(std::string_view word) {
-  if (word == "l2") return penalty_mode::l2;
-  if (word == "l1") return penalty_mode::l1;
-  if (word == "elasticnet") return penalty_mode::elasticnet;
-  if (word == "bridge") return penalty_mode::bridge;
-  return std::nullopt;
-}
-
-}  // namespace
-
-PyObject* make_public_logistic_regression_model(PyObject* /*module*/, PyObject* arguments,
-                                                PyObject* keywords) noexcept {
+PyObject* make_public(PyObject* arguments, PyObject* keywords) {
   constexpr std::array names{"init0",   "fit_intercept", "normalize",
                              "penalty", "grouper",       "tolerance"};
   // Defaults; the parser leaves alone what is not given. Object references are borrowed.
@@ -45,7 +34,7 @@ PyObject* make_public_logistic_regression_model(PyObject* /*module*/, PyObject* 
                            &tolerance))
     return nullptr;
   if (!check_tolerance(tolerance)) return nullptr;
-  const auto penalty = find_penalty_mode(penalty_word);
+  const auto penalty = model::find_penalty_mode(penalty_word);
   if (!penalty) {
     PyErr_Format(PyExc_RuntimeError, "unknown penalty mode %s", penalty_word);
     return nullptr;
@@ -69,6 +58,13 @@ PyObject* make_public_logistic_regression_model(PyObject* /*module*/, PyObject* 
     grouping.emplace(python_object::share(grouper), false, fixed_parameters::allowed);
   return make_logistic_regression_object(std::make_unique<logistic_regression_model>(
       std::move(options), std::move(grouping), *penalty));
+}
+
+}  // namespace
+
+PyObject* make_public_logistic_regression_model(PyObject* /*module*/, PyObject* arguments,
+                                                PyObject* keywords) noexcept {
+  return return_null_on_error([&] { return make_public(arguments, keywords); });
 }
 
 }  // namespace corvane::python_bridge

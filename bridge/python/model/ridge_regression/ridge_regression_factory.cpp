@@ -14,6 +14,7 @@
 #include "python/initializer_bridge.h"
 #include "python/model/ridge_regression/ridge_regression_type.h"
 #include "python/model_checks.h"
+#include "python/python_error.h"
 
 namespace corvane::python_bridge {
 
@@ -66,10 +67,7 @@ PyObject* make_object(ridge_regression_model_options&& options, unsigned num_gro
       std::move(options), std::uint64_t{num_groups}, std::move(grouper), optimizer.stack));
 }
 
-}  // namespace
-
-PyObject* make_public_ridge_regression_model(PyObject* /*module*/, PyObject* arguments,
-                                             PyObject* keywords) noexcept {
+PyObject* make_public(PyObject* arguments, PyObject* keywords) {
   constexpr std::array names{"init0",         "fit_intercept", "normalize", "score",
                              "grouping_mode", "num_groups",    "grouper",   "tolerance"};
   // Defaults; the parser leaves alone what is not given. Object references are borrowed.
@@ -104,8 +102,7 @@ PyObject* make_public_ridge_regression_model(PyObject* /*module*/, PyObject* arg
                      make_stacked_optimizer(tolerance, tolerance));
 }
 
-PyObject* make_internal_ridge_regression_model(PyObject* /*module*/, PyObject* arguments,
-                                               PyObject* keywords) noexcept {
+PyObject* make_internal(PyObject* arguments, PyObject* keywords) {
   constexpr std::array names{"center_target",
                              "center_features",
                              "with_bias",
@@ -161,6 +158,18 @@ PyObject* make_internal_ridge_regression_model(PyObject* /*module*/, PyObject* a
   return make_object(
       std::move(options), num_groups, std::move(grouping),
       make_stacked_optimizer(tolerance, tolerance2, record_stats != 0, log != 0));
+}
+
+}  // namespace
+
+PyObject* make_public_ridge_regression_model(PyObject* /*module*/, PyObject* arguments,
+                                             PyObject* keywords) noexcept {
+  return return_null_on_error([&] { return make_public(arguments, keywords); });
+}
+
+PyObject* make_internal_ridge_regression_model(PyObject* /*module*/, PyObject* arguments,
+                                               PyObject* keywords) noexcept {
+  return return_null_on_error([&] { return make_internal(arguments, keywords); });
 }
 
 }  // namespace corvane::python_bridge

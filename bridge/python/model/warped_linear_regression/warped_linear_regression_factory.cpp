@@ -12,6 +12,7 @@
 #include "python/initializer_bridge.h"
 #include "python/model/warped_linear_regression/warped_linear_regression_type.h"
 #include "python/model_checks.h"
+#include "python/python_error.h"
 
 namespace corvane::python_bridge {
 
@@ -39,11 +40,7 @@ PyObject* make_object(warped_linear_regression_model_options&& options, int num_
                                                         optimizer.stack));
 }
 
-}  // namespace
-
-PyObject* make_public_warped_linear_regression_model(PyObject* /*module*/,
-                                                     PyObject* arguments,
-                                                     PyObject* keywords) noexcept {
+PyObject* make_public(PyObject* arguments, PyObject* keywords) {
   constexpr std::array names{"init0", "fit_intercept", "normalize", "num_steps",
                              "tolerance"};
   // Defaults; the parser leaves alone what is not given. Object references are borrowed.
@@ -72,9 +69,7 @@ PyObject* make_public_warped_linear_regression_model(PyObject* /*module*/,
                      make_stacked_optimizer(tolerance, tolerance));
 }
 
-PyObject* make_internal_warped_linear_regression_model(PyObject* /*module*/,
-                                                       PyObject* arguments,
-                                                       PyObject* keywords) noexcept {
+PyObject* make_internal(PyObject* arguments, PyObject* keywords) {
   constexpr std::array names{"center_target",        "center_features",  "rescale_target",
                              "rescale_features",     "num_warper_steps", "tolerance",
                              "tolerance2",           "record_stats",     "log",
@@ -111,6 +106,20 @@ PyObject* make_internal_warped_linear_regression_model(PyObject* /*module*/,
   return make_object(
       std::move(options), num_steps,
       make_stacked_optimizer(tolerance, tolerance2, record_stats != 0, log != 0));
+}
+
+}  // namespace
+
+PyObject* make_public_warped_linear_regression_model(PyObject* /*module*/,
+                                                     PyObject* arguments,
+                                                     PyObject* keywords) noexcept {
+  return return_null_on_error([&] { return make_public(arguments, keywords); });
+}
+
+PyObject* make_internal_warped_linear_regression_model(PyObject* /*module*/,
+                                                       PyObject* arguments,
+                                                       PyObject* keywords) noexcept {
+  return return_null_on_error([&] { return make_internal(arguments, keywords); });
 }
 
 }  // namespace corvane::python_bridge

@@ -36,13 +36,15 @@ std::optional<index_t> only_difference(const_vector_view from, const_vector_view
 aloocv_objective::aloocv_objective(std::shared_ptr<trust_region_optimizer> inner_optimizer,
                                    std::shared_ptr<const linear_loss_link> loss_link,
                                    std::shared_ptr<const regularizer> penalty,
-                                   dense_matrix&& X, dense_vector&& y)
+                                   dense_matrix&& X, dense_vector&& y,
+                                   interruption* interrupt)
     : inner_optimizer_{std::move(inner_optimizer)},
       loss_link_{std::move(loss_link)},
       regularizer_{std::move(penalty)},
       X_{std::move(X)},
       y_{std::move(y)},
-      inner_objective_{loss_link_, regularizer_, X_, y_},
+      interrupt_{interrupt},
+      inner_objective_{loss_link_, regularizer_, X_, y_, interrupt},
       start_weights_{X_.cols()},
       leverages_{X_.rows()},
       loo_predictions_{X_.rows()} {
@@ -61,6 +63,22 @@ void aloocv_objective::restart() {
 
 const_vector_view aloocv_objective::weights() const {
   return is_defined_ ? inner_result_.x.view() : start_weights_.view();
+}
+
+bool aloocv_objective::settle_at(const_vector_view theta, const_vector_view weights,
+                                 double& value) {
+  if (!(is_defined_ && same_point(theta, *evaluated_))) {
+    restart();
+    start_weights_ = weights;
+    inner_objective_.start_at(start_weights_);
+  }
+  accepted_.reset();
+  is_at_end_ = false;
+  return compute_value(theta, value);
+}
+
+const_symmetric_view aloocv_objective::loss_curvature() {
+  return inner_objective_.loss_curvature(inner_result_.x);
 }
 
 // The optimizer asks for value, derivatives and the start of an iteration at the same
@@ -108,7 +126,7 @@ bool aloocv_objective::settle_at_solution() {
 // zeta from one Newton step without sample i: by the formula of Sherman and Morrison the
 // inverse Hessian without l''_i x_i x_i' turns h_i into h_i / (1 - h_i l''_i).
 void aloocv_objective::leave_each_out() {
-  inverse_quadratic_forms(X_, hessian_factor_, leverages_);
+  inverse_quadratic_forms(X_, hessian_factor_, leverages_, interrupt_);
   const index_t n = y_.size();
   const double* const z = inner_objective_.predictions().data();
   const double* const l1 = inner_objective_.loss_first_derivative().data();
@@ -141,7 +159,8 @@ inner_optimum aloocv_objective::optimum() const {
           inner_objective_.loss_second_derivative(),
           hessian_factor_,
           leverages_,
-          loo_predictions_};
+          loo_predictions_,
+          interrupt_};
 }
 
 bool aloocv_objective::compute_value(const_vector_view theta, double& value) {

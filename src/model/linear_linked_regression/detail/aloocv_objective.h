@@ -24,11 +24,12 @@ namespace corvane::model::linear_linked_regression_detail {
 
 class aloocv_objective final : public optimization_objective_helper {
  public:
-  // X is n by p, normalized; y is coded -1 and +1.
+  // X is n by p, normalized; y is coded -1 and +1. All loops over rows, those of inner runs
+  // included, ask `interrupt` whether to go on.
   aloocv_objective(std::shared_ptr<trust_region_optimizer> inner_optimizer,
                    std::shared_ptr<const linear_loss_link> loss_link,
                    std::shared_ptr<const regularizer> penalty, dense_matrix&& X,
-                   dense_vector&& y);
+                   dense_vector&& y, interruption* interrupt = nullptr);
 
   // Forgets every theta: the next inner problem starts from w = 0, as the first one did.
   void restart();
@@ -36,6 +37,15 @@ class aloocv_objective final : public optimization_objective_helper {
   // The solution of the inner problem at the last theta evaluated; where that one is
   // undefined, at the last theta accepted.
   const_vector_view weights() const;
+
+  // The score at theta as `compute_value`, for a look at the solution there: of one that
+  // was not evaluated last the inner problem starts at `weights`. False where undefined.
+  bool settle_at(const_vector_view theta, const_vector_view weights, double& value);
+  // What the last theta evaluated, where it is defined, has for solution.
+  inner_optimum optimum() const;
+  const trust_region_result& inner_run() const { return inner_result_; }
+  // X' diag(l'') X at the solution, the lower triangle
+  const_symmetric_view loss_curvature();
 
   // False too where a trial just before lay across a jump and as close by, or where many
   // steps have brought next to nothing: what is left to gain is not worth inner problems.
@@ -81,13 +91,13 @@ class aloocv_objective final : public optimization_objective_helper {
   bool settle_at_solution();
   void leave_each_out();
   std::optional<double> sum_loo_losses() const;
-  inner_optimum optimum() const;
 
   std::shared_ptr<trust_region_optimizer> inner_optimizer_;
   std::shared_ptr<const linear_loss_link> loss_link_;
   std::shared_ptr<const regularizer> regularizer_;
   dense_matrix X_;
   dense_vector y_;
+  interruption* interrupt_;
   loss_objective inner_objective_;  // looks at X and y
   dense_vector start_weights_;      // where the next inner problem starts
 

@@ -227,8 +227,13 @@ canonical_problem make_canonical(dense_matrix&& design, index_t num_features,
                                  const_vector_view target, const regularizer& penalty) {
   const index_t n = design.rows();
   const index_t p = design.cols();
-  canonical_problem problem{std::move(design), dense_vector{n}, nullptr,
-                            dense_vector{p},   index_vector(p), {}};
+  canonical_problem problem{std::move(design),
+                            dense_vector{n},
+                            nullptr,
+                            dense_vector{p},
+                            {},
+                            index_vector(p),
+                            {}};
   const matrix_view X = problem.design;
   scoped_allocator scratch;
   const vector_view lengths = scratch.vector(p);
@@ -236,9 +241,9 @@ canonical_problem make_canonical(dense_matrix&& design, index_t num_features,
   round_columns(lengths, {X.data(), n, num_features});
 
   turn_and_order_columns(target, lengths, penalty.mapping(), problem);
-  const index_vector rows = order_rows(target, problem);
-  reorder(X, rows, problem.columns);
-  gather(rows, target, problem.target);
+  problem.rows = order_rows(target, problem);
+  reorder(X, problem.rows, problem.columns);
+  gather(problem.rows, target, problem.target);
 
   const index_vector groups = order_groups(penalty.mapping(), problem.columns);
   problem.penalty = penalty.reordered(problem.columns, groups);

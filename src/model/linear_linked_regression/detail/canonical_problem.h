@@ -22,7 +22,8 @@ struct canonical_problem {
   dense_vector target;
   std::shared_ptr<const regularizer> penalty;
   dense_vector signs;  // of the caller's columns, -1 where it is mirrored
-  // The caller's column, and hyperparameter, that stands at each place.
+  // The caller's row, column, and hyperparameter, that stands at each place.
+  index_vector rows;
   index_vector columns;
   index_vector hyperparameters;
 };

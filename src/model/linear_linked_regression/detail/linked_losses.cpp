@@ -28,10 +28,12 @@ loss_sums::loss_sums(index_t num_weights)
 }
 
 linked_losses::linked_losses(std::shared_ptr<const linear_loss_link> link,
-                             const_matrix_view X, const_vector_view y)
+                             const_matrix_view X, const_vector_view y,
+                             interruption* interrupt)
     : link_{std::move(link)},
       X_{X},
       y_{y},
+      interrupt_{interrupt},
       weights_{X.cols()},
       predictions_{X.rows()},
       first_derivative_{X.rows()},
@@ -58,6 +60,7 @@ void linked_losses::keep(const_vector_view w) {
 // computed once for both.
 void linked_losses::refresh(const_vector_view w) {
   if (same_point(w, weights_)) return;
+  check(interrupt_);
   weights_ = w;
   total_.reset();
   is_differentiated_ = false;
@@ -106,9 +109,10 @@ const loss_sums* linked_losses::differentiate(const_vector_view w) {
   if (same_point(w, last_.weights) && same_point(w, weights_)) return &last_;
   refresh(w);
   if (!differentiate_each()) return nullptr;
+  make_nowhere(last_.weights);  // until the sums are complete
   std::fill(last_.gradient.begin(), last_.gradient.end(), 0.0);
   fill_lower(last_.hessian, 0.0);
-  for_each_row_block(X_, [this](const_matrix_block rows, index_t first) {
+  for_each_row_block(X_, interrupt_, [this](const_matrix_block rows, index_t first) {
     const index_t count = rows.rows();
     add_weighted_gram(rows, second_derivative_.view().part(first, count), last_.hessian);
     add_product(rows, first_derivative_.view().part(first, count), last_.gradient);
@@ -117,8 +121,6 @@ const loss_sums* linked_losses::differentiate(const_vector_view w) {
   if (total_) {
     last_.weights = w;
     last_.loss = *total_;
-  } else {
-    make_nowhere(last_.weights);
   }
   return &last_;
 }

@@ -9,6 +9,7 @@
 #include <memory>
 #include <optional>
 
+#include "common/interruption.h"
 #include "model/linear_linked_regression/linear_loss_link.h"
 #include "n_array/n_array.h"
 
@@ -28,7 +29,7 @@ class linked_losses {
  public:
   // X (n by p) and y (n) must outlive the object.
   linked_losses(std::shared_ptr<const linear_loss_link> link, const_matrix_view X,
-                const_vector_view y);
+                const_vector_view y, interruption* interrupt = nullptr);
 
   // Nothing where the link fails.
   std::optional<double> total(const_vector_view w);
@@ -59,7 +60,8 @@ class linked_losses {
   std::shared_ptr<const linear_loss_link> link_;
   const_matrix_view X_;
   const_vector_view y_;
-  dense_vector weights_;  // what the members below belong to
+  interruption* interrupt_;  // asked before each pass over the rows, and within
+  dense_vector weights_;     // what the members below belong to
   dense_vector predictions_;
   std::optional<double> total_;
   bool is_differentiated_ = false;  // whether the two below are filled

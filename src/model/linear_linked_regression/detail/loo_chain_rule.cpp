@@ -135,7 +135,7 @@ void fill_leverage_adjoint(const inner_optimum& optimum, const_vector_view v,
                            const adjoint& to) {
   scoped_allocator scratch;
   const matrix_view gram = to.whitened_gram;
-  weighted_gram(optimum.X, v, gram);
+  weighted_gram(optimum.X, v, gram, optimum.interrupt);
   mirror_lower(gram);
   divide_by_factor(plain, optimum.hessian_factor, gram);
   // W = L^-T (L^-1 X' diag(v) X L^-T) L^-1
@@ -143,7 +143,7 @@ void fill_leverage_adjoint(const inner_optimum& optimum, const_vector_view v,
   copy(gram, W);
   divide_by_factor(transposed, optimum.hessian_factor, W);
   for (index_t k = 0; k < W.rows(); ++k) to.omega[k] = W(k, k);
-  quadratic_forms(optimum.X, W, to.q);
+  quadratic_forms(optimum.X, W, to.q, optimum.interrupt);
 }
 
 // mu = H^-1 s
@@ -167,10 +167,10 @@ void add_sample_terms(const optimum_derivatives& moves, const sample_derivatives
   const vector_view t = scratch.vector(n);
   for (index_t i = 0; i < n; ++i)
     t[i] = at.zz[i] - at.l4[i] * from.q[i] - at.l3[i] * from.X_mu[i];
-  for_each_row_block(moves.dz, [&](const_matrix_block rows, index_t first) {
+  for_each_row_block(moves.dz, nullptr, [&](const_matrix_block rows, index_t first) {
     add_weighted_gram(rows, t.part(first, rows.rows()), hessian);
   });
-  for_each_row_block(moves.dh, [&](const_matrix_block rows, index_t first) {
+  for_each_row_block(moves.dh, nullptr, [&](const_matrix_block rows, index_t first) {
     add_weighted_gram(rows, const_vector_view{at.hh}.part(first, rows.rows()), hessian);
   });
   // dz_a' diag(zh) dh_b + dh_a' diag(zh) dz_b

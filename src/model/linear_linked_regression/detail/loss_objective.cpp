@@ -30,11 +30,12 @@ constexpr double nan = std::numeric_limits<double>::quiet_NaN();
 
 loss_objective::loss_objective(std::shared_ptr<const linear_loss_link> loss_link,
                                std::shared_ptr<const regularizer> penalty,
-                               const_matrix_view X, const_vector_view y)
+                               const_matrix_view X, const_vector_view y,
+                               interruption* interrupt)
     : regularizer_gradient_at_zero_{filled(X.cols(), 0.0)},
       regularizer_{std::move(penalty)},
       hyperparameters_{filled(regularizer_->num_hyperparameters(), nan)},
-      losses_{std::move(loss_link), X, y} {}
+      losses_{std::move(loss_link), X, y, interrupt} {}
 
 regularizer_status loss_objective::gradient_at_zero(const_vector_view theta,
                                                     vector_view out) const {
@@ -182,6 +183,14 @@ bool loss_objective::holds_a_weight_about_to_leave(const_vector_view w,
       is_move_due_ = is_refused_ = true;
   }
   return is_move_due_;
+}
+
+const_symmetric_view loss_objective::loss_curvature(const_vector_view w) {
+  const loss_sums* const sums = losses_.differentiate(w);
+  if (sums == nullptr)
+    panic("link undefined at a solution", __LINE__,
+          "src/model/linear_linked_regression/detail/loss_objective");
+  return sums->hessian;
 }
 
 bool loss_objective::compute_value(const_vector_view w, double& value) {

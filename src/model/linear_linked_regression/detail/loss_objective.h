@@ -21,10 +21,11 @@ namespace corvane::model::linear_linked_regression_detail {
 // they belong to its solution, and the owner reads them there.
 class loss_objective final : public optimization_objective_helper {
  public:
-  // X (n by p) and y (n) must outlive the objective.
+  // X (n by p) and y (n) must outlive the objective. Each evaluation at another point asks
+  // `interrupt` whether to go on.
   loss_objective(std::shared_ptr<const linear_loss_link> loss_link,
                  std::shared_ptr<const regularizer> penalty, const_matrix_view X,
-                 const_vector_view y);
+                 const_vector_view y, interruption* interrupt = nullptr);
 
   // False when the penalty has no finite gradient at w = 0, where an inner problem starts:
   // set_hyperparameters would end the process with such a theta.
@@ -73,6 +74,9 @@ class loss_objective final : public optimization_objective_helper {
   const_vector_view predictions() const { return losses_.predictions(); }
   const_vector_view loss_first_derivative() const { return losses_.first_derivative(); }
   const_vector_view loss_second_derivative() const { return losses_.second_derivative(); }
+  // X' diag(l'') X at w, good until the next call. Panics where the link fails, which it
+  // does not at a solution.
+  const_symmetric_view loss_curvature(const_vector_view w);
 
  private:
   regularizer_status gradient_at_zero(const_vector_view theta, vector_view out) const;

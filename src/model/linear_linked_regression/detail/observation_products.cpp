@@ -53,9 +53,10 @@ void add_product(const_matrix_block rows, const_vector_view u, vector_view produ
   add_narrow_products(rows, as_column(u), as_column(product));
 }
 
-void weighted_gram(const_matrix_view X, const_vector_view t, matrix_block gram) {
+void weighted_gram(const_matrix_view X, const_vector_view t, matrix_block gram,
+                   interruption* interrupt) {
   fill_lower(gram, 0.0);
-  for_each_row_block(X, [=](const_matrix_block rows, index_t first) {
+  for_each_row_block(X, interrupt, [=](const_matrix_block rows, index_t first) {
     add_weighted_gram(rows, t.part(first, rows.rows()), gram);
   });
 }
@@ -67,17 +68,24 @@ matrix_view triangular_form(scoped_allocator& scratch, const_matrix_block K) {
   return T;
 }
 
-void quadratic_forms(const_matrix_view X, const_matrix_block K, vector_view out) {
+void quadratic_forms(const_matrix_view X, const_matrix_block K, vector_view out,
+                     interruption* interrupt) {
   scoped_allocator scratch;
-  triangular_forms(X, triangular_form(scratch, K), out);
+  const matrix_view T = triangular_form(scratch, K);
+  for_each_row_block(X, interrupt, [=](const_matrix_block rows, index_t first) {
+    triangular_forms(rows, T, out.part(first, rows.rows()));
+  });
 }
 
 // The squared length of L^-1 x_i, which cannot become negative.
-void inverse_quadratic_forms(const_matrix_view X, const_matrix_block L, vector_view out) {
+void inverse_quadratic_forms(const_matrix_view X, const_matrix_block L, vector_view out,
+                             interruption* interrupt) {
   scoped_allocator scratch;
   const matrix_view inverse = full_lower(scratch, L);
   trtri(triangle::lower, inverse);
-  squared_lengths(X, inverse, out);
+  for_each_row_block(X, interrupt, [=](const_matrix_block rows, index_t first) {
+    squared_lengths(rows, inverse, out.part(first, rows.rows()));
+  });
 }
 
 }  // namespace corvane::model::linear_linked_regression_detail

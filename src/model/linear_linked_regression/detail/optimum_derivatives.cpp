@@ -27,7 +27,7 @@ void differentiate_hessian(const inner_optimum& optimum, const penalty_derivativ
   scoped_allocator scratch;
   const vector_view t = scratch.vector(l3.size());
   for (index_t i = 0; i < t.size(); ++i) t[i] = dz[i] * l3[i];
-  weighted_gram(optimum.X, t, dH);
+  weighted_gram(optimum.X, t, dH, optimum.interrupt);
   // How r2 moves with theta_a itself.
   if (!penalty.curvature_derivative.empty()) {
     const const_vector_view values = penalty.curvature_derivative.row_values(a);
@@ -45,7 +45,7 @@ void differentiate_leverages(const inner_optimum& optimum, const_matrix_view whi
   const matrix_view K = scratch.matrix(whitened_dH.rows(), whitened_dH.cols());
   copy(whitened_dH, K);
   divide_by_factor(transposed, optimum.hessian_factor, K);
-  quadratic_forms(optimum.X, K, dh);
+  quadratic_forms(optimum.X, K, dh, optimum.interrupt);
   for (double& entry : dh) entry = -entry;
 }
 

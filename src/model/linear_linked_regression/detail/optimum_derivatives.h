@@ -9,6 +9,7 @@
 // hyperparameters.
 #pragma once
 
+#include "common/interruption.h"
 #include "common/linear_algebra.h"
 #include "common/scoped_allocator.h"
 #include "model/linear_linked_regression/detail/penalty_derivatives.h"
@@ -29,6 +30,7 @@ struct inner_optimum {
   const_matrix_block hessian_factor;  // L
   const_vector_view leverages;        // h
   const_vector_view loo_predictions;  // zeta
+  interruption* interrupt = nullptr;  // asked in the loops over observations
 };
 
 // Views into the caller's scratch memory.

@@ -43,20 +43,24 @@ long double deviation(const std::vector<double>& values, const groups_type& grou
   return total;
 }
 
-// Over all partitions into at most k sets, intervals or not: entry i joins one of the
-// groups in use before it, or opens the next one.
-long double least_deviation(const std::vector<double>& values, index_t k,
-                            const groups_type& begun = {}) {
-  if (begun.size() == values.size()) return deviation(values, begun);
-  const index_t in_use =
-      begun.empty() ? 0 : *std::max_element(begun.begin(), begun.end()) + 1;
+// Over all partitions of the entries from `first` on, whose predecessors are in `in_use`
+// groups: the entry joins one of these, or opens the next one.
+long double least_deviation_from(std::size_t first, index_t in_use, index_t k,
+                                 const std::vector<double>& values, groups_type& groups) {
+  if (first == values.size()) return deviation(values, groups);
   long double least = std::numeric_limits<long double>::infinity();
   for (index_t group = 0; group <= std::min(in_use, k - 1); ++group) {
-    groups_type longer = begun;
-    longer.push_back(group);
-    least = std::min(least, least_deviation(values, k, longer));
+    groups[first] = group;
+    least = std::min(least, least_deviation_from(first + 1, std::max(in_use, group + 1), k,
+                                                 values, groups));
   }
   return least;
+}
+
+// Over all partitions into at most k sets, intervals or not.
+long double least_deviation(const std::vector<double>& values, index_t k) {
+  groups_type groups(values.size());
+  return least_deviation_from(0, 0, k, values, groups);
 }
 
 // The recurrence least[c][j] = min over i of least[c - 1][i - 1] + deviation(i..j), in

@@ -65,7 +65,7 @@ factors factor(const ridge_problem& problem) {
   dense_matrix r{k, p};
   for (index_t i = 0; i < k; ++i)
     for (index_t j = 0; j < p; ++j) r(i, j) = i <= j ? f.packed(i, j) : 0.0;
-  gesdd(svd_job::thin, r, f.s, f.u, f.vt);
+  EXPECT_EQ(gesdd(svd_job::thin, r, f.s, f.u, f.vt), 0);
   return f;
 }
 

@@ -261,6 +261,31 @@ TEST(warped_fit, the_objective_of_a_constant_target_is_undefined_everywhere) {
   }
 }
 
+// Its latents are constant too, under every map: what is left of it is what is left of a
+// constant by least squares.
+TEST(warped_fit, a_constant_target_that_is_not_centered_is_fitted) {
+  const index_t n = 20;
+  const dense_matrix X = normal_matrix(n, 1, 1);
+  auto options = options_for(1);
+  options.center_target = false;
+  options.center_features = false;
+  const warped_linear_regression_model_descriptor model{std::move(options)};
+  const std::vector<double> y(static_cast<std::size_t>(n), 3.7);
+  const warped_fit fit = model.fit(view(y), X);
+  EXPECT_TRUE(fit.result.within_tolerance);
+  double sum = 0.0;
+  double squares = 0.0;
+  for (const double x : X) {
+    sum += x;
+    squares += x * x;
+  }
+  // The constant 1 / sqrt(n) has length 1.
+  const double residual = 1.0 - sum * sum / (squares * static_cast<double>(n));
+  EXPECT_NEAR(fit.noise_variance, residual / static_cast<double>(n - 1), 1e-9);
+  EXPECT_THROW(model.fit(view(std::vector<double>(static_cast<std::size_t>(n), 0.0)), X),
+               std::invalid_argument);
+}
+
 TEST(warped_fit, data_that_cannot_be_fitted_are_refused_with_their_problem_named) {
   const dense_matrix X = normal_matrix(20, 2, 1);
   const auto y = normal_vector(20, 2);

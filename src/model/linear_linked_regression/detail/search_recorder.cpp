@@ -1,0 +1,48 @@
+// SPDX-License-Identifier: BSD-3-Clause
+#include "model/linear_linked_regression/detail/search_recorder.h"
+
+#include <algorithm>
+
+#include "common/matrix_block.h"
+
+namespace corvane::model::linear_linked_regression_detail {
+
+namespace {
+
+dense_vector vector_of(const std::vector<double>& numbers) {
+  return dense_vector{
+      const_vector_view{numbers.data(), static_cast<index_t>(numbers.size())}};
+}
+
+}  // namespace
+
+void search_recorder::observe_iteration(const iteration_record& record) {
+  if (record.x.size() != order_.size()) return;
+  if (record.iteration == 0 || runs_.empty()) runs_.emplace_back();
+  recorded_run& run = runs_.back();
+  dense_vector point{record.x.size()};
+  to_caller(order_, record.x, point);
+  run.values.push_back(record.value);
+  run.gradient_maxima.push_back(record.gradient_max);
+  run.radii.push_back(record.radius);
+  run.points.insert(run.points.end(), point.begin(), point.end());
+  if (watcher_ == nullptr) return;
+  iteration_record translated = record;
+  translated.x = point;
+  watcher_->observe_iteration(translated);
+}
+
+iteration_history search_recorder::history_of_run_to(double value) const {
+  const auto run = std::find_if(
+      runs_.rbegin(), runs_.rend(),
+      [value](const recorded_run& candidate) { return candidate.values.back() == value; });
+  if (run == runs_.rend()) return {};
+  const auto count = static_cast<index_t>(run->values.size());
+  iteration_history history{vector_of(run->values), vector_of(run->gradient_maxima),
+                            vector_of(run->radii), dense_matrix{count, order_.size()}};
+  copy_transposed(const_matrix_view{run->points.data(), order_.size(), count},
+                  matrix_view{history.hyperparameters});
+  return history;
+}
+
+}  // namespace corvane::model::linear_linked_regression_detail

@@ -1,0 +1,42 @@
+// SPDX-License-Identifier: BSD-3-Clause
+//
+// search_recorder: the iterations of a search over hyperparameters, in the caller's order.
+// A search may take several runs. Those over a part of the hyperparameters alone are not
+// recorded.
+#pragma once
+
+#include <vector>
+
+#include "model/linear_linked_regression/logistic_report.h"
+#include "optimization/run_observer.h"
+#include "optimization/trust_region_state.h"
+#include "optimization/variable_order.h"
+
+namespace corvane::model::linear_linked_regression_detail {
+
+class search_recorder final : public run_observer {
+ public:
+  // `watcher` may be null; it sees what is recorded.
+  search_recorder(run_observer* watcher, variable_order order)
+      : watcher_{watcher}, order_{order} {}
+
+  void check() override { corvane::check(watcher_); }
+  void observe_iteration(const iteration_record& record) override;
+
+  // Of the last run that ended at this value.
+  iteration_history history_of_run_to(double value) const;
+
+ private:
+  struct recorded_run {
+    std::vector<double> values;
+    std::vector<double> gradient_maxima;
+    std::vector<double> radii;
+    std::vector<double> points;  // row by row
+  };
+
+  run_observer* watcher_;
+  variable_order order_;
+  std::vector<recorded_run> runs_;
+};
+
+}  // namespace corvane::model::linear_linked_regression_detail
