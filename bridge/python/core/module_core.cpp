@@ -7,6 +7,7 @@
 
 #include "python/core/core_support.h"
 #include "python/core/linear_functions.h"
+#include "python/core/ridge_functions.h"
 #include "python/python.h"
 #include "python/python_type.h"
 
@@ -16,9 +17,16 @@ namespace bridge = corvane::python_bridge;
 // NOLINTNEXTLINE(readability-identifier-naming,bugprone-reserved-identifier)
 PyMODINIT_FUNC PyInit__core() noexcept {
   // The interpreter keeps a pointer into the table.
-  static auto methods = std::array{bridge::make_core_method<&bridge::predict_linear>(
-                                       "predict_linear", "X coef + intercept"),
-                                   PyMethodDef{}};
+  static auto methods =
+      std::array{bridge::make_core_method<&bridge::predict_linear>("predict_linear",
+                                                                   "X coef + intercept"),
+                 bridge::make_core_method<&bridge::fit_ridge>(
+                     "fit_ridge", "Finds the strengths of a ridge fit"),
+                 bridge::make_core_method<&bridge::cluster_ridge_columns>(
+                     "cluster_ridge_columns", "Groups columns by their coefficients"),
+                 bridge::make_core_method<&bridge::evaluate_ridge_criterion>(
+                     "ridge_criterion", "A criterion and its gradient at given strengths"),
+                 PyMethodDef{}};
   try {
     const bridge::python_object module = bridge::make_python_module(
         "_core", "The compiled core of the estimators", methods.data());
