@@ -11,14 +11,17 @@ Ghahramani, "Warped Gaussian processes", NIPS 16 (2004), eq. 9.
 
 from __future__ import annotations
 
+from collections.abc import Callable, Mapping
 from dataclasses import dataclass
+from typing import Any
 
 import numpy as np
 
+from trevalon import _core
 from trevalon._types import FloatArray, VectorLike
 
-# Every second iteration halves the residual or the bracket: enough to reach rounding.
-_MAX_ITERATIONS = 1000
+# The parts that the core computes from, by their names there.
+_MAP = ("heights", "steepnesses", "positions", "step_means", "shift", "scale")
 
 
 @dataclass(frozen=True, eq=False)
@@ -50,94 +53,38 @@ class TargetWarper:
         cls, parameters: FloatArray, target: FloatArray, shift: float, scale: float
     ) -> TargetWarper:
         """Builds the map from (alpha, beta, gamma) per step: a = alpha^2, b = beta^2."""
-        alpha, beta, gamma = np.reshape(parameters, (-1, 3)).T
-        standardized = target - shift
-        standardized /= scale
-        return cls(
-            heights=np.square(alpha),
-            steepnesses=np.square(beta),
-            positions=gamma.copy(),
-            step_means=np.array(
-                [
-                    _mean_of_step(standardized, b, c)
-                    for b, c in zip(np.square(beta), gamma, strict=True)
-                ]
-            ),
-            shift=shift,
-            scale=scale,
-            target_range=(float(target.min()), float(target.max())),
-        )
+        y = np.asarray(target, dtype=np.float64)
+        theta = np.asarray(parameters, dtype=np.float64)
+        found = _core.make_warp(theta, y, float(shift), float(scale))
+        return cls(**found, target_range=(float(y.min()), float(y.max())))
+
+    @classmethod
+    def from_state(
+        cls, state: Mapping[str, Any], target_range: tuple[float, float]
+    ) -> TargetWarper:
+        """The map within the state of a fitted model."""
+        return cls(**{name: state[name] for name in _MAP}, target_range=target_range)
 
     def transform(self, y: VectorLike) -> FloatArray:
         """Latent values of targets, of the shape of `y`."""
-        return self._latent((np.asarray(y, dtype=np.float64) - self.shift) / self.scale)
+        return self._apply(_core.warp_transform, y)
 
     def derivative(self, y: VectorLike) -> FloatArray:
         """dz/dy at targets, in latent units per unit of the target."""
-        u = (np.asarray(y, dtype=np.float64) - self.shift) / self.scale
-        return self._slope(u) / self.scale
+        return self._apply(_core.warp_derivative, y)
 
     def inverse_transform(self, z: VectorLike) -> FloatArray:
-        """Targets whose latent values are `z`, to within rounding; same shape as `z`.
+        """Targets whose latent values are `z`, to nearly all digits; same shape as `z`.
 
         An infinite latent value belongs to an infinite target, and NaN to NaN.
         """
-        latent = np.asarray(z, dtype=np.float64)
-        u = latent.copy()
-        finite = np.isfinite(latent)
-        u[finite] = self._solve(latent[finite])
-        return np.asarray(u * self.scale + self.shift)
+        return self._apply(_core.warp_inverse, z)
 
-    def _latent(self, u: FloatArray) -> FloatArray:
-        z = np.array(u, dtype=np.float64)
-        for a, b, c, h in self._steps():
-            z += a * (np.tanh(b * (u + c)) - h)
-        return z
-
-    def _slope(self, u: FloatArray) -> FloatArray:
-        slope = np.ones_like(u)
-        for a, b, c, _ in self._steps():
-            slope += a * b * (1.0 - np.square(np.tanh(b * (u + c))))
-        return slope
-
-    def _steps(self) -> zip[tuple[float, float, float, float]]:
-        columns = (self.heights, self.steepnesses, self.positions, self.step_means)
-        return zip(*(column.tolist() for column in columns), strict=True)
-
-    def _solve(self, latent: FloatArray) -> FloatArray:
-        """Newton's method inside a bracket, with a bisection wherever it does not halve
-        the residual.
-
-        |tanh| <= 1 bounds the root: z - sum a (1 - h) <= u <= z + sum a (1 + h). Rounding
-        in the sum is about eps times its largest term, and no root is known better than
-        that.
-        """
-        roots = np.empty_like(latent)
-        total, offset = self.heights.sum(), self.heights @ self.step_means
-        lower, upper = latent + offset - total, latent + offset + total
-        u = np.clip(latent, lower, upper)
-        noise = 4.0 * np.finfo(np.float64).eps * (np.abs(latent) + total + abs(offset))
-        active = np.arange(len(latent))
-        previous = np.full(len(latent), np.inf)
-        for _ in range(_MAX_ITERATIONS):
-            residual = self._latent(u) - latent[active]
-            above, size = residual > 0.0, np.abs(residual)
-            upper, lower = np.where(above, u, upper), np.where(above, lower, u)
-            newton = u - residual / self._slope(u)
-            good = (newton > lower) & (newton < upper) & (size <= 0.5 * previous)
-            following = np.where(good, newton, lower + 0.5 * (upper - lower))
-            roots[active] = u
-            keep = (size > noise[active]) & (following != u)
-            if not keep.any():
-                break
-            active, u, previous = active[keep], following[keep], size[keep]
-            lower, upper = lower[keep], upper[keep]
-        return roots
-
-
-def _mean_of_step(standardized: FloatArray, steepness: float, position: float) -> float:
-    """In one array: a new one for each operation takes as long as the operation."""
-    step = standardized + position
-    step *= steepness
-    np.tanh(step, out=step)
-    return float(step.mean())
+    def _apply(
+        self,
+        function: Callable[[dict[str, Any], FloatArray], FloatArray],
+        values: VectorLike,
+    ) -> FloatArray:
+        array = np.asarray(values, dtype=np.float64)
+        state = {name: getattr(self, name) for name in _MAP}
+        return function(state, array.ravel()).reshape(array.shape)

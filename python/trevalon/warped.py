@@ -3,29 +3,28 @@
 
 from __future__ import annotations
 
-from typing import Literal, Self, overload
+from typing import Any, Literal, Self, overload
 
 import numpy as np
-import numpy.typing as npt
 from scipy.special import ndtri
 from sklearn.base import RegressorMixin
 from sklearn.utils.validation import check_is_fitted, validate_data
-from trevalon_impl import WarpedLinearRegressionModel, _WarpedLinearRegressionModel
 
-from trevalon._base import SelfTunedModel, all_or_nothing, find_dependent_columns
-from trevalon._columns import column_moments
-from trevalon._latent_model import find_latent_model
-from trevalon._parameters import check_count
+from trevalon import _core
+from trevalon._base import SelfTunedModel, fitting
+from trevalon._parameters import check_count, make_initializer
 from trevalon._target_warper import TargetWarper
-from trevalon._training import RegressionData, take_regression
 from trevalon._types import FloatArray, Init, MatrixLike, VectorLike
 
 # A map with more steps than this is not identified by any data of sensible size.
 _MOST_STEPS = 100
-# Points of the Gauss-Hermite rule: exact for polynomials of degree 41.
-_QUADRATURE_POINTS = 21
-# Rows whose quadrature points are inverted together; bounds the memory of a prediction.
-_CHUNK_ROWS = 4096
+
+_REFUSALS = {
+    "constant target": "the target is constant",
+    "constant columns": "every column of X is constant",
+    "dependent columns": "the columns of X depend on each other to within rounding",
+    "squares overflow": "the squares of X or y overflow; rescale the data",
+}
 
 
 class WarpedLinearRegression(RegressorMixin, SelfTunedModel):
@@ -52,9 +51,17 @@ class WarpedLinearRegression(RegressorMixin, SelfTunedModel):
         Where the optimizer starts: one number for all parameters of the map, one for each,
         or a function of how many there are. They are, step after step, the square root of
         the height, the square root of the steepness, and the position, for a target of
-        length 1. None means reproducible draws, uniform on [-1, 1).
+        length 1, as in ``history_["hyperparameters"]``. None means reproducible draws,
+        uniform on [-1, 1).
+    warm_start : bool, default=False
+        Whether another `fit` starts from the map of the last one, where that had as many
+        steps, and not from `init`.
     tol : float, default=1e-4
         Tolerance of the optimizer, relative.
+    max_iter : int, default=10000
+        The most iterations of the optimizer.
+    verbose : int, default=0
+        Above 0, each iteration writes a line on standard error.
 
     Attributes
     ----------
@@ -66,8 +73,26 @@ class WarpedLinearRegression(RegressorMixin, SelfTunedModel):
         Intercept of the latent mean, in latent units.
     noise_variance_ : float
         Variance of the noise, in squared latent units.
+    log_likelihood_ : float
+        Of the training targets, in their units, at the coefficients and the noise that
+        maximize it: with S the residual sum of squares of z(y) on X and dz/dy in latent
+        units per unit of the target, ``-n/2 (log(2 pi S / n) + 1) + sum of log(dz/dy)``.
+    criterion_value_ : float
+        What the fit minimizes, in units of the target: ``n/2 log(S) - sum of log(dz/dy)``,
+        and for extremely high or steep steps a term that keeps them from running away.
+    effective_dof_ : float
+        Degrees of freedom of the latent linear model: trace of its hat matrix, intercept
+        included.
     converged_ : bool
         Whether the optimizer met its tolerance.
+    convergence_ : str
+        Why the optimizer ended.
+    n_iter_ : int
+        Iterations of the optimizer.
+    history_ : dict of ndarray
+        ``value``, ``gradient_norm`` and ``radius`` of each iteration from the start point
+        on, and ``hyperparameters``, a row each, in the order of `init`. The value is the
+        criterion for a target of length 1.
     n_features_in_ : int
         Number of columns seen in the fit.
     feature_names_in_ : ndarray of shape (n_features_in_,)
@@ -111,6 +136,9 @@ class WarpedLinearRegression(RegressorMixin, SelfTunedModel):
     coef_: FloatArray
     intercept_: float
     noise_variance_: float
+    log_likelihood_: float
+    criterion_value_: float
+    effective_dof_: float
 
     def __init__(
         self,
@@ -119,15 +147,21 @@ class WarpedLinearRegression(RegressorMixin, SelfTunedModel):
         fit_intercept: bool = True,
         normalize: bool = True,
         init: Init = None,
+        warm_start: bool = False,
         tol: float = 1e-4,
+        max_iter: int = 10000,
+        verbose: int = 0,
     ) -> None:
         self.n_steps = n_steps
         self.fit_intercept = fit_intercept
         self.normalize = normalize
         self.init = init
+        self.warm_start = warm_start
         self.tol = tol
+        self.max_iter = max_iter
+        self.verbose = verbose
 
-    @all_or_nothing
+    @fitting
     def fit(self, X: MatrixLike, y: VectorLike) -> Self:
         """Find the map and the linear model behind it.
 
@@ -143,75 +177,50 @@ class WarpedLinearRegression(RegressorMixin, SelfTunedModel):
         WarpedLinearRegression
             The estimator itself.
         """
-        options = self._shared_options()
-        steps = check_count(self, "n_steps", _MOST_STEPS)
-        data = take_regression(self, X, y)
-        if data.rows.shape[0] <= data.rows.shape[1]:
+        options = self._run_options()
+        options["n_steps"] = check_count(self, "n_steps", _MOST_STEPS)
+        options["start"] = self._start_point()
+        rows, target = self._validate_regression(X, y)
+        if rows.shape[0] <= rows.shape[1]:
             raise ValueError(
                 "WarpedLinearRegression needs more rows than columns, but X has n_samples="
-                f"{data.rows.shape[0]} and n_features={data.rows.shape[1]}"
+                f"{rows.shape[0]} and n_features={rows.shape[1]}"
             )
-        model = WarpedLinearRegressionModel(num_steps=steps, **options)
-        self._fit_independent_columns(model, data)
-        self._note_convergence(model)
+        with self._observed(rows, target) as observer:
+            found = self._call_core(
+                _core.fit_warped, rows, target, observer=observer, **options
+            )
+            self._take_over(found)
+            self._take_run(found)
         return self
 
-    def _fit_independent_columns(
-        self, model: _WarpedLinearRegressionModel, data: RegressionData
-    ) -> None:
-        """Fits; where it fails for dependent columns, once more without them.
+    def _start_point(self) -> FloatArray | None:
+        """Parameters of the map as the core takes them; None for its own draws."""
+        last = self.__dict__.get("warper_") if self.warm_start else None
+        if last is not None and len(last.heights) == self.n_steps:
+            return _parameters_of(last)
+        initializer = make_initializer(self, self.init)
+        return None if initializer is None else initializer(3 * self.n_steps)
 
-        They add nothing to what the others express. Their coefficients are 0.
-        """
-        rows, target, _ = data
-        kept = np.full(rows.shape[1], True)
-        try:
-            self._run_fit(model, rows, target)
-        except ValueError:
-            kept[find_dependent_columns(rows, bool(self.fit_intercept))] = False
-            if kept.all() or not kept.any():
-                raise
-            data = RegressionData(rows[:, kept], target)
-            self._run_fit(model, data.rows, data.target)
-        self._take_over(model, data, kept)
+    def _take_over(self, found: dict[str, Any]) -> None:
+        """Sets what the core found."""
+        self._state = found["state"]
+        self.warper_ = TargetWarper.from_state(found["state"], found["target_range"])
+        self.coef_ = found["coef"]
+        self.intercept_ = found["intercept"]
+        self.noise_variance_ = found["noise_variance"]
+        self.log_likelihood_ = found["log_likelihood"]
+        self.criterion_value_ = found["criterion_value"]
+        self.effective_dof_ = found["effective_dof"]
 
-    def _take_over(
-        self,
-        model: _WarpedLinearRegressionModel,
-        data: RegressionData,
-        kept: npt.NDArray[np.bool_],
-    ) -> None:
-        """Copies what the extension module found, in the units of the columns.
-
-        The data have the columns that are `kept`; the others get zeros.
-        """
-        options = bool(self.fit_intercept), bool(self.normalize)
-        linear = find_latent_model(model, data, *options)
-        center, spread = column_moments(data.target[:, np.newaxis], *options)
-        self.warper_ = TargetWarper.from_training(
-            model.warper.parameters, data.target, float(center[0]), float(spread[0])
-        )
-        self.noise_variance_ = model.noise_variance
-        self.coef_ = np.zeros(len(kept))
-        self.coef_[kept] = linear.coef
-        self._feature_means = np.zeros(len(kept))
-        self._feature_means[kept] = linear.means
-        self.intercept_ = float(-self.coef_ @ self._feature_means)
-        self._variance_root = np.zeros((len(kept), len(linear.coef)))
-        self._variance_root[kept] = linear.variance_root
+    def _explain(self, reason: str, X: FloatArray, y: FloatArray) -> str:
+        return _REFUSALS.get(reason) or super()._explain(reason, X, y)
 
     def _latent(self, X: MatrixLike) -> tuple[FloatArray, FloatArray]:
-        """Mean and standard deviation of the latent value of each row.
-
-        The variance is v (1 + x' inverse(X'X) x), x centered: noise, and what the data
-        leave open of b.
-        """
+        """Mean and standard deviation of the latent value of each row: of noise, and of
+        what the data leave open of the coefficients."""
         check_is_fitted(self)
-        checked = validate_data(self, X, reset=False, dtype=np.float64)
-        rows = np.asarray(checked)
-        root = (rows - self._feature_means) @ self._variance_root
-        spread = 1.0 + np.einsum("ij,ij->i", root, root)
-        return rows @ self.coef_ + self.intercept_, np.sqrt(spread * self.noise_variance_)
+        return _core.warped_predict(self._state, self._validate_rows(X), "latent")
 
     @overload
     def predict(self, X: MatrixLike, return_std: Literal[False] = ...) -> FloatArray: ...
@@ -238,19 +247,11 @@ class WarpedLinearRegression(RegressorMixin, SelfTunedModel):
         std : ndarray of shape (n_samples,)
             Standard deviations of the targets. Only with ``return_std``.
         """
-        latent, deviation = self._latent(X)
-        mean, std = np.empty_like(latent), np.empty_like(latent)
-        nodes, weights = np.polynomial.hermite.hermgauss(_QUADRATURE_POINTS)
-        nodes, weights = np.sqrt(2.0) * nodes, weights / np.sqrt(np.pi)
-        for start in range(0, len(latent), _CHUNK_ROWS):
-            chunk = slice(start, start + _CHUNK_ROWS)
-            points = latent[chunk, np.newaxis] + deviation[chunk, np.newaxis] * nodes
-            targets = self.warper_.inverse_transform(points)
-            mean[chunk] = targets @ weights
-            if return_std:
-                distance = targets - mean[chunk, np.newaxis]
-                std[chunk] = np.sqrt(np.square(distance) @ weights)
-        return (mean, std) if return_std else mean
+        check_is_fitted(self)
+        rows = self._validate_rows(X)
+        if return_std:
+            return _core.warped_predict(self._state, rows, "moments")
+        return _core.warped_predict(self._state, rows, "mean")
 
     def predict_quantile(self, X: MatrixLike, q: VectorLike) -> FloatArray:
         """Quantiles of the predictive distributions.
@@ -272,12 +273,12 @@ class WarpedLinearRegression(RegressorMixin, SelfTunedModel):
             raise ValueError(
                 f"q must be a number or one-dimensional. Got shape {probabilities.shape}."
             )
-        latent, deviation = self._latent(X)
-        # The map is increasing, so that it carries quantiles to quantiles.
-        points = latent[:, np.newaxis] + np.multiply.outer(
-            deviation, np.atleast_1d(ndtri(probabilities))
+        check_is_fitted(self)
+        # The map is increasing, so that it carries normal quantiles to quantiles.
+        scores = np.atleast_1d(ndtri(probabilities))
+        quantiles = _core.warped_predict(
+            self._state, self._validate_rows(X), "quantiles", scores
         )
-        quantiles = self.warper_.inverse_transform(points)
         return quantiles[:, 0] if probabilities.ndim == 0 else quantiles
 
     def predict_interval(self, X: MatrixLike, coverage: float = 0.9) -> FloatArray:
@@ -318,23 +319,21 @@ class WarpedLinearRegression(RegressorMixin, SelfTunedModel):
             the latent value times dz/dy.
         """
         check_is_fitted(self)
-        X, y = validate_data(self, X, y, reset=False, dtype=np.float64, y_numeric=True)
-        target = np.asarray(y, dtype=np.float64)
-        latent, deviation = self._latent(X)
-        with np.errstate(divide="ignore", invalid="ignore", over="ignore"):
-            distance = (self.warper_.transform(target) - latent) / deviation
-            density = -0.5 * np.square(distance) - np.log(np.sqrt(2.0 * np.pi) * deviation)
-        return np.asarray(density + np.log(self.warper_.derivative(target)))
+        rows, target = validate_data(
+            self, X, y, reset=False, dtype=np.float64, y_numeric=True
+        )
+        return _core.warped_predict(
+            self._state,
+            np.asarray(rows),
+            "log_density",
+            np.asarray(target, dtype=np.float64),
+        )
 
-    def _advice(self) -> str:
-        return "Try fewer n_steps, another init, a larger tol, or normalize=True."
 
-    def _explain_by_model(self, X: FloatArray, y: FloatArray) -> str | None:
-        if (y == y[0]).all():
-            return "the target is constant"
-        if len(find_dependent_columns(X, bool(self.fit_intercept))) == X.shape[1]:
-            return "every column of X is constant"
-        return None
+def _parameters_of(warper: TargetWarper) -> FloatArray:
+    """The map as the optimizer knows it: sqrt(a), sqrt(b), c of each step."""
+    steps = np.sqrt(warper.heights), np.sqrt(warper.steepnesses), warper.positions
+    return np.column_stack(steps).ravel()
 
 
 def _as_probabilities(name: str, value: VectorLike) -> FloatArray:

@@ -1,6 +1,7 @@
 # SPDX-License-Identifier: BSD-3-Clause
-"""Warped fits of trevalon._core: the record of a fit against least squares and likelihoods in
-numpy, and predictions against adaptive quadrature, root finding and normal distributions."""
+"""Warped fits of trevalon._core: the record of a fit against least squares and likelihoods
+in numpy, and predictions against adaptive quadrature, root finding and normal
+distributions."""
 
 import pickle
 from types import SimpleNamespace
@@ -224,7 +225,9 @@ def test_the_map_its_slope_and_its_inverse_are_those_of_the_formula():
     error = np.abs(core.warp_inverse(fit.state, z) - expected)
     blur = rounding / np.exp(log_slope(fit.state, expected))
     assert np.all(error <= 1e-11 * np.abs(expected) + 2.0 * blur)
-    again = core.make_warp(fit.hyperparameters, fit.y, fit.state["shift"], fit.state["scale"])
+    again = core.make_warp(
+        fit.hyperparameters, fit.y, fit.state["shift"], fit.state["scale"]
+    )
     for key, value in again.items():
         np.testing.assert_allclose(value, fit.state[key], rtol=1e-12, atol=1e-15)
 
@@ -279,8 +282,8 @@ def test_what_an_observer_raises_ends_the_fit():
         (lambda X, y: (X, y * 1e-320), "constant target"),
         (lambda X, y: (np.ones_like(X), y), "constant columns"),
         (lambda X, y: (X * 1e-315, y), "constant columns"),
-        (lambda X, y: (X * 1e200, y), "overflow"),
-        (lambda X, y: (X, y * 1e200), "overflow"),
+        (lambda X, y: (X * 1e200, y), "squares overflow"),
+        (lambda X, y: (X, y * 1e200), "squares overflow"),
     ],
 )
 def test_a_fit_that_cannot_be_carried_out_gives_its_reason(spoil, reason):

@@ -113,6 +113,9 @@ PARAMETERS = {
     "normalize": st.booleans() | SCRAPS,
     "init": st.none() | NUMBERS | st.lists(NUMBERS, max_size=4)
     | st.just(lambda count: [1e300] * count) | SCRAPS,
+    "warm_start": st.booleans() | SCRAPS,
+    "max_iter": st.sampled_from([10_000, 1, 0, -1, 10**30, 1.5, None]),
+    "verbose": st.sampled_from([0, 0, 1, True, -1, 10**30, "loud", None]),
     "tol": st.sampled_from([1e-4, 1e-4, 1e-12, 5e-324, 1e300, 0.0, -1.0, np.nan, None]),
 }  # fmt: skip
 

@@ -145,6 +145,13 @@ REFUSED_DATA = {
 }
 
 
+NATIVE_FITS = {
+    LogisticRegression: "logistic.LogisticRegressionModel",
+    RidgeRegression: "ridge.RidgeRegressionModel",
+    WarpedLinearRegression: "_core.fit_warped",
+}
+
+
 @pytest.mark.parametrize("layout", [np.ascontiguousarray, np.asfortranarray])
 @pytest.mark.parametrize("bad", REFUSED_DATA.values(), ids=REFUSED_DATA.keys())
 @pytest.mark.parametrize("kind", ESTIMATORS)
@@ -154,14 +161,17 @@ def test_what_is_refused_does_not_reach_the_extension_module(
     which, value, text = bad
     X, y = layout(data[0].copy()), data[1].astype(float)
     {"X": X[:, 2], "y": y}[which][5] = value
-    factory = f"{kind.__name__}Model"
-    monkeypatch.setattr(f"{kind.__module__}.{factory}", lambda **_: Untouchable())
+    monkeypatch.setattr(f"trevalon.{NATIVE_FITS[kind]}", Untouchable)
     with pytest.raises(ValueError, match=text):
         fit(kind, (X, y))
 
 
 class Untouchable:
-    """In the place of a model of the extension module."""
+    """In the place of a model of the extension module, or of a function of the core."""
+
+    def __init__(self, *data, **_):
+        if data:
+            self.fit(*data)
 
     def fit(self, X, y):
         pytest.fail("the data reached the extension module")

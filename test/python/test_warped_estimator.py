@@ -3,11 +3,13 @@
 quantiles against numerical integrals, and the means against the extension module's."""
 
 import itertools
+import warnings
 
 import numpy as np
 import pytest
 from scipy.integrate import quad
 from scipy.stats import norm
+from sklearn.exceptions import ConvergenceWarning
 from sklearn.linear_model import LinearRegression
 from trevalon_impl import WarpedLinearRegressionModel
 
@@ -232,9 +234,131 @@ def test_the_latent_variance_is_that_of_the_inverse_of_the_centered_product(
     y = np.exp(random.normal(size=n) / 3)
     model = WarpedLinearRegression(fit_intercept=fit_intercept).fit(X, y)
     Z = X - X.mean(axis=0) if fit_intercept else X
+    # Takes back the rounding of the means.
+    Z = Z - Z.mean(axis=0) if fit_intercept else Z
     rotated, triangle = np.linalg.qr(Z / np.linalg.norm(Z, axis=0))
     expected = model.noise_variance_ * (1.0 + np.square(rotated).sum(axis=1))
     _, deviation = model._latent(X)
-    # The rounding of the columns themselves moves the reference as well.
-    rounding = 10.0 * np.linalg.cond(triangle) * np.finfo(np.float64).eps
+    # A mean is known to half a unit in its last place, which is `offset` spreads large.
+    unit = np.linalg.cond(triangle) * np.finfo(np.float64).eps
+    rounding = (10.0 + 0.5 * offset) * unit
     np.testing.assert_allclose(np.square(deviation), expected, rtol=1e-7 + rounding)
+
+
+def test_log_likelihood_and_criterion_are_those_of_the_training_targets(skewed):
+    X, y = skewed
+    model = WarpedLinearRegression().fit(X, y)
+    residual = model.warper_.transform(y) - X @ model.coef_ - model.intercept_
+    log_slope = np.log(model.warper_.derivative(y))
+    deviation = np.sqrt(np.mean(np.square(residual)))
+    expected = norm.logpdf(residual, scale=deviation) + log_slope
+    assert model.log_likelihood_ == pytest.approx(expected.sum(), rel=1e-9)
+    concentrated = 75 * np.log(residual @ residual) - log_slope.sum()
+    assert model.criterion_value_ == pytest.approx(concentrated, rel=1e-9)
+    assert model.effective_dof_ == 3.0
+
+
+def test_units_of_the_target_move_the_log_likelihood_by_their_logarithm(
+    skewed,
+):
+    X, y = skewed
+    model = WarpedLinearRegression().fit(X, y)
+    other = WarpedLinearRegression().fit(X, y * 1024.0)
+    shift = 150 * np.log(1024.0)
+    assert other.log_likelihood_ == pytest.approx(model.log_likelihood_ - shift, rel=1e-9)
+    assert other.criterion_value_ == pytest.approx(model.criterion_value_ + shift, rel=1e-9)
+
+
+def test_the_history_leads_from_the_start_point_to_the_map(skewed):
+    model = WarpedLinearRegression(init=[0.5, 0.8, 0.1]).fit(*skewed)
+    path = model.history_["hyperparameters"]
+    assert path[0].tolist() == [0.5, 0.8, 0.1]
+    assert np.square(path[-1][0]) == model.warper_.heights[0]
+    assert np.square(path[-1][1]) == model.warper_.steepnesses[0]
+    assert path[-1][2] == model.warper_.positions[0]
+    assert len(path) == model.n_iter_ + 1
+    assert model.converged_
+    assert model.convergence_ == "tolerance met"
+    value = model.history_["value"]
+    assert (np.diff(value) <= 0.0).all()
+    # The value is that of a target of length 1.
+    shift = 150 * np.log(model.warper_.scale)
+    assert value[-1] + shift == pytest.approx(model.criterion_value_, abs=1e-4)
+
+
+def test_a_warm_start_goes_on_from_the_last_map(skewed):
+    model = WarpedLinearRegression(init=0.5, warm_start=True).fit(*skewed)
+    first = model.warper_
+    model.fit(*skewed)
+    start = model.history_["hyperparameters"][0]
+    expected = np.sqrt(first.heights), np.sqrt(first.steepnesses), first.positions
+    np.testing.assert_allclose(start, np.ravel(expected), rtol=1e-15)
+    # A map of another number of steps is no start.
+    model.set_params(n_steps=2).fit(*skewed)
+    assert model.history_["hyperparameters"][0].tolist() == [0.5] * 6
+
+
+def test_a_limit_on_iterations_ends_the_fit_and_is_named(skewed):
+    with pytest.warns(ConvergenceWarning, match="Use a larger max_iter"):
+        model = WarpedLinearRegression(max_iter=2).fit(*skewed)
+    assert not model.converged_
+    assert (model.n_iter_, model.convergence_) == (2, "limit reached")
+    assert np.isfinite(model.predict(skewed[0])).all()
+
+
+def test_each_iteration_writes_a_line_where_it_is_asked_for(skewed, capfd):
+    model = WarpedLinearRegression(verbose=1).fit(*skewed)
+    lines = capfd.readouterr().err.splitlines()
+    assert len(lines) == model.n_iter_
+    assert lines[0].startswith("[WarpedLinearRegression] iteration 1: criterion ")
+    WarpedLinearRegression().fit(*skewed)
+    assert capfd.readouterr().err == ""
+
+
+SCALES = [1e-320, 1e-310, 1e-300, 1e-200, 1e-160, 1e-100, 1e100, 1e150, 1e160, 1e300, 1e305]
+
+
+def fit_or_refusal(normalize, X, y):
+    """A fitted model, or the sentence why there is none."""
+    with warnings.catch_warnings():
+        warnings.simplefilter("ignore", ConvergenceWarning)
+        try:
+            return WarpedLinearRegression(normalize=normalize).fit(X, y)
+        except ValueError as error:
+            return str(error)
+
+
+@pytest.mark.parametrize("scale", SCALES)
+@pytest.mark.parametrize("scaled", ["X", "y"])
+@pytest.mark.parametrize("normalize", [True, False])
+def test_data_of_any_size_are_fitted_in_finite_numbers_or_refused_in_words(
+    skewed, scale, scaled, normalize
+):
+    X, y = skewed
+    X, y = (X * scale, y) if scaled == "X" else (X, y * scale)
+    model = fit_or_refusal(normalize, X, y)
+    if isinstance(model, str):
+        assert "cannot be fitted: " in model
+        # Sizes with room on both sides are no reason to refuse.
+        assert not (normalize and 1e-300 <= scale <= 1e150)
+        return
+    assert np.isfinite(model.coef_).all()
+    assert np.isfinite([model.intercept_, model.noise_variance_]).all()
+    assert np.isfinite(model.predict(X, return_std=True)).all()
+    lower, upper = model.predict_interval(X, 0.9).T
+    assert np.isfinite(lower).all()
+    assert np.isfinite(upper).all()
+    assert np.all(lower <= upper)
+    assert np.isfinite(model.log_predictive_density(X, y)).all()
+
+
+@pytest.mark.parametrize("exponent", [-1000, -600, 500])
+def test_units_of_the_data_are_units_of_the_prediction(skewed, exponent):
+    X, y = skewed
+    # A power of 2 changes no digit: other ones lead to another point within the tolerance.
+    unit = 2.0**exponent
+    expected = WarpedLinearRegression().fit(X, y).predict(X)
+    model = WarpedLinearRegression().fit(X * unit, y)
+    np.testing.assert_allclose(model.predict(X * unit), expected, rtol=1e-13)
+    model = WarpedLinearRegression().fit(X, y * unit)
+    np.testing.assert_allclose(model.predict(X), expected * unit, rtol=1e-13)

@@ -31,19 +31,6 @@ float64_buffer hold_array(const char* name, PyObject* object, int dimensions) {
   return std::move(*buffer);
 }
 
-// numpy.array(list of int) has the dtype of the platform's long, which is int64 here.
-python_object to_numpy_indices(const_index_view numbers) {
-  const python_object list{PyList_New(numbers.size())};
-  for (index_t i = 0; i < numbers.size(); ++i) {
-    python_object number{PyLong_FromLongLong(numbers[i])};
-    // Takes the reference over, also when it fails.
-    if (PyList_SetItem(list.get(), i, number.release()) != 0) throw python_error{};
-  }
-  const python_object numpy{PyImport_ImportModule("numpy")};
-  return python_object{
-      PyObject_CallMethod(numpy.get(), "array", "Os", list.get(), "int64")};
-}
-
 const_vector_view view_of(const std::vector<double>& numbers) {
   return {numbers.data(), static_cast<index_t>(numbers.size())};
 }
@@ -70,11 +57,21 @@ dense_vector read_optional_vector(const char* name, PyObject* object) {
   return array_argument{name, object, 1}.vector();
 }
 
-index_vector read_codes(const char* name, PyObject* object) {
-  const dense_vector numbers = read_optional_vector(name, object);
-  index_vector codes(numbers.size());
-  for (index_t i = 0; i < codes.size(); ++i) codes[i] = static_cast<index_t>(numbers[i]);
-  return codes;
+index_vector read_codes(PyObject* object) {
+  if (Py_IsNone(object) != 0) return {};
+  return to_index_vector(object);
+}
+
+python_object to_numpy_indices(const_index_view numbers) {
+  const python_object list{PyList_New(numbers.size())};
+  for (index_t i = 0; i < numbers.size(); ++i) {
+    python_object number{PyLong_FromLongLong(numbers[i])};
+    // Takes the reference over, also when it fails.
+    if (PyList_SetItem(list.get(), i, number.release()) != 0) throw python_error{};
+  }
+  const python_object numpy{PyImport_ImportModule("numpy")};
+  return python_object{
+      PyObject_CallMethod(numpy.get(), "array", "Os", list.get(), "int64")};
 }
 
 result_dict::result_dict() : dict_{PyDict_New()} {}
@@ -130,12 +127,21 @@ void python_observer::observe_iteration(const iteration_record& record) {
   radii_.push_back(record.radius);
   points_.insert(points_.end(), point.begin(), point.end());
   if (!callable_) return;
+  has_stopped_ = call(record, point);
+  // Ends the run at the point that it has.
+  if (has_stopped_) throw optimizer_iteration_limit_error{};
+}
+
+bool python_observer::call(const iteration_record& record, const_vector_view point) const {
   const acquired_lock lock;
   const python_object hyperparameters = to_numpy_vector(point);
-  const python_object ignored{
+  const python_object answer{
       PyObject_CallFunction(callable_->get(), "idddO", record.iteration, record.value,
                             record.gradient_max, record.radius, hyperparameters.get())};
   if (PyErr_CheckSignals() != 0) throw python_error{};
+  const int is_true = PyObject_IsTrue(answer.get());
+  if (is_true < 0) throw python_error{};
+  return is_true == 1 && record.iteration > 0;
 }
 
 python_object python_observer::history() const {
@@ -173,11 +179,21 @@ const char* text_of(run_end end) {
 
 void set_run(result_dict& results, const trust_region_result& run,
              const python_observer& observer) {
-  results.set("end", text_of(run.end));
+  const bool was_stopped = observer.has_stopped() && run.end == run_end::iteration_limit;
+  results.set("end", was_stopped ? "stopped by a callback" : text_of(run.end));
   results.set("converged", run.within_tolerance);
   results.set("n_iter", std::int64_t{run.num_iterations});
   results.set("n_evaluations", std::int64_t{run.num_evaluations});
   results.set("hyperparameters", run.x);
+  results.set("history", observer.history());
+}
+
+void set_run_without_search(result_dict& results, const python_observer& observer) {
+  results.set("end", "no search");
+  results.set("converged", true);
+  results.set("n_iter", std::int64_t{0});
+  results.set("n_evaluations", std::int64_t{0});
+  results.set("hyperparameters", const_vector_view{nullptr, 0});
   results.set("history", observer.history());
 }
 
@@ -203,8 +219,6 @@ PyObject* call_core_function(python_object (*function)(PyObject*, PyObject*),
     PyErr_NoMemory();
   } catch (const optimizer_undefined_error&) {
     PyErr_SetString(fit_error, "undefined at the start");
-  } catch (const std::invalid_argument& failure) {
-    PyErr_SetString(PyExc_ValueError, failure.what());
   } catch (const std::overflow_error&) {
     PyErr_SetString(fit_error, "overflow");
   } catch (const std::exception& failure) {

@@ -13,7 +13,7 @@
 #include <functional>
 #include <initializer_list>
 #include <optional>
-#include <string>
+#include <utility>
 #include <vector>
 
 #include "n_array/n_array.h"
@@ -81,13 +81,16 @@ class array_argument {
 
 // A vector of float64; None stands for no numbers.
 dense_vector read_optional_vector(const char* name, PyObject* object);
-// Group codes; they come as float64, None for none.
-index_vector read_codes(const char* name, PyObject* object);
+// Group codes, a numpy array or None for none.
+index_vector read_codes(PyObject* object);
+python_object to_numpy_indices(const_index_view numbers);  // int64
 
 // The items set are the attributes of an estimator, without the underscore at the end.
 class result_dict {
  public:
   result_dict();
+  // Goes on with a dict.
+  explicit result_dict(python_object&& dict) : dict_{std::move(dict)} {}
 
   void set(const char* key, const python_object& value);
   void set(const char* key, double value);
@@ -113,7 +116,8 @@ class python_observer final : public run_observer {
  public:
   // `callable` is None, or is called under the lock after each iteration as
   //   callable(iteration, value, gradient_norm, radius, hyperparameters)
-  // where hyperparameters is an array of float64. What it raises ends the fit.
+  // where hyperparameters is an array of float64. What it raises ends the fit; a true
+  // result ends the search at this point, after the start point at the earliest.
   explicit python_observer(PyObject* callable);
 
   // Throws python_error where a signal handler raised, which Ctrl-C makes one do. Takes the
@@ -124,8 +128,12 @@ class python_observer final : public run_observer {
 
   // value, gradient_norm, radius: (k,); hyperparameters: (k, q). Under the lock.
   python_object history() const;
+  // Whether the callable has ended the search.
+  bool has_stopped() const { return has_stopped_; }
 
  private:
+  bool call(const iteration_record& record, const_vector_view point) const;
+
   std::optional<python_object> callable_;
   std::chrono::steady_clock::time_point next_check_;
   std::vector<index_t> order_;
@@ -133,6 +141,7 @@ class python_observer final : public run_observer {
   std::vector<double> gradient_norms_;
   std::vector<double> radii_;
   std::vector<double> points_;  // k by q, the rows one behind another
+  bool has_stopped_ = false;
 };
 
 const char* text_of(run_end end);
@@ -140,6 +149,9 @@ const char* text_of(run_end end);
 // history.
 void set_run(result_dict& results, const trust_region_result& run,
              const python_observer& observer);
+
+// The same where nothing was searched.
+void set_run_without_search(result_dict& results, const python_observer& observer);
 
 // Makes `_core.FitError`, a ValueError whose one argument is the reason: a short text by
 // which the estimators tell failures of a fit apart.

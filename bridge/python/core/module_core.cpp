@@ -7,6 +7,7 @@
 
 #include "python/core/core_support.h"
 #include "python/core/linear_functions.h"
+#include "python/core/ridge_functions.h"
 #include "python/core/warped_functions.h"
 #include "python/python.h"
 #include "python/python_type.h"
@@ -20,6 +21,12 @@ PyMODINIT_FUNC PyInit__core() noexcept {
   static auto methods = std::array{
       bridge::make_core_method<&bridge::predict_linear>("predict_linear",
                                                         "X coef + intercept"),
+      bridge::make_core_method<&bridge::fit_ridge>("fit_ridge",
+                                                   "Finds the strengths of a ridge fit"),
+      bridge::make_core_method<&bridge::cluster_ridge_columns>(
+          "cluster_ridge_columns", "Groups columns by their coefficients"),
+      bridge::make_core_method<&bridge::evaluate_ridge_criterion>(
+          "ridge_criterion", "A criterion and its gradient at given strengths"),
       bridge::make_core_method<&bridge::fit_warped>("fit_warped",
                                                     "fit a warped linear regression"),
       bridge::make_core_method<&bridge::warped_predict>(

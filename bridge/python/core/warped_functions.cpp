@@ -37,8 +37,9 @@ double read_number(PyObject* dict, const char* key) {
   return number;
 }
 
+// A state that was read from a file may hold arrays of a subclass, which are converted.
 dense_vector read_vector(PyObject* dict, const char* key) {
-  return array_argument{key, find_item(dict, key), 1}.vector();
+  return to_double_vector(find_item(dict, key));
 }
 
 tanh_map read_map(PyObject* dict) {
@@ -64,7 +65,7 @@ warped_state read_state(PyObject* dict) {
   state.columns = to_index_vector(find_item(dict, "columns"));
   state.feature_means = read_vector(dict, "feature_means");
   state.feature_scales = read_vector(dict, "feature_scales");
-  state.weights = array_argument{"weights", find_item(dict, "weights"), 2}.matrix();
+  state.weights = to_double_matrix(find_item(dict, "weights"));
   state.noise_variance = read_number(dict, "noise_variance");
   state.map = read_map(dict);
   model::check_state(state);

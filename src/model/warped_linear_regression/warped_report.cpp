@@ -28,12 +28,16 @@ constexpr double smallest_normal = std::numeric_limits<double>::min();
 // Squares of smaller values than 2^this may leave the range of normal numbers.
 constexpr int smallest_safe_exponent = -300;
 
-// Of the power of 2 by which values are divided first; 0 for values that are safe.
+// That of the largest value; 0 for zeros.
 int exponent_of(const_vector_view values) {
   double largest = 0.0;
   for (const double value : values) largest = std::max(largest, std::abs(value));
-  if (largest == 0.0) return 0;
-  const int exponent = std::ilogb(largest);
+  return largest == 0.0 ? 0 : std::ilogb(largest);
+}
+
+// Of the power of 2 by which values are divided first; 0 for values that are safe.
+int unsafe_exponent(const_vector_view values) {
+  const int exponent = exponent_of(values);
   return exponent < smallest_safe_exponent ? exponent : 0;
 }
 
@@ -62,20 +66,25 @@ struct counted_columns {
 };
 
 // The power of 2 by which a column is to be divided; nothing where it counts as constant.
-std::optional<int> examine_column(const const_vector_view column, bool centered) {
-  const int exponent = exponent_of(column);
+// Columns that are not divided by their lengths become alike in size: what is tiny beside
+// another one would count as dependent.
+std::optional<int> examine_column(const_vector_view column,
+                                  const warped_fit_options& options) {
+  const bool centered = options.fit_intercept;
+  const int exponent = options.normalize ? unsafe_exponent(column) : exponent_of(column);
   const double length = exponent == 0 ? length_of(column, centered)
                                       : length_of(scale_by(column, exponent), centered);
-  if (!is_finite(length)) throw std::overflow_error("squares of X overflow");
+  if (!is_finite(length)) throw std::domain_error("squares overflow");
   if (std::ldexp(length, exponent) < smallest_normal) return std::nullopt;
   return exponent;
 }
 
-counted_columns find_varying_columns(const_matrix_view X, bool centered) {
+counted_columns find_varying_columns(const_matrix_view X,
+                                     const warped_fit_options& options) {
   counted_columns data{X.cols(), X, {}, {}, {}};
   bool is_changed = false;
   for (index_t j = 0; j < X.cols(); ++j) {
-    const std::optional<int> exponent = examine_column(X.column(j), centered);
+    const std::optional<int> exponent = examine_column(X.column(j), options);
     is_changed = is_changed || exponent != 0;
     if (!exponent) continue;
     data.columns.push_back(j);
@@ -105,7 +114,7 @@ std::vector<index_t> find_independent(const data_normalizer& normalizer,
   }
   dense_vector reflectors(q);
   geqrf(design, reflectors);
-  const double rounding = 10.0 * static_cast<double>(q) * double_epsilon;
+  const double rounding = (10.0 * static_cast<double>(q) + 2.0) * double_epsilon;
   std::vector<index_t> independent;
   for (index_t j = 0; j < q; ++j)
     if (std::abs(design(j, j)) > rounding) independent.push_back(j);
@@ -167,7 +176,8 @@ warped_fit fit_independent_columns(const_vector_view y, counted_columns& data,
     const const_matrix_view X = data.matrix();
     const data_normalizer normalizer{normalization(options), y, X};
     const auto independent = find_independent(normalizer, X);
-    if (static_cast<index_t>(independent.size()) == X.cols()) throw;
+    if (static_cast<index_t>(independent.size()) == X.cols())
+      throw std::domain_error("dependent columns");
     data = keep_part(data, independent);
     return descriptor.fit(y, data.matrix());
   }
@@ -255,7 +265,7 @@ void require_finite(const warped_report& report) {
 // With a constant target every map leaves no residual, and the likelihood has no maximum.
 void require_varying(const_vector_view y, int exponent, bool centered) {
   const double length = length_of(y, centered);
-  if (!is_finite(length)) throw std::overflow_error("squares of y overflow");
+  if (!is_finite(length)) throw std::domain_error("squares overflow");
   if (std::ldexp(length, exponent) < smallest_normal)
     throw std::domain_error("constant target");
 }
@@ -265,10 +275,10 @@ void require_varying(const_vector_view y, int exponent, bool centered) {
 warped_report fit_warped(const_vector_view y, const_matrix_view X,
                          const warped_fit_options& options) {
   // Without normalization the map depends on the units of the target.
-  const int exponent = options.normalize ? exponent_of(y) : 0;
+  const int exponent = options.normalize ? unsafe_exponent(y) : 0;
   const dense_vector target = scale_by(y, exponent);
   require_varying(target, exponent, options.fit_intercept);
-  counted_columns data = find_varying_columns(X, options.fit_intercept);
+  counted_columns data = find_varying_columns(X, options);
   const warped_fit fit = fit_independent_columns(target, data, options);
 
   warped_report report;

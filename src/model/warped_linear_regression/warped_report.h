@@ -47,10 +47,10 @@ struct warped_report {
 };
 
 // X is n by p with p < n. A column whose length, centered, is below the smallest normal
-// double counts as constant. Throws std::domain_error("constant target") or ("constant
-// columns"), std::overflow_error where squares of the data or the results overflow,
-// optimizer_undefined_error where the likelihood is undefined at the start, and what the
-// observer throws.
+// double counts as constant. Throws std::domain_error("constant target"), ("constant
+// columns"), ("squares overflow") or ("dependent columns") where the data have no fit,
+// std::overflow_error where the coefficients overflow, optimizer_undefined_error where the
+// likelihood is undefined at the start, and what the observer throws.
 warped_report fit_warped(const_vector_view y, const_matrix_view X,
                          const warped_fit_options& options);
 
