@@ -7,6 +7,7 @@
 
 #include "python/core/core_support.h"
 #include "python/core/linear_functions.h"
+#include "python/core/logistic_functions.h"
 #include "python/python.h"
 #include "python/python_type.h"
 
@@ -16,9 +17,17 @@ namespace bridge = corvane::python_bridge;
 // NOLINTNEXTLINE(readability-identifier-naming,bugprone-reserved-identifier)
 PyMODINIT_FUNC PyInit__core() noexcept {
   // The interpreter keeps a pointer into the table.
-  static auto methods = std::array{bridge::make_core_method<&bridge::predict_linear>(
-                                       "predict_linear", "X coef + intercept"),
-                                   PyMethodDef{}};
+  static auto methods = std::array{
+      bridge::make_core_method<&bridge::predict_linear>("predict_linear",
+                                                        "X coef + intercept"),
+      bridge::make_core_method<&bridge::fit_logistic>("fit_logistic", "Fit two classes"),
+      bridge::make_core_method<&bridge::logistic_criterion>(
+          "logistic_criterion", "Approximate leave-one-out loss"),
+      bridge::make_core_method<&bridge::predict_probability>("predict_probability",
+                                                             "Of both classes"),
+      bridge::make_core_method<&bridge::predict_log_probability>("predict_log_probability",
+                                                                 "Of both classes"),
+      PyMethodDef{}};
   try {
     const bridge::python_object module = bridge::make_python_module(
         "_core", "The compiled core of the estimators", methods.data());

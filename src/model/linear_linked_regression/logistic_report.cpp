@@ -59,9 +59,8 @@ std::shared_ptr<trust_region_optimizer> make_optimizer(double tolerance,
 
 std::shared_ptr<trust_region_optimizer> make_tight_optimizer(
     const logistic_options& options, run_observer* observer) {
-  return make_optimizer(std::min(options.tolerance, tight_tolerance),
-                        std::min(options.tolerance, tight_gradient_tolerance),
-                        options.max_iterations, observer);
+  return make_optimizer(tight_tolerance, tight_gradient_tolerance, options.max_iterations,
+                        observer);
 }
 
 // A normalized problem over groups of columns, and its objective.
