@@ -11,6 +11,7 @@
 #include <vector>
 
 #include "common/blas_threads.h"
+#include "common/finite.h"
 #include "common/matrix_block.h"
 #include "model/linear_linked_regression/detail/aloocv_objective.h"
 #include "model/linear_linked_regression/detail/canonical_problem.h"
@@ -20,6 +21,7 @@
 #include "model/linear_linked_regression/detail/search_recorder.h"
 #include "model/linear_linked_regression/logistic_log_likelihood_loss_link.h"
 #include "optimization/optimizer_error.h"
+#include "optimization/trust_region_measures.h"
 #include "optimization/trust_region_optimizer.h"
 #include "optimization/variable_order.h"
 
@@ -124,6 +126,16 @@ void set_run(const trust_region_result& run, logistic_report& report) {
   report.end = run.end;
   report.num_iterations = run.num_iterations;
   report.num_evaluations = run.num_evaluations;
+}
+
+// A last descent may leave the inner run nothing to gain that it could see: this is its
+// solution, too, where the gradient says so.
+void set_solved_run(const trust_region_result& run, logistic_report& report) {
+  set_run(run, report);
+  const stop_measures measures =
+      measure_stop(run.value, run.value, run.gradient, run.hessian, double_epsilon);
+  if (run.end == run_end::no_decrease && measures.gradient_max <= tight_gradient_tolerance)
+    report.end = run_end::within_tolerance;
 }
 
 // Where the search starts, in the order of the run; also given to it as its initializer,
@@ -294,7 +306,7 @@ logistic_report fit_logistic_at(logistic_data&& data, const logistic_options& op
     throw optimizer_undefined_error{};
   logistic_report report = describe_solution(normalized, groups, posed);
   report.criterion = criterion;
-  set_run(posed.objective.inner_run(), report);
+  set_solved_run(posed.objective.inner_run(), report);
   report.strengths = without_unpenalized(options.penalty, strengths, groups);
   return report;
 }
