@@ -8,6 +8,7 @@ with a second-order optimizer and exact derivatives; no grid is searched.
 from trevalon._interval_display import PredictionIntervalDisplay
 from trevalon._ridge_display import RidgePenaltyDisplay
 from trevalon._target_warper import TargetWarper
+from trevalon._versions import __version__, show_versions
 from trevalon._warp_display import WarpDisplay
 from trevalon.logistic import LogisticRegression
 from trevalon.ridge import RidgeRegression
@@ -21,4 +22,6 @@ __all__ = [
     "TargetWarper",
     "WarpDisplay",
     "WarpedLinearRegression",
+    "__version__",
+    "show_versions",
 ]

@@ -11,7 +11,7 @@ from numbers import Integral, Real
 
 import numpy as np
 
-from trevalon._types import FloatArray, Init
+from trevalon._types import FloatArray, Init, IntArray, Strengths
 
 
 def _refuse(owner: object, name: str, wanted: str, value: object) -> ValueError:
@@ -57,6 +57,45 @@ def check_count(owner: object, name: str, largest: int) -> int:
     ):
         raise _refuse(owner, name, f"an int in the range [1, {largest}]", value)
     return int(value)
+
+
+def check_verbosity(owner: object, name: str) -> int:
+    value = getattr(owner, name)
+    if not isinstance(value, Integral | np.bool_) or int(value) < 0:
+        raise _refuse(owner, name, "an int in the range [0, inf)", value)
+    return int(value)
+
+
+def spread_strengths(
+    owner: object, name: str, value: Strengths, codes: IntArray, *, allow_zero: bool
+) -> FloatArray:
+    """Strengths in the units of the data, one for each column.
+
+    value : one number for all; one for each group, in the order of their codes; or one for
+        each column, which is meant where there are as many columns as groups.
+    codes : (p,), the group of each column; what a column of code -1 gets has no meaning.
+    """
+    try:
+        numbers = np.asarray(value, dtype=np.float64)
+    except (TypeError, ValueError) as error:
+        raise _refuse(owner, name, "made of real numbers", value) from error
+    groups = int(codes.max(initial=-1)) + 1
+    if numbers.ndim == 0:
+        numbers = np.full(len(codes), float(numbers))
+    elif numbers.shape == (groups,) and groups != len(codes):
+        numbers = numbers[codes]
+    elif numbers.shape != codes.shape:
+        raise ValueError(
+            f"{name} has shape {numbers.shape}, but this fit has {groups} groups of "
+            f"{len(codes)} columns: give one number, one for each group or one for each "
+            "column"
+        )
+    # The comparisons refuse NaN as well.
+    least = numbers >= 0.0 if allow_zero else numbers > 0.0
+    if not (least & (numbers < np.inf))[codes >= 0].all():
+        bound = "at or above 0" if allow_zero else "above 0"
+        raise _refuse(owner, name, f"finite and {bound}", value)
+    return numbers
 
 
 def make_initializer(owner: object, init: Init) -> Callable[[int], FloatArray] | None:

@@ -19,6 +19,9 @@ IntArray: TypeAlias = npt.NDArray[np.int64]
 # A number for every hyperparameter, one number each, or a function of how many there are.
 Init: TypeAlias = float | Sequence[float] | FloatArray | Callable[[int], VectorLike] | None
 
+# One strength for all columns, one for each group, or one for each column.
+Strengths: TypeAlias = float | Sequence[float] | FloatArray
+
 # Which columns share hyperparameters.
 Labels: TypeAlias = Sequence[Hashable] | npt.NDArray[Any]
 Groups: TypeAlias = (

@@ -14,7 +14,7 @@ import trevalon
 
 PARTS = [module.name for module in pkgutil.iter_modules(trevalon.__path__)]
 MODULES = ["trevalon", *(f"trevalon.{part}" for part in PARTS)]
-PUBLIC = [getattr(trevalon, name) for name in trevalon.__all__]
+PUBLIC = [getattr(trevalon, name) for name in trevalon.__all__ if name != "__version__"]
 ESTIMATORS = [kind for kind in PUBLIC if hasattr(kind, "fit")]
 SECTIONS = ["Parameters", "Attributes", "Raises", "Warns", "References", "Examples"]
 

@@ -130,12 +130,21 @@ void python_observer::observe_iteration(const iteration_record& record) {
   radii_.push_back(record.radius);
   points_.insert(points_.end(), point.begin(), point.end());
   if (!callable_) return;
+  has_stopped_ = call(record, point);
+  // Ends the run at the point that it has.
+  if (has_stopped_) throw optimizer_iteration_limit_error{};
+}
+
+bool python_observer::call(const iteration_record& record, const_vector_view point) const {
   const acquired_lock lock;
   const python_object hyperparameters = to_numpy_vector(point);
-  const python_object ignored{
+  const python_object answer{
       PyObject_CallFunction(callable_->get(), "idddO", record.iteration, record.value,
                             record.gradient_max, record.radius, hyperparameters.get())};
   if (PyErr_CheckSignals() != 0) throw python_error{};
+  const int is_true = PyObject_IsTrue(answer.get());
+  if (is_true < 0) throw python_error{};
+  return is_true == 1 && record.iteration > 0;
 }
 
 python_object python_observer::history() const {
@@ -173,7 +182,8 @@ const char* text_of(run_end end) {
 
 void set_run(result_dict& results, const trust_region_result& run,
              const python_observer& observer) {
-  results.set("end", text_of(run.end));
+  const bool was_stopped = observer.has_stopped() && run.end == run_end::iteration_limit;
+  results.set("end", was_stopped ? "stopped by a callback" : text_of(run.end));
   results.set("converged", run.within_tolerance);
   results.set("n_iter", std::int64_t{run.num_iterations});
   results.set("n_evaluations", std::int64_t{run.num_evaluations});

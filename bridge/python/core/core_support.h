@@ -113,7 +113,8 @@ class python_observer final : public run_observer {
  public:
   // `callable` is None, or is called under the lock after each iteration as
   //   callable(iteration, value, gradient_norm, radius, hyperparameters)
-  // where hyperparameters is an array of float64. What it raises ends the fit.
+  // where hyperparameters is an array of float64. What it raises ends the fit; a true
+  // result ends the search at this point, after the start point at the earliest.
   explicit python_observer(PyObject* callable);
 
   // Throws python_error where a signal handler raised, which Ctrl-C makes one do. Takes the
@@ -124,8 +125,12 @@ class python_observer final : public run_observer {
 
   // value, gradient_norm, radius: (k,); hyperparameters: (k, q). Under the lock.
   python_object history() const;
+  // Whether the callable has ended the search.
+  bool has_stopped() const { return has_stopped_; }
 
  private:
+  bool call(const iteration_record& record, const_vector_view point) const;
+
   std::optional<python_object> callable_;
   std::chrono::steady_clock::time_point next_check_;
   std::vector<index_t> order_;
@@ -133,6 +138,7 @@ class python_observer final : public run_observer {
   std::vector<double> gradient_norms_;
   std::vector<double> radii_;
   std::vector<double> points_;  // k by q, the rows one behind another
+  bool has_stopped_ = false;
 };
 
 const char* text_of(run_end end);
