@@ -96,7 +96,9 @@ void set_strengths(penalty_mode penalty, const dense_matrix& strengths,
   }
 }
 
-python_object to_dict(penalty_mode penalty, const logistic_report& report) {
+python_object to_dict(penalty_mode penalty, const logistic_report& report,
+                      const python_observer& observer) {
+  const bool was_stopped = observer.has_stopped() && report.end == run_end::iteration_limit;
   result_dict results;
   results.set("coef", report.coefficients);
   results.set("intercept", report.intercept);
@@ -106,7 +108,7 @@ python_object to_dict(penalty_mode penalty, const logistic_report& report) {
   results.set("effective_dof", report.effective_dof);
   results.set("effective_dof_by_group", report.effective_dof_by_group);
   results.set("hyperparameters", report.hyperparameters);
-  results.set("end", describe(report.end));
+  results.set("end", was_stopped ? "stopped by a callback" : describe(report.end));
   results.set("converged", report.end == run_end::within_tolerance);
   results.set("n_iter", std::int64_t{report.num_iterations});
   results.set("n_evaluations", std::int64_t{report.num_evaluations});
@@ -166,7 +168,7 @@ python_object fit_logistic(PyObject* arguments, PyObject* keywords) {
     return model::fit_logistic(problem.data(), options,
                                start ? start->view() : const_matrix_view{});
   });
-  return to_dict(options.penalty, report);
+  return to_dict(options.penalty, report, observer);
 }
 
 python_object logistic_criterion(PyObject* arguments, PyObject* keywords) {
