@@ -458,7 +458,8 @@ class LogisticRegression(ClassifierMixin, SelfTunedModel):
         return _core.predict_log_probability(self._validate_rows(X), *self._predictor())
 
     def _predictor(self) -> tuple[FloatArray, float]:
-        return self.coef_[0], float(self.intercept_[0])
+        # Of a pickle mapped into memory these are of a class of their own.
+        return np.asarray(self.coef_[0]), float(self.intercept_[0])
 
 
 def _two_classes(y: npt.NDArray[Any]) -> tuple[npt.NDArray[Any], npt.NDArray[np.intp]]:

@@ -128,13 +128,29 @@ void set_run(const trust_region_result& run, logistic_report& report) {
   report.num_evaluations = run.num_evaluations;
 }
 
+double gradient_max_of(const trust_region_result& run) {
+  return measure_stop(run.value, run.value, run.gradient, run.hessian, double_epsilon)
+      .gradient_max;
+}
+
+// The score at given hyperparameters, in the order of the run, with an inner problem that
+// is solved to rounding.
+double evaluate_exactly(aloocv_objective& objective, const_vector_view theta) {
+  constexpr double rounding = 1e-10;
+  double value = 0.0;
+  const bool is_defined =
+      objective.compute_value(theta, value) &&
+      (gradient_max_of(objective.inner_run()) <= rounding || objective.polish_solution()) &&
+      objective.compute_value(theta, value);
+  if (!is_defined) throw optimizer_undefined_error{};
+  return value;
+}
+
 // A last descent may leave the inner run nothing to gain that it could see: this is its
 // solution, too, where the gradient says so.
 void set_solved_run(const trust_region_result& run, logistic_report& report) {
   set_run(run, report);
-  const stop_measures measures =
-      measure_stop(run.value, run.value, run.gradient, run.hessian, double_epsilon);
-  if (run.end == run_end::no_decrease && measures.gradient_max <= tight_gradient_tolerance)
+  if (run.end == run_end::no_decrease && gradient_max_of(run) <= tight_gradient_tolerance)
     report.end = run_end::within_tolerance;
 }
 
@@ -191,8 +207,8 @@ double differentiate_at(posed_problem& posed, slopes_in_theta& at) {
   const dense_vector theta = posed.in_run_order(at.theta);
   dense_vector gradient{size};
   symmetric_matrix hessian{size, size};
-  double value = 0.0;
-  if (!posed.objective.compute_value_gradient_hessian(theta, value, gradient, hessian))
+  const double value = evaluate_exactly(posed.objective, theta);
+  if (!posed.objective.compute_gradient_hessian(theta, gradient, hessian))
     throw optimizer_undefined_error{};
   const variable_order order = posed.canonical.hyperparameters.view();
   at.gradient = dense_vector{size};
@@ -301,9 +317,7 @@ logistic_report fit_logistic_at(logistic_data&& data, const logistic_options& op
       columns);
   quiet_observer inner{options.observer};
   posed_problem posed{normalized, options, columns, make_tight_optimizer(options, &inner)};
-  double criterion = 0.0;
-  if (!posed.objective.compute_value(posed.in_run_order(theta), criterion))
-    throw optimizer_undefined_error{};
+  const double criterion = evaluate_exactly(posed.objective, posed.in_run_order(theta));
   logistic_report report = describe_solution(normalized, groups, posed);
   report.criterion = criterion;
   set_solved_run(posed.objective.inner_run(), report);
