@@ -73,7 +73,7 @@ struct posed_problem {
       : groups{groups_of_columns},
         penalty{detail::penalty_over(options.penalty, groups, options.fit_intercept)},
         canonical{make_canonical(std::move(data.design), data.normalizer.num_features(),
-                                 data.target, *penalty)},
+                                 data.target, *penalty, options.observer)},
         objective{std::move(inner_optimizer),
                   std::make_shared<loss_link_detail::logistic_log_likelihood_loss_link>(),
                   canonical.penalty,
