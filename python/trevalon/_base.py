@@ -176,6 +176,8 @@ class SelfTunedModel(CallbackSupportMixin, BaseEstimator):
                 "the criterion is not a number at the starting point; rescale the data, "
                 "or try another init or normalize=True"
             )
+        if "overflows" in reason:
+            return "the squares of X or y overflow; rescale the data"
         return reason
 
     def __getstate__(self) -> dict[str, Any]:

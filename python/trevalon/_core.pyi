@@ -11,6 +11,49 @@ _Array = npt.NDArray[np.float64]
 # A fit that cannot be carried out; its one argument is the reason, a short text.
 class FitError(ValueError): ...
 
+# Called after each iteration with its number, the criterion, the gradient's largest entry,
+# the radius and the hyperparameters; True ends the search.
+_Observer = Callable[[int, float, float, float, _Array], bool] | None
+
+# criterion: "gcv", "loo" or "range_risk". groups: codes from 0, None where each column is
+# alone. start, alpha: strengths in the units of the data, one for each column; with alpha
+# there is no search.
+def fit_ridge(
+    X: _Array,
+    y: _Array,
+    *,
+    criterion: str,
+    groups: npt.NDArray[np.int64] | None,
+    fit_intercept: bool,
+    normalize: bool,
+    start: _Array | None,
+    alpha: _Array | None,
+    tol: float,
+    max_iter: int,
+    observer: _Observer,
+) -> dict[str, Any]: ...
+def cluster_ridge_columns(
+    X: _Array,
+    y: _Array,
+    *,
+    criterion: str,
+    fit_intercept: bool,
+    normalize: bool,
+    tol: float,
+    max_iter: int,
+    n_groups: int,
+) -> npt.NDArray[np.int64]: ...
+
+# value, and the gradient by the logarithms of the strengths, summed over each group.
+def ridge_criterion(
+    X: _Array,
+    y: _Array,
+    *,
+    criterion: str,
+    groups: npt.NDArray[np.int64] | None,
+    fit_intercept: bool,
+    alpha: _Array,
+) -> dict[str, Any]: ...
 def predict_linear(X: _Array, coef: _Array, intercept: float) -> _Array: ...
 
 _Observer = Callable[[int, float, float, float, _Array], object] | None
@@ -22,7 +65,7 @@ def fit_logistic(
     y: _Array,
     *,
     penalty: str,
-    groups: _Array,
+    groups: _Codes,
     fit_intercept: bool,
     normalize: bool,
     start: _Array | None = None,
@@ -36,7 +79,7 @@ def logistic_criterion(
     y: _Array,
     *,
     penalty: str,
-    groups: _Array,
+    groups: _Codes,
     fit_intercept: bool,
     normalize: bool,
     strengths: _Array,

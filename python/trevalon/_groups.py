@@ -32,6 +32,22 @@ class Grouping(NamedTuple):
     number_to_find: int = 0
     mode: str | None = None
 
+    def labels_of(self, codes: IntArray) -> npt.NDArray[Any]:
+        """The label of each group; its number where groups were not labelled."""
+        if self.labels is not None:
+            return self.labels
+        return np.arange(int(codes.max()) + 1)
+
+
+def penalized_codes(codes: IntArray) -> IntArray:
+    """The codes, where every column has a penalty."""
+    if (codes == UNPENALIZED).any():
+        raise ValueError(
+            "groups has the label None, but a ridge fit penalizes every column: "
+            "give each column a label"
+        )
+    return codes
+
 
 def resolve_groups(
     groups: Groups, X: FloatArray, y: FloatArray, names: Sequence[str] | None

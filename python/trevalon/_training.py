@@ -1,5 +1,5 @@
 # SPDX-License-Identifier: BSD-3-Clause
-"""Training data on their way into a fit, and what is kept of them for later questions."""
+"""Training data on their way into a fit."""
 
 from __future__ import annotations
 
@@ -16,8 +16,6 @@ if TYPE_CHECKING:
 
 # A ridge fit of so many numbers in so few columns takes little more than a look at them.
 _MANY, _FEW_COLUMNS = 100_000, 64
-# Rows that tell whether an array was overwritten since the fit.
-_WITNESSES = 16
 
 
 class RegressionData(NamedTuple):
@@ -75,22 +73,3 @@ def _is_plain(array: Any, dimensions: int) -> bool:
         and array.dtype == np.float64
         and array.dtype.isnative
     )
-
-
-class TrainingData:
-    """What an estimator keeps of a fit: rows and targets by reference, as a copy could take
-    longer than the fit, and what tells whether they were overwritten."""
-
-    def __init__(self, rows: FloatArray, target: FloatArray, fit_intercept: bool) -> None:
-        self.rows = rows
-        self.target = target
-        self.fit_intercept = fit_intercept
-        self._step = max(1, len(rows) // _WITNESSES)
-        self._witnesses = rows[:: self._step].copy(), target[:: self._step].copy()
-
-    def is_unchanged(self) -> bool:
-        """Whether a sample of the rows is what it was."""
-        rows, target = self._witnesses
-        return np.array_equal(self.rows[:: self._step], rows) and np.array_equal(
-            self.target[:: self._step], target
-        )

@@ -22,6 +22,9 @@ Init: TypeAlias = float | Sequence[float] | FloatArray | Callable[[int], VectorL
 # One strength for all columns, one for each group, or one for each column.
 Strengths: TypeAlias = float | Sequence[float] | FloatArray
 
+# Where a search starts; a function gets the number of groups.
+StartStrengths: TypeAlias = Strengths | Callable[[int], Strengths] | None
+
 # Which columns share hyperparameters.
 Labels: TypeAlias = Sequence[Hashable] | npt.NDArray[Any]
 Groups: TypeAlias = (

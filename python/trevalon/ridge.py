@@ -3,36 +3,28 @@
 
 from __future__ import annotations
 
-import contextlib
 from typing import Any, Self
 
 import numpy as np
 import numpy.typing as npt
-from sklearn.base import RegressorMixin
+from sklearn.base import RegressorMixin, clone
 from sklearn.utils.validation import check_is_fitted
-from trevalon_impl import RidgeRegressionModel, _RidgeRegressionModel
 
-from trevalon._base import (
-    SelfTunedModel,
-    all_or_nothing,
-    as_grouper,
-    find_dependent_columns,
-    predict_linear,
+from trevalon import _core
+from trevalon._base import SelfTunedModel, fitting
+from trevalon._groups import Grouping, penalized_codes, resolve_groups
+from trevalon._parameters import check_choice, check_flag, spread_strengths
+from trevalon._types import (
+    FloatArray,
+    Groups,
+    IntArray,
+    MatrixLike,
+    StartStrengths,
+    Strengths,
+    VectorLike,
 )
-from trevalon._columns import center_columns
-from trevalon._groups import UNPENALIZED, Grouping, resolve_groups
-from trevalon._leave_one_out import ridge_leverages
-from trevalon._parameters import check_choice
-from trevalon._training import (
-    RegressionData,
-    TrainingData,
-    take_regression,
-    validate_regression,
-)
-from trevalon._types import FloatArray, Groups, Init, IntArray, MatrixLike, VectorLike
 
-# How the extension module calls the criteria.
-_SCORES = {"gcv": "gcv", "loo": "loocv", "range_risk": "range_risk"}
+_CRITERIA = ("gcv", "loo", "range_risk")
 
 
 class RidgeRegression(RegressorMixin, SelfTunedModel):
@@ -67,11 +59,24 @@ class RidgeRegression(RegressorMixin, SelfTunedModel):
         shared strength does not depend on the units of the columns. What is fitted is in
         the units of the data either way.
     init : float, array-like, callable or None, default=None
-        Where the optimizer starts: one number for all hyperparameters, one for each, or a
-        function of how many there are. They are the square roots of strengths for
-        normalized columns; None means 0.1 for each. Not 0.
+        Where the search starts: strengths above 0 in the units of the data, as ``alpha_``
+        has them. One number for all, one for each group, one for each column, or a function
+        of the number of groups that returns one of these. Of a group the geometric mean
+        counts, for normalized columns. None means 0.01 for columns of length 1.
     tol : float, default=1e-4
         Tolerance of the optimizer, relative.
+    alpha : float, array-like or None, default=None
+        Strengths to fit at, without a search: at or above 0, in the units of the data. One
+        number for all columns, one for each group in the order of ``group_labels_``, or one
+        for each column. Without penalties that determine all coefficients, of the least
+        squares solutions the one that is shortest for columns of length 1.
+    max_iter : int, default=10000
+        The largest number of iterations of the optimizer.
+    warm_start : bool, default=False
+        Whether a further `fit` starts from the strengths of the one before, where the
+        number of columns is the same. It goes before ``init``.
+    verbose : int, default=0
+        With 1 or more, one line on standard error for each iteration.
 
     Attributes
     ----------
@@ -88,7 +93,18 @@ class RidgeRegression(RegressorMixin, SelfTunedModel):
     criterion_value_ : float
         The criterion at the chosen strengths, in squared units of the target.
     converged_ : bool
-        Whether the optimizer met its tolerance.
+        Whether the optimizer met its tolerance; true without a search.
+    convergence_ : str
+        Why the search ended: "tolerance met", "no further decrease", "trust region
+        collapsed", "limit reached", "score at its infimum", "degenerate", "undefined",
+        "stopped by a callback" or "no search".
+    n_iter_ : int
+        Number of iterations of the optimizer.
+    history_ : dict
+        The record of the search, its start point first: arrays ``value`` (the criterion),
+        ``gradient_norm`` (its largest entry, scaled), ``radius`` (of the trust region) and
+        ``hyperparameters`` of shape (n_iter_ + 1, n_groups): the square roots of strengths
+        for normalized columns, up to their sign.
     leverage_ : ndarray of shape (n_samples,)
         The diagonal of the hat matrix at the chosen strengths, the intercept included.
     loo_residuals_ : ndarray of shape (n_samples,)
@@ -96,6 +112,8 @@ class RidgeRegression(RegressorMixin, SelfTunedModel):
         rows. In units of the target.
     effective_dof_ : float
         The trace of the hat matrix, the intercept included.
+    effective_dof_by_group_ : ndarray of shape (n_groups,)
+        The part of each group in the trace; with an intercept 1 is left for that.
     n_features_in_ : int
         Number of columns seen in the fit.
     feature_names_in_ : ndarray of shape (n_features_in_,)
@@ -111,14 +129,6 @@ class RidgeRegression(RegressorMixin, SelfTunedModel):
     -----
     sklearn.exceptions.ConvergenceWarning
         In `fit`, where the optimizer stopped before its tolerance was met.
-
-    Notes
-    -----
-    ``criterion_value_``, ``alpha_``, ``leverage_``, ``loo_residuals_`` and
-    ``effective_dof_`` take passes over the training data, as the whole fit does, and are
-    worked out when first read. Until then, or until the estimator is pickled, it refers to
-    the training data. Where these were overwritten in place, reading raises
-    AttributeError.
 
     References
     ----------
@@ -142,8 +152,14 @@ class RidgeRegression(RegressorMixin, SelfTunedModel):
 
     coef_: FloatArray
     intercept_: float
+    alpha_: FloatArray
     groups_: IntArray
     group_labels_: npt.NDArray[Any]
+    criterion_value_: float
+    leverage_: FloatArray
+    loo_residuals_: FloatArray
+    effective_dof_: float
+    effective_dof_by_group_: FloatArray
 
     def __init__(
         self,
@@ -152,8 +168,12 @@ class RidgeRegression(RegressorMixin, SelfTunedModel):
         groups: Groups = "all",
         fit_intercept: bool = True,
         normalize: bool = True,
-        init: Init = None,
+        init: StartStrengths = None,
         tol: float = 1e-4,
+        alpha: Strengths | None = None,
+        max_iter: int = 10_000,
+        warm_start: bool = False,
+        verbose: int = 0,
     ) -> None:
         self.criterion = criterion
         self.groups = groups
@@ -161,8 +181,12 @@ class RidgeRegression(RegressorMixin, SelfTunedModel):
         self.normalize = normalize
         self.init = init
         self.tol = tol
+        self.alpha = alpha
+        self.max_iter = max_iter
+        self.warm_start = warm_start
+        self.verbose = verbose
 
-    @all_or_nothing
+    @fitting
     def fit(self, X: MatrixLike, y: VectorLike) -> Self:
         """Find strengths and coefficients.
 
@@ -178,51 +202,114 @@ class RidgeRegression(RegressorMixin, SelfTunedModel):
         RidgeRegression
             The estimator itself.
         """
-        options = self._shared_options()
-        score = _SCORES[check_choice(self, "criterion", _SCORES)]
-        rows, target, _ = self._take(X, y)
+        options = self._run_options()
+        options["criterion"] = check_choice(self, "criterion", _CRITERIA)
+        rows, target = self._validate_regression(X, y)
         grouping = resolve_groups(self.groups, rows, target, self._column_names())
-        model = RidgeRegressionModel(score=score, **_grouping_options(grouping), **options)
-        self._run_fit(model, rows, target)
-        self._note_convergence(model)
-        self._take_over(model, grouping, rows, target)
+        codes = self._find_codes(grouping, rows, target, options)
+        with self._observed(rows, target) as observer:
+            found = self._call_core(
+                _core.fit_ridge,
+                rows,
+                target,
+                groups=None if grouping.mode == "none" else codes,
+                start=self._start(codes),
+                alpha=self._given(codes),
+                observer=observer,
+                **options,
+            )
+            self.group_labels_ = grouping.labels_of(codes)
+            for name in _RESULTS:
+                setattr(self, f"{name}_", found[name])
+            self._take_run(found)
         return self
 
-    def _take(self, X: MatrixLike, y: VectorLike) -> RegressionData:
-        # A callable sees checked data only.
-        if callable(self.groups):
-            return validate_regression(self, X, y)
-        # One look at these would take up to a seventh of the fit.
-        return take_regression(self, X, y, trust_narrow=True)
-
-    def _take_over(
+    def _find_codes(
         self,
-        model: _RidgeRegressionModel,
         grouping: Grouping,
         rows: FloatArray,
         target: FloatArray,
-    ) -> None:
-        """Copies what the extension module found, in the units of the data."""
-        width = rows.shape[1]
-        self.coef_ = model.weights[:width]
-        # The prediction at the origin is the intercept itself.
-        self.intercept_ = float(model.predict(np.zeros((1, width)))[0])
-        self.groups_ = (
-            model.regularization_groups[:width].astype(np.int64)
-            if grouping.codes is None
-            else grouping.codes
+        options: dict[str, Any],
+    ) -> IntArray:
+        """The group of each column."""
+        if grouping.codes is not None:
+            return penalized_codes(grouping.codes)
+        codes: IntArray = self._call_core(
+            _core.cluster_ridge_columns,
+            rows,
+            target,
+            n_groups=grouping.number_to_find,
+            **options,
         )
-        roots = model.regularization
-        self.group_labels_ = (
-            np.arange(len(roots)) if grouping.labels is None else grouping.labels
+        return codes
+
+    def _start(self, codes: IntArray) -> FloatArray | None:
+        if self.warm_start and len(getattr(self, "alpha_", ())) == len(codes):
+            return self.alpha_
+        if self.init is None:
+            return None
+        value = self.init(int(codes.max()) + 1) if callable(self.init) else self.init
+        return spread_strengths(self, "init", value, codes, allow_zero=False)
+
+    def _given(self, codes: IntArray) -> FloatArray | None:
+        if self.alpha is None:
+            return None
+        return spread_strengths(self, "alpha", self.alpha, codes, allow_zero=True)
+
+    def criterion_at(
+        self, X: MatrixLike, y: VectorLike, alpha: Strengths
+    ) -> tuple[float, float | FloatArray]:
+        """The criterion at given strengths, and its gradient.
+
+        The parameters ``criterion``, ``groups`` and ``fit_intercept`` count. The estimator
+        need not be fitted, unless ``groups`` is a number: then the groups are those of the
+        fit.
+
+        Parameters
+        ----------
+        X : array-like of shape (n_samples, n_features)
+            Rows, at least 2.
+        y : array-like of shape (n_samples,)
+            Targets.
+        alpha : float or array-like of shape (n_groups,) or (n_features,)
+            Strengths above 0 in the units of the data: for all columns, for each group in
+            the order of their codes, or for each column.
+
+        Returns
+        -------
+        value : float
+            The criterion, in squared units of the target.
+        gradient : float or ndarray of the shape of ``alpha``
+            Its derivatives by the natural logarithms of the strengths, in the same units.
+        """
+        criterion = check_choice(self, "criterion", _CRITERIA)
+        fit_intercept = check_flag(self, "fit_intercept")
+        unfitted = clone(self)
+        rows, target = unfitted._validate_regression(X, y)
+        codes = self._known_codes(rows, target, unfitted._column_names())
+        strengths = spread_strengths(self, "alpha", alpha, codes, allow_zero=False)
+        shape = np.shape(alpha)
+        together = {(): np.zeros_like(codes), codes.shape: None}.get(shape, codes)
+        found = self._call_core(
+            _core.ridge_criterion,
+            rows,
+            target,
+            criterion=criterion,
+            fit_intercept=fit_intercept,
+            groups=together,
+            alpha=strengths,
         )
-        self._score = model.score
-        for name in ("_criterion_value", "_alpha", "_leverage", "_loo_residuals"):
-            self.__dict__.pop(name, None)
-        self._roots = roots
-        self._normalized = bool(self.normalize)
-        self._with_squares = self.criterion == "range_risk"
-        self._training = TrainingData(rows, target, bool(self.fit_intercept))
+        gradient = found["gradient"]
+        return found["value"], float(gradient[0]) if shape == () else gradient
+
+    def _known_codes(
+        self, rows: FloatArray, target: FloatArray, names: list[str] | None
+    ) -> IntArray:
+        grouping = resolve_groups(self.groups, rows, target, names)
+        if grouping.codes is not None:
+            return penalized_codes(grouping.codes)
+        check_is_fitted(self)
+        return self.groups_
 
     def predict(self, X: MatrixLike) -> FloatArray:
         """Predict targets.
@@ -238,114 +325,33 @@ class RidgeRegression(RegressorMixin, SelfTunedModel):
             ``X @ coef_ + intercept_``, in units of the target.
         """
         check_is_fitted(self)
-        return predict_linear(self, X, self.coef_, self.intercept_)
+        return _core.predict_linear(self._validate_rows(X), self.coef_, self.intercept_)
 
-    @property
-    def criterion_value_(self) -> float:
-        self._find_criterion_value()
-        return self._criterion_value
-
-    @property
-    def alpha_(self) -> FloatArray:
-        self._find_strengths()
-        return self._alpha
-
-    @property
-    def leverage_(self) -> FloatArray:
-        self._find_leverages()
-        return self._leverage
-
-    @property
-    def loo_residuals_(self) -> FloatArray:
-        self._find_leverages()
-        return self._loo_residuals
-
-    @property
-    def effective_dof_(self) -> float:
-        return float(self.leverage_.sum())
-
-    def _find_criterion_value(self) -> None:
-        """Once: the score in the units of the data.
-
-        The criteria are quadratic in the target, which the fit divides by its length. The
-        optimizer's range risk is without the sum of squares of the target, a constant.
-        """
-        check_is_fitted(self)
-        if "_criterion_value" not in self.__dict__:
-            # Not a BLAS product: to wake its threads would take longer than the sum.
-            squares = float(np.square(self._unchanged_training().target).sum())
-            rescaled = self._normalized and squares > 0.0
-            value = self._score * squares if rescaled else self._score
-            self._criterion_value = value + squares if self._with_squares else value
-
-    def _find_strengths(self) -> None:
-        """Once: the strengths of columns of length 1 in the units of the data."""
-        check_is_fitted(self)
-        if "_alpha" not in self.__dict__:
-            training = self._unchanged_training()
-            columns = center_columns(
-                training.rows, training.fit_intercept, self._normalized
+    def _explain(self, reason: str, X: FloatArray, y: FloatArray) -> str:
+        few_rows = X.shape[0] <= X.shape[1] + int(self.fit_intercept)
+        if self.criterion == "range_risk" and few_rows:
+            return (
+                "criterion='range_risk' estimates the noise from an unpenalized fit and "
+                f"needs more rows than parameters, but X has shape {X.shape}"
             )
-            self._alpha = np.square(self._roots[self.groups_] * columns.scales)
-
-    def _find_leverages(self) -> None:
-        """Once: leverages and what follows from them; lets the training data go."""
-        self._find_criterion_value()
-        self._find_strengths()
-        if "_leverage" not in self.__dict__:
-            training = self._unchanged_training()
-            residual = training.target - (training.rows @ self.coef_ + self.intercept_)
-            columns = center_columns(training.rows, training.fit_intercept, rescale=False)
-            leverage = ridge_leverages(columns.values, self._alpha, training.fit_intercept)
-            with np.errstate(divide="ignore", invalid="ignore"):
-                self._loo_residuals = residual / (1.0 - leverage)
-            self._leverage = leverage
-            del self._training
-
-    def _unchanged_training(self) -> TrainingData:
-        """An AttributeError, so that `hasattr` says no."""
-        training: TrainingData | None = self.__dict__.get("_training")
-        if training is None or not training.is_unchanged():
-            raise AttributeError(
-                "criterion_value_, alpha_, leverage_, loo_residuals_ and effective_dof_ "
-                "are worked out from the training data when first read, but the data were "
-                "changed in place after the fit; read them before, or fit on a copy"
+        if reason.startswith("dependent columns"):
+            columns = reason.partition(": ")[2]
+            return (
+                "criterion='range_risk' needs linearly independent columns, but these "
+                f"depend on the columns before them: {columns}"
             )
-        return training
-
-    def __getstate__(self) -> dict[str, Any]:
-        """Pickles hold strengths and leverages in place of the training data."""
-        if "_training" in self.__dict__:
-            with contextlib.suppress(AttributeError):
-                self._find_leverages()
-        state: dict[str, Any] = dict(super().__getstate__())
-        state.pop("_training", None)
-        return state
-
-    def _explain_by_model(self, X: FloatArray, y: FloatArray) -> str | None:
-        if self.criterion == "range_risk":
-            if X.shape[0] <= X.shape[1] + int(self.fit_intercept):
-                return (
-                    "criterion='range_risk' estimates the noise from an unpenalized fit "
-                    f"and needs more rows than parameters, but X has shape {X.shape}"
-                )
-            dependent = find_dependent_columns(X, bool(self.fit_intercept))
-            if dependent:
-                return (
-                    "criterion='range_risk' needs linearly independent columns, but these "
-                    f"depend on the columns before them: {dependent}"
-                )
-        return None
+        return super()._explain(reason, X, y)
 
 
-def _grouping_options(grouping: Grouping) -> dict[str, Any]:
-    if grouping.mode is not None:
-        return {"grouping_mode": grouping.mode}
-    if grouping.codes is None:
-        return {"num_groups": grouping.number_to_find}
-    if (grouping.codes == UNPENALIZED).any():
-        raise ValueError(
-            "groups has the label None, but a ridge fit penalizes every column: "
-            "give each column a label"
-        )
-    return {"grouper": as_grouper(grouping.codes)}
+# What the core returns and the estimator reports under the same name.
+_RESULTS = (
+    "coef",
+    "intercept",
+    "alpha",
+    "criterion_value",
+    "groups",
+    "leverage",
+    "loo_residuals",
+    "effective_dof",
+    "effective_dof_by_group",
+)

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: BSD-3-Clause
 #include "python/core/core_support.h"
 
+#include <algorithm>
 #include <array>
 #include <new>
 #include <stdexcept>
@@ -31,19 +32,6 @@ float64_buffer hold_array(const char* name, PyObject* object, int dimensions) {
   return std::move(*buffer);
 }
 
-// numpy.array(list of int) has the dtype of the platform's long, which is int64 here.
-python_object to_numpy_indices(const_index_view numbers) {
-  const python_object list{PyList_New(numbers.size())};
-  for (index_t i = 0; i < numbers.size(); ++i) {
-    python_object number{PyLong_FromLongLong(numbers[i])};
-    // Takes the reference over, also when it fails.
-    if (PyList_SetItem(list.get(), i, number.release()) != 0) throw python_error{};
-  }
-  const python_object numpy{PyImport_ImportModule("numpy")};
-  return python_object{
-      PyObject_CallMethod(numpy.get(), "array", "Os", list.get(), "int64")};
-}
-
 const_vector_view view_of(const std::vector<double>& numbers) {
   return {numbers.data(), static_cast<index_t>(numbers.size())};
 }
@@ -53,9 +41,16 @@ const_vector_view view_of(const std::vector<double>& numbers) {
 array_argument::array_argument(const char* name, PyObject* object, int dimensions)
     : buffer_{hold_array(name, object, dimensions)} {}
 
-dense_matrix array_argument::matrix() const {
+dense_matrix array_argument::matrix(interruption* interrupt) const {
+  constexpr index_t columns_at_a_time = 16;
   dense_matrix copied(rows(), columns());
-  copy_strided(buffer_.elements(), copied);
+  for (index_t first = 0; first < columns(); first += columns_at_a_time) {
+    corvane::check(interrupt);
+    strided_doubles part = buffer_.elements();
+    part.data += first * part.column_stride;
+    part.columns = std::min(columns_at_a_time, columns() - first);
+    copy_strided(part, {copied.data() + first * rows(), rows(), part.columns});
+  }
   return copied;
 }
 
@@ -70,11 +65,21 @@ dense_vector read_optional_vector(const char* name, PyObject* object) {
   return array_argument{name, object, 1}.vector();
 }
 
-index_vector read_codes(const char* name, PyObject* object) {
-  const dense_vector numbers = read_optional_vector(name, object);
-  index_vector codes(numbers.size());
-  for (index_t i = 0; i < codes.size(); ++i) codes[i] = static_cast<index_t>(numbers[i]);
-  return codes;
+index_vector read_codes(PyObject* object) {
+  if (Py_IsNone(object) != 0) return {};
+  return to_index_vector(object);
+}
+
+python_object to_numpy_indices(const_index_view numbers) {
+  const python_object list{PyList_New(numbers.size())};
+  for (index_t i = 0; i < numbers.size(); ++i) {
+    python_object number{PyLong_FromLongLong(numbers[i])};
+    // Takes the reference over, also when it fails.
+    if (PyList_SetItem(list.get(), i, number.release()) != 0) throw python_error{};
+  }
+  const python_object numpy{PyImport_ImportModule("numpy")};
+  return python_object{
+      PyObject_CallMethod(numpy.get(), "array", "Os", list.get(), "int64")};
 }
 
 result_dict::result_dict() : dict_{PyDict_New()} {}
@@ -191,6 +196,15 @@ void set_run(result_dict& results, const trust_region_result& run,
   results.set("history", observer.history());
 }
 
+void set_run_without_search(result_dict& results, const python_observer& observer) {
+  results.set("end", "no search");
+  results.set("converged", true);
+  results.set("n_iter", std::int64_t{0});
+  results.set("n_evaluations", std::int64_t{0});
+  results.set("hyperparameters", const_vector_view{nullptr, 0});
+  results.set("history", observer.history());
+}
+
 void register_fit_error(const python_object& module) {
   fit_error = python_object{PyErr_NewException("trevalon._core.FitError", PyExc_ValueError,
                                                nullptr)}
@@ -213,8 +227,6 @@ PyObject* call_core_function(python_object (*function)(PyObject*, PyObject*),
     PyErr_NoMemory();
   } catch (const optimizer_undefined_error&) {
     PyErr_SetString(fit_error, "undefined at the start");
-  } catch (const std::invalid_argument& failure) {
-    PyErr_SetString(PyExc_ValueError, failure.what());
   } catch (const std::overflow_error&) {
     PyErr_SetString(fit_error, "overflow");
   } catch (const std::exception& failure) {

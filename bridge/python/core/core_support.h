@@ -13,7 +13,7 @@
 #include <functional>
 #include <initializer_list>
 #include <optional>
-#include <string>
+#include <utility>
 #include <vector>
 
 #include "n_array/n_array.h"
@@ -72,7 +72,8 @@ class array_argument {
 
   index_t rows() const { return buffer_.extent(0); }
   index_t columns() const { return buffer_.extent(1); }
-  dense_matrix matrix() const;
+  // `interrupt` is asked before each few columns.
+  dense_matrix matrix(interruption* interrupt = nullptr) const;
   dense_vector vector() const;
 
  private:
@@ -81,13 +82,16 @@ class array_argument {
 
 // A vector of float64; None stands for no numbers.
 dense_vector read_optional_vector(const char* name, PyObject* object);
-// Group codes; they come as float64, None for none.
-index_vector read_codes(const char* name, PyObject* object);
+// Group codes, a numpy array or None for none.
+index_vector read_codes(PyObject* object);
+python_object to_numpy_indices(const_index_view numbers);  // int64
 
 // The items set are the attributes of an estimator, without the underscore at the end.
 class result_dict {
  public:
   result_dict();
+  // Goes on with a dict.
+  explicit result_dict(python_object&& dict) : dict_{std::move(dict)} {}
 
   void set(const char* key, const python_object& value);
   void set(const char* key, double value);
@@ -146,6 +150,9 @@ const char* text_of(run_end end);
 // history.
 void set_run(result_dict& results, const trust_region_result& run,
              const python_observer& observer);
+
+// The same where nothing was searched.
+void set_run_without_search(result_dict& results, const python_observer& observer);
 
 // Makes `_core.FitError`, a ValueError whose one argument is the reason: a short text by
 // which the estimators tell failures of a fit apart.

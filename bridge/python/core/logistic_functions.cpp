@@ -39,13 +39,15 @@ struct problem_arguments {
 // The arrays that they name, held.
 struct held_problem {
   explicit held_problem(const problem_arguments& given)
-      : X{"X", given.X, 2}, y{"y", given.y, 1}, groups{read_codes("groups", given.groups)} {
+      : X{"X", given.X, 2}, y{"y", given.y, 1}, groups{read_codes(given.groups)} {
     if (y.rows() != X.rows() || groups.size() != X.columns())
       raise_error(PyExc_ValueError, "X, y and groups differ in size");
   }
 
   // The one copy of the data. Without the lock.
-  logistic_data data() const { return {X.matrix(), y.vector(), groups}; }
+  logistic_data data(interruption& interrupt) const {
+    return {X.matrix(&interrupt), y.vector(), groups};
+  }
 
   array_argument X;
   array_argument y;
@@ -164,8 +166,8 @@ python_object fit_logistic(PyObject* arguments, PyObject* keywords) {
   const auto strengths =
       read_strengths("strengths", strengths_object, problem.X, options.penalty);
   const logistic_report report = without_lock([&] {
-    if (strengths) return fit_logistic_at(problem.data(), options, *strengths);
-    return model::fit_logistic(problem.data(), options,
+    if (strengths) return fit_logistic_at(problem.data(observer), options, *strengths);
+    return model::fit_logistic(problem.data(observer), options,
                                start ? start->view() : const_matrix_view{});
   });
   return to_dict(options.penalty, report, observer);
@@ -187,8 +189,9 @@ python_object logistic_criterion(PyObject* arguments, PyObject* keywords) {
   const auto strengths =
       read_strengths("strengths", strengths_object, problem.X, options.penalty);
   if (!strengths) raise_error(PyExc_TypeError, "strengths must be given");
-  const model::logistic_criterion criterion = without_lock(
-      [&] { return evaluate_logistic_criterion(problem.data(), options, *strengths); });
+  const model::logistic_criterion criterion = without_lock([&] {
+    return evaluate_logistic_criterion(problem.data(observer), options, *strengths);
+  });
   result_dict results;
   results.set("value", criterion.value);
   results.set("gradient", criterion.gradient);

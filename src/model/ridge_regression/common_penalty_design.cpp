@@ -8,11 +8,13 @@ namespace corvane::model::ridge_regression_detail {
 
 common_penalty_design::common_penalty_design(const data_normalizer& normalizer,
                                              const_vector_view y, const_matrix_view X,
-                                             bool bias_penalized)
+                                             bool bias_penalized,
+                                             interruption* interruption)
     : normalizer_{&normalizer},
       y_{y},
       X_{X},
       penalized_{X.cols() + (normalizer.with_bias && bias_penalized ? 1 : 0)},
+      interruption_{interruption},
       has_free_bias_{normalizer.with_bias && !bias_penalized} {}
 
 double common_penalty_design::bias_entry() const {
@@ -20,6 +22,7 @@ double common_penalty_design::bias_entry() const {
 }
 
 void common_penalty_design::read_rows(index_t first, matrix_block block) const {
+  check(interruption_);
   const index_t free = has_free_bias_ ? 1 : 0;
   if (has_free_bias_) fill(block.part_columns(0, free), bias_entry());
   for (index_t j = 0; j < penalized_; ++j) read_column(j, first, block.column(free + j));
@@ -27,6 +30,7 @@ void common_penalty_design::read_rows(index_t first, matrix_block block) const {
 }
 
 void common_penalty_design::read_columns(index_t first, matrix_block block) const {
+  check(interruption_);
   for (index_t j = 0; j < block.cols(); ++j) read_column(first + j, 0, block.column(j));
 }
 

@@ -6,6 +6,7 @@
 // it is not: a constant column of length 1, and so an orthonormal basis of what is free.
 #pragma once
 
+#include "common/interruption.h"
 #include "common/matrix_block.h"
 #include "model/ridge_regression/data_normalizer.h"
 #include "n_array/n_array.h"
@@ -14,9 +15,11 @@ namespace corvane::model::ridge_regression_detail {
 
 class common_penalty_design {
  public:
-  // The normalizer, y and X stay with the caller and must outlive the design.
+  // The normalizer, y and X stay with the caller and must outlive the design. So must the
+  // interruption, which is asked before each block that is read.
   common_penalty_design(const data_normalizer& normalizer, const_vector_view y,
-                        const_matrix_view X, bool bias_penalized);
+                        const_matrix_view X, bool bias_penalized,
+                        interruption* interruption = nullptr);
 
   index_t observations() const { return X_.rows(); }  // n
   index_t penalized() const { return penalized_; }    // columns of X1
@@ -38,6 +41,7 @@ class common_penalty_design {
   const_vector_view y_;
   const_matrix_view X_;
   index_t penalized_;
+  interruption* interruption_;
   bool has_free_bias_;
 };
 

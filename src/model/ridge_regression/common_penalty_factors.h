@@ -60,6 +60,8 @@ class common_penalty_factors {
 
   virtual const penalty_spectrum& spectrum() const = 0;
   virtual penalty_rows rows() const = 0;
+  // Per column of X1, its part in the trace of H(t).
+  virtual void column_dof(double t, vector_view dof) const = 0;
   // The coefficients of X1, then that of N.
   virtual void solve(double t, vector_view weights) const = 0;
 };

@@ -14,6 +14,10 @@ class common_penalty_loocv_objective final : public common_penalty_objective {
  public:
   explicit common_penalty_loocv_objective(const common_penalty_design& design);
 
+  ridge_influence influence(double t) const override {
+    return measure_influence(rows_, spectrum(), t);
+  }
+
  private:
   std::optional<penalty_jet> evaluate(double t) const override;
 

@@ -53,4 +53,8 @@ bool common_penalty_objective::compute_weights(const_vector_view t, vector_view 
   return true;
 }
 
+ridge_influence common_penalty_objective::influence(double t) const {
+  return measure_influence(factors_->rows(), spectrum(), t);
+}
+
 }  // namespace corvane::model::ridge_regression_detail

@@ -10,6 +10,7 @@
 #include <optional>
 
 #include "model/ridge_regression/common_penalty_factors.h"
+#include "model/ridge_regression/ridge_influence.h"
 #include "model/ridge_regression/ridge_regression_objective.h"
 
 namespace corvane::model::ridge_regression_detail {
@@ -27,6 +28,8 @@ class common_penalty_objective : public ridge_regression_objective {
   bool compute_gradient(const_vector_view t, vector_view gradient) final;
   bool compute_hessian(const_vector_view t, symmetric_view hessian) final;
   bool compute_weights(const_vector_view t, vector_view weights) final;
+
+  virtual ridge_influence influence(double t) const;
 
  protected:
   // What the factors look at must outlive the objective.

@@ -123,6 +123,28 @@ penalty_rows dual_penalty_factors::rows() const {
   return {std::move(columns)};
 }
 
+// sum over k of f_k V_jk^2 with V diag(s) = A'U, by blocks of columns of A
+void dual_penalty_factors::column_dof(double t, vector_view dof) const {
+  constexpr index_t block_columns = 512;
+  const index_t k = rank();
+  std::fill(dof.begin(), dof.end(), 0.0);
+  scoped_allocator scope;
+  const matrix_view room =
+      scope.matrix(spectrum_.observations, std::min(block_columns, dof.size()));
+  const matrix_view product_room = scope.matrix(k, room.cols());
+  for (index_t first = 0; first < dof.size(); first += room.cols()) {
+    const index_t count = std::min(room.cols(), dof.size() - first);
+    const matrix_block product{product_room.data(), k, count, k};
+    gemm(1.0, transposed, left_, plain,
+         read_columns(first, matrix_block{room}.part_columns(0, count)), 0.0, product);
+    for (index_t i = 0; i < k; ++i) {
+      const double damped = damped_inverse_square(spectrum_.s[i], t);
+      for (index_t j = 0; j < count; ++j)
+        dof[first + j] += damped * product(i, j) * product(i, j);
+    }
+  }
+}
+
 // With the residuals' direction c = P [0; U diag(1 / (s^2 + t^2)) z]: weights = X1'c, since
 // c is orthogonal to N, and the weight of N is N'y - (X1'N)'weights.
 void dual_penalty_factors::solve(double t, vector_view weights) const {

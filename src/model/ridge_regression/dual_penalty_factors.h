@@ -19,6 +19,7 @@ class dual_penalty_factors final : public common_penalty_factors {
 
   const penalty_spectrum& spectrum() const override { return spectrum_; }
   penalty_rows rows() const override;
+  void column_dof(double t, vector_view dof) const override;
   void solve(double t, vector_view weights) const override;
 
  private:

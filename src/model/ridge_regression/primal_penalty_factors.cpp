@@ -72,6 +72,15 @@ penalty_rows primal_penalty_factors::rows() const {
   return {std::move(columns)};
 }
 
+// sum over k of f_k V_jk^2
+void primal_penalty_factors::column_dof(double t, vector_view dof) const {
+  std::fill(dof.begin(), dof.end(), 0.0);
+  for (index_t k = 0; k < spectrum_.s.size(); ++k) {
+    const double f = filter_of(spectrum_.s[k], t).passed;
+    for (index_t j = 0; j < dof.size(); ++j) dof[j] += f * right_(k, j) * right_(k, j);
+  }
+}
+
 // V diag(s / (s^2 + t^2)) z, and for N what is left of v when X1 has taken its part.
 void primal_penalty_factors::solve(double t, vector_view weights) const {
   scoped_allocator scope;

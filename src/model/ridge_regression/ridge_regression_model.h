@@ -3,12 +3,21 @@
 // ridge_regression_model: the record of a fitted ridge model, in raw units.
 #pragma once
 
+#include <optional>
+
 #include "common/blas_arguments.h"
 #include "common/matrix_block.h"
+#include "model/ridge_regression/ridge_influence.h"
 #include "n_array/n_array.h"
 #include "optimization/trust_region_state.h"
 
 namespace corvane::model {
+
+// What rows and columns do at the penalties found, normalized units.
+struct ridge_row_influence {
+  ridge_regression_detail::ridge_influence rows;
+  dense_vector column_dof;  // per penalized coefficient; empty where all share a penalty
+};
 
 struct ridge_regression_model {
   double target_mean = 0.0;
@@ -26,6 +35,7 @@ struct ridge_regression_model {
   // One entry per penalized coefficient; without groups 0, 1, 2, ..., one per weight.
   index_vector regularization_groups;
   double score = 0.0;  // final value of the objective, normalized units
+  std::optional<ridge_row_influence> influence;  // where the options ask for it
 
   // X is n by the number of features; writes n predictions, intercept + X weights.
   void predict(const_matrix_view X, vector_view out) const;

@@ -14,18 +14,17 @@
 #include "common/finite.h"
 #include "common/scoped_allocator.h"
 #include "model/ridge_regression/cluster_weights.h"
-#include "model/ridge_regression/common_penalty_gcv_objective.h"
-#include "model/ridge_regression/common_penalty_loocv_objective.h"
-#include "model/ridge_regression/gcv_objective.h"
 #include "model/ridge_regression/grouped_ridge_objective.h"
-#include "model/ridge_regression/loocv_objective.h"
-#include "model/ridge_regression/range_risk_objective.h"
+#include "model/ridge_regression/make_ridge_score.h"
 #include "n_array/panic.h"
 #include "optimization/order_invariant_run.h"
 
 namespace corvane::model {
 
+using ridge_regression_detail::common_penalty_design;
 using ridge_regression_detail::grouped_ridge_objective;
+using ridge_regression_detail::make_common_penalty_score;
+using ridge_regression_detail::make_score;
 using ridge_regression_detail::ridge_regression_objective;
 using ridge_regression_detail::ridge_score_objective;
 
@@ -37,47 +36,6 @@ data_normalizer make_normalizer(const ridge_regression_model_options& options,
            options.rescale_target, options.rescale_features},
           y,
           X};
-}
-
-// The leave-one-out score takes over the normalized data. The two others leave with R and
-// what they rotated, and the normalized copies go before the first evaluation.
-std::unique_ptr<ridge_score_objective> make_score(ridge_objective_mode mode,
-                                                  const data_normalizer& normalizer,
-                                                  const_vector_view y,
-                                                  const_matrix_view X) {
-  namespace detail = ridge_regression_detail;
-  dense_matrix design = normalizer.normalized_features(X);
-  dense_vector target = normalizer.normalized_target(y);
-  switch (mode) {
-    case ridge_objective_mode::gcv:
-      return std::make_unique<detail::gcv_objective>(target, std::move(design));
-    case ridge_objective_mode::range_risk:
-      return std::make_unique<detail::range_risk_objective>(target, std::move(design));
-    case ridge_objective_mode::loocv:
-      break;
-  }
-  return std::make_unique<detail::loocv_objective>(std::move(design), std::move(target));
-}
-
-// The score as a function of one common penalty, at the cost of one factorization; null
-// where no short form of it is known. Reads y and X again when it is evaluated.
-std::unique_ptr<ridge_regression_objective> make_common_penalty_score(
-    const ridge_regression_model_options& options, const data_normalizer& normalizer,
-    const_vector_view y, const_matrix_view X) {
-  namespace detail = ridge_regression_detail;
-  const bool free_bias = options.with_bias && !options.regularize_bias;
-  const detail::common_penalty_design design{normalizer, y, X, !free_bias};
-  switch (options.objective_mode) {
-    case ridge_objective_mode::gcv:
-      // Its short form needs the free column orthogonal to the others.
-      if (free_bias && !options.center_features) return nullptr;
-      return std::make_unique<detail::common_penalty_gcv_objective>(design);
-    case ridge_objective_mode::range_risk:
-      return nullptr;
-    case ridge_objective_mode::loocv:
-      break;
-  }
-  return std::make_unique<detail::common_penalty_loocv_objective>(design);
 }
 
 bool penalizes_bias(const ridge_regression_model_options& options) {
@@ -109,13 +67,15 @@ constexpr index_t small_rank = 128;
 // One run of `fit`: the normalized problem, and the scratch memory that its stages share.
 class ridge_fit {
  public:
-  ridge_fit(const ridge_regression_model_options& options, const_vector_view y,
-            const_matrix_view X)
+  ridge_fit(const ridge_regression_model_options& options,
+            const data_normalizer& normalizer, const_vector_view y, const_matrix_view X)
       : options_{options},
         y_{y},
         X_{X},
         limit_{std::min(X.rows(), X.cols()) <= small_rank},
-        normalizer_{make_normalizer(options, y, X)},
+        normalizer_{normalizer},
+        design_{normalizer, y, X, penalizes_bias(options) || !options.with_bias,
+                options.observer},
         num_hyperparameters_{count_hyperparameters(options, X.cols())} {}
 
   index_t num_hyperparameters() const { return num_hyperparameters_; }
@@ -129,6 +89,7 @@ class ridge_fit {
     if (!score->compute_weights(found.t, found.weights))
       panic("failed to fit weight vector", 60,
             "src/model/ridge_regression/ridge_regression_model_descriptor");
+    measure_influence(*score, found);
     return make_model(std::move(found), {});
   }
 
@@ -157,6 +118,7 @@ class ridge_fit {
     trust_region_result result;
     vector_view t;        // one entry per hyperparameter
     vector_view weights;  // p entries, normalized
+    std::optional<ridge_row_influence> influence;
   };
 
   // Leaves t and the weights to be written.
@@ -165,8 +127,10 @@ class ridge_fit {
     options_.initializer(start);
     if (!all_finite(start))
       throw std::invalid_argument("the start point holds a value that is not finite");
-    return {optimize_order_invariantly(*options_.optimizer, objective, start),
-            scope_.vector(num_hyperparameters_), scope_.vector(normalizer_.num_columns)};
+    return {optimize_order_invariantly(*options_.optimizer, objective, start,
+                                       options_.observer),
+            scope_.vector(num_hyperparameters_), scope_.vector(normalizer_.num_columns),
+            std::nullopt};
   }
 
   solution solve_grouped(const index_vector& groups) {
@@ -175,17 +139,33 @@ class ridge_fit {
     solution found = minimize(grouped, count_groups(groups));
     grouped.expand(found.result.x, found.t);
     compute_grouped_weights(grouped, found.result.x, found.weights);
+    measure_influence(*score, found);
     return found;
   }
 
   // Empty where the score has no short form.
   std::optional<solution> solve_common() {
-    const auto score = make_common_penalty_score(options_, normalizer_, y_, X_);
+    const auto score = make_common_penalty_score(options_.objective_mode,
+                                                 options_.center_features, design_);
     if (score == nullptr) return std::nullopt;
     solution found = minimize(*score, 1);
     std::fill(found.t.begin(), found.t.end(), found.result.x[0]);
     compute_grouped_weights(*score, found.result.x, found.weights);
+    if (options_.with_influence)
+      found.influence = {score->influence(found.result.x[0]), dense_vector{0}};
     return found;
+  }
+
+  // A free bias is orthogonal to the features where these are centered, and R is that of
+  // the features in its first rows and columns.
+  void measure_influence(const ridge_score_objective& score, solution& found) const {
+    if (!options_.with_influence) return;
+    const index_t p = num_hyperparameters_;
+    const auto root = ridge_regression_detail::invert_root(
+        const_matrix_block{score.system().triangle}.part(0, 0, p, p), found.t);
+    found.influence = {
+        ridge_regression_detail::measure_influence(design_, root, found.weights),
+        column_dof(root, found.t)};
   }
 
   static void compute_grouped_weights(ridge_regression_objective& score,
@@ -210,6 +190,7 @@ class ridge_fit {
     model.score = found.result.value;
     model.regularization = found.result.x;
     model.result = std::move(found.result);
+    model.influence = std::move(found.influence);
 
     model.weights = dense_vector(normalizer_.num_columns);
     for (index_t j = 0; j < model.weights.size(); ++j)
@@ -249,7 +230,8 @@ class ridge_fit {
   const_matrix_view X_;
   single_blas_thread limit_;
   scoped_allocator scope_;
-  data_normalizer normalizer_;
+  const data_normalizer& normalizer_;
+  common_penalty_design design_;
   std::shared_ptr<ridge_score_objective> score_;
   index_t num_hyperparameters_;
 };
@@ -276,10 +258,21 @@ ridge_regression_model_descriptor::ridge_regression_model_descriptor(
     };
 }
 
+data_normalizer ridge_regression_model_descriptor::normalize(const_vector_view y,
+                                                             const_matrix_view X) const {
+  return make_normalizer(options_, y, X);
+}
+
 ridge_regression_model ridge_regression_model_descriptor::fit(const_vector_view y,
                                                               const_matrix_view X,
                                                               index_vector groups) const {
-  ridge_fit run(options_, y, X);
+  return fit(y, X, std::move(groups), make_normalizer(options_, y, X));
+}
+
+ridge_regression_model ridge_regression_model_descriptor::fit(
+    const_vector_view y, const_matrix_view X, index_vector groups,
+    const data_normalizer& normalizer) const {
+  ridge_fit run(options_, normalizer, y, X);
   if (groups.size() == 0)
     groups =
         make_variable_groups(options_.grouping_mode, X.cols(), penalizes_bias(options_));
@@ -287,10 +280,22 @@ ridge_regression_model ridge_regression_model_descriptor::fit(const_vector_view 
   return run.fit_grouped(std::move(groups));
 }
 
+index_vector ridge_regression_model_descriptor::cluster_coefficients(
+    const_vector_view y, const_matrix_view X, std::uint64_t num_groups,
+    const data_normalizer& normalizer) const {
+  if (num_groups < 1) throw std::invalid_argument("num_groups must be at least 1");
+  const index_t count = count_hyperparameters(options_, X.cols());
+  if (num_groups >= static_cast<std::uint64_t>(count)) return {};
+  if (num_groups == 1) return make_variable_groups(ridge_grouping_mode::all, count, false);
+  ridge_fit run(options_, normalizer, y, X);
+  return run.cluster_coefficients(static_cast<index_t>(num_groups));
+}
+
 ridge_regression_model ridge_regression_model_descriptor::fit_with_num_groups(
     const_vector_view y, const_matrix_view X, std::uint64_t num_groups) const {
   if (num_groups < 1) throw std::invalid_argument("num_groups must be at least 1");
-  ridge_fit run(options_, y, X);
+  const data_normalizer normalizer = make_normalizer(options_, y, X);
+  ridge_fit run(options_, normalizer, y, X);
   const index_t num_hyperparameters = run.num_hyperparameters();
   if (num_groups >= static_cast<std::uint64_t>(num_hyperparameters))
     return run.fit_ungrouped();

@@ -10,6 +10,7 @@
 #include <memory>
 
 #include "model/ridge_regression/data_normalizer.h"
+#include "model/ridge_regression/make_ridge_score.h"
 #include "model/ridge_regression/ridge_regression_model.h"
 #include "model/ridge_regression/ridge_regression_objective.h"
 #include "n_array/n_array.h"
@@ -17,7 +18,6 @@
 
 namespace corvane::model {
 
-enum class ridge_objective_mode : std::int32_t { loocv = 0, gcv = 1, range_risk = 2 };
 enum class ridge_grouping_mode : std::int32_t { none = 0, all = 1, feature_bias = 2 };
 
 struct ridge_regression_model_options {
@@ -31,6 +31,8 @@ struct ridge_regression_model_options {
   bool regularize_bias = false;
   std::unique_ptr<trust_region_optimizer> optimizer;  // null means one with 1e-4 and 1e-3
   std::function<void(vector_view)> initializer;       // empty means 0.1 everywhere
+  bool with_influence = false;  // measure what rows and columns do; needs centered features
+  run_observer* observer = nullptr;  // the one that the optimizer was made with
 };
 
 // The group of each of `count` hyperparameters, and of one more with the flag, which
@@ -57,11 +59,19 @@ class ridge_regression_model_descriptor {
   // the initializer throws.
   ridge_regression_model fit(const_vector_view y, const_matrix_view X,
                              index_vector groups) const;
+  // The same with what `normalize` made of y and X.
+  ridge_regression_model fit(const_vector_view y, const_matrix_view X, index_vector groups,
+                             const data_normalizer& normalizer) const;
+  data_normalizer normalize(const_vector_view y, const_matrix_view X) const;
   // At most `num_groups` groups, found by clustering the squared weights of a first fit
   // with one hyperparameter for all. At least as many groups as hyperparameters leave each
   // alone.
   ridge_regression_model fit_with_num_groups(const_vector_view y, const_matrix_view X,
                                              std::uint64_t num_groups) const;
+  // Those groups alone; empty where each hyperparameter stands alone.
+  index_vector cluster_coefficients(const_vector_view y, const_matrix_view X,
+                                    std::uint64_t num_groups,
+                                    const data_normalizer& normalizer) const;
   // The objective as `fit` would build it, with the length of its point, for inspection.
   // Here groups, handed in or by mode, take in the bias column, penalized or not: p
   // entries.

@@ -51,9 +51,11 @@ class ridge_score_objective : public ridge_evaluation {
                                const ridge_outputs& wanted) = 0;
   bool compute_weights(const_vector_view t, vector_view weights) final;
 
+  // R and b of the data.
+  const ridge_system& system() const { return system_; }
+
  protected:
   explicit ridge_score_objective(ridge_system&& system);
-  const ridge_system& system() const { return system_; }
 
  private:
   bool evaluate(const_vector_view t, const ridge_outputs& wanted) final;

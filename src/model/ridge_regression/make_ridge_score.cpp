@@ -1,0 +1,46 @@
+// SPDX-License-Identifier: BSD-3-Clause
+#include "model/ridge_regression/make_ridge_score.h"
+
+#include <utility>
+
+#include "model/ridge_regression/common_penalty_gcv_objective.h"
+#include "model/ridge_regression/common_penalty_loocv_objective.h"
+#include "model/ridge_regression/gcv_objective.h"
+#include "model/ridge_regression/loocv_objective.h"
+#include "model/ridge_regression/range_risk_objective.h"
+
+namespace corvane::model::ridge_regression_detail {
+
+std::unique_ptr<ridge_score_objective> make_score(ridge_objective_mode mode,
+                                                  const data_normalizer& normalizer,
+                                                  const_vector_view y,
+                                                  const_matrix_view X) {
+  dense_matrix design = normalizer.normalized_features(X);
+  dense_vector target = normalizer.normalized_target(y);
+  switch (mode) {
+    case ridge_objective_mode::gcv:
+      return std::make_unique<gcv_objective>(target, std::move(design));
+    case ridge_objective_mode::range_risk:
+      return std::make_unique<range_risk_objective>(target, std::move(design));
+    case ridge_objective_mode::loocv:
+      break;
+  }
+  return std::make_unique<loocv_objective>(std::move(design), std::move(target));
+}
+
+std::unique_ptr<common_penalty_objective> make_common_penalty_score(
+    ridge_objective_mode mode, bool center_features, const common_penalty_design& design) {
+  switch (mode) {
+    case ridge_objective_mode::gcv:
+      // Its short form needs the free column orthogonal to the others.
+      if (design.has_free_bias() && !center_features) return nullptr;
+      return std::make_unique<common_penalty_gcv_objective>(design);
+    case ridge_objective_mode::range_risk:
+      return nullptr;
+    case ridge_objective_mode::loocv:
+      break;
+  }
+  return std::make_unique<common_penalty_loocv_objective>(design);
+}
+
+}  // namespace corvane::model::ridge_regression_detail
