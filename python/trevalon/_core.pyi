@@ -86,3 +86,32 @@ def warp_inverse(state: dict[str, Any], values: _Array) -> _Array: ...
 def make_warp(
     parameters: _Array, y: _Array, shift: float, scale: float
 ) -> dict[str, Any]: ...
+# The items are the attributes of the estimator, without the underscore at the end. Tables of
+# strengths have the shape (columns, kinds).
+def fit_logistic(
+    X: _Array,
+    y: _Array,
+    *,
+    penalty: str,
+    groups: _Codes,
+    fit_intercept: bool,
+    normalize: bool,
+    start: _Array | None = None,
+    strengths: _Array | None = None,
+    tol: float = 1e-4,
+    max_iter: int = 10000,
+    observer: _Observer = None,
+) -> dict[str, Any]: ...
+def logistic_criterion(
+    X: _Array,
+    y: _Array,
+    *,
+    penalty: str,
+    groups: _Codes,
+    fit_intercept: bool,
+    normalize: bool,
+    strengths: _Array,
+    observer: _Observer = None,
+) -> dict[str, Any]: ...
+def predict_probability(X: _Array, coef: _Array, intercept: float) -> _Array: ...
+def predict_log_probability(X: _Array, coef: _Array, intercept: float) -> _Array: ...

@@ -77,6 +77,18 @@ bool aloocv_objective::settle_at(const_vector_view theta, const_vector_view weig
   return compute_value(theta, value);
 }
 
+bool aloocv_objective::polish_solution() {
+  if (!is_defined_) return false;
+  if (!inner_objective_.polish(inner_result_.x, inner_result_.value, inner_result_.gradient,
+                               inner_result_.hessian))
+    return true;
+  value_.reset();
+  hessian_factor_ = inner_result_.hessian;
+  is_defined_ = settle_at_solution() && potrf(hessian_factor_) == 0;
+  if (is_defined_) leave_each_out();
+  return is_defined_;
+}
+
 const_symmetric_view aloocv_objective::loss_curvature() {
   return inner_objective_.loss_curvature(inner_result_.x);
 }

@@ -41,6 +41,10 @@ class aloocv_objective final : public optimization_objective_helper {
   // The score at theta as `compute_value`, for a look at the solution there: of one that
   // was not evaluated last the inner problem starts at `weights`. False where undefined.
   bool settle_at(const_vector_view theta, const_vector_view weights, double& value);
+  // Moves the solution at the last theta evaluated by one step of Newton's method, where
+  // that is defined: an inner run does not see what moves no digit of its value. False
+  // where the score is not defined there.
+  bool polish_solution();
   // What the last theta evaluated, where it is defined, has for solution.
   inner_optimum optimum() const;
   const trust_region_result& inner_run() const { return inner_result_; }

@@ -141,7 +141,6 @@ bool loss_objective::can_be_polished(const_vector_view gradient,
   return false;
 }
 
-// One step of Newton's method, which the value is too coarse to judge.
 bool loss_objective::polish(vector_view w, double& value, vector_view gradient,
                             symmetric_view hessian) {
   scoped_allocator scratch;

@@ -74,6 +74,10 @@ class loss_objective final : public optimization_objective_helper {
   const_vector_view predictions() const { return losses_.predictions(); }
   const_vector_view loss_first_derivative() const { return losses_.first_derivative(); }
   const_vector_view loss_second_derivative() const { return losses_.second_derivative(); }
+  // One step of Newton's method, which the value is too coarse to judge. False where there
+  // is none, and nothing has changed then.
+  bool polish(vector_view w, double& value, vector_view gradient, symmetric_view hessian);
+
   // X' diag(l'') X at w, good until the next call. Panics where the link fails, which it
   // does not at a solution.
   const_symmetric_view loss_curvature(const_vector_view w);
@@ -85,7 +89,6 @@ class loss_objective final : public optimization_objective_helper {
   bool move_to(const_vector_view moved, double moved_value, vector_view w, double& value,
                vector_view gradient, symmetric_view hessian);
   static bool can_be_polished(const_vector_view gradient, const_symmetric_view hessian);
-  bool polish(vector_view w, double& value, vector_view gradient, symmetric_view hessian);
   bool holds_a_weight_about_to_leave(const_vector_view w, const_symmetric_view hessian);
   bool move_downhill(const weight_penalty& penalty, vector_view w, double& value,
                      vector_view gradient, symmetric_view hessian);
