@@ -5,6 +5,7 @@
 // compute.
 #include <array>
 
+#include "common/scoped_allocator.h"
 #include "python/core/core_support.h"
 #include "python/core/linear_functions.h"
 #include "python/core/logistic_functions.h"
@@ -48,6 +49,7 @@ PyMODINIT_FUNC PyInit__core() noexcept {
       bridge::make_core_method<&bridge::predict_log_probability>("predict_log_probability",
                                                                  "Of both classes"),
       PyMethodDef{}};
+  corvane::set_scratch_exhaustion(corvane::scratch_exhaustion::throws_bad_alloc);
   try {
     const bridge::python_object module = bridge::make_python_module(
         "_core", "The compiled core of the estimators", methods.data());
