@@ -229,8 +229,8 @@ class SelfTunedModel(CallbackSupportMixin, BaseEstimator):
                 f"{type(self).__name__} stopped before its tolerance was met. "
                 f"{self._advice()}",
                 ConvergenceWarning,
-                # Past `fit` and its guard.
-                stacklevel=4,
+                # Past `fit`, its guard and the manager of callbacks.
+                stacklevel=5 if HAS_CALLBACKS else 4,
             )
 
     def _advice(self) -> str:
