@@ -56,16 +56,14 @@ def ridge_criterion(
 ) -> dict[str, Any]: ...
 def predict_linear(X: _Array, coef: _Array, intercept: float) -> _Array: ...
 
-_Observer = Callable[[int, float, float, float, _Array], object] | None
-
-# The items are the attributes of the estimator, without the underscore at the end. Tables of
-# strengths have the shape (columns, kinds).
+# Strengths are tables of shape (columns, kinds); a group of -1 stands for no penalty. The
+# items of the result are the attributes of the estimator without the underscore at the end.
 def fit_logistic(
     X: _Array,
     y: _Array,
     *,
     penalty: str,
-    groups: _Codes,
+    groups: npt.NDArray[np.int64],
     fit_intercept: bool,
     normalize: bool,
     start: _Array | None = None,
@@ -74,12 +72,15 @@ def fit_logistic(
     max_iter: int = 10000,
     observer: _Observer = None,
 ) -> dict[str, Any]: ...
+
+# value, and the gradient of shape (groups, kinds): by the logarithms of the strengths, and
+# by exponents, summed over each group.
 def logistic_criterion(
     X: _Array,
     y: _Array,
     *,
     penalty: str,
-    groups: _Codes,
+    groups: npt.NDArray[np.int64],
     fit_intercept: bool,
     normalize: bool,
     strengths: _Array,

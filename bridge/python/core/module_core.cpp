@@ -21,6 +21,12 @@ PyMODINIT_FUNC PyInit__core() noexcept {
   static auto methods = std::array{
       bridge::make_core_method<&bridge::predict_linear>("predict_linear",
                                                         "X coef + intercept"),
+      bridge::make_core_method<&bridge::fit_ridge>("fit_ridge",
+                                                   "Finds the strengths of a ridge fit"),
+      bridge::make_core_method<&bridge::cluster_ridge_columns>(
+          "cluster_ridge_columns", "Groups columns by their coefficients"),
+      bridge::make_core_method<&bridge::evaluate_ridge_criterion>(
+          "ridge_criterion", "A criterion and its gradient at given strengths"),
       bridge::make_core_method<&bridge::fit_logistic>("fit_logistic", "Fit two classes"),
       bridge::make_core_method<&bridge::logistic_criterion>(
           "logistic_criterion", "Approximate leave-one-out loss"),
@@ -29,16 +35,6 @@ PyMODINIT_FUNC PyInit__core() noexcept {
       bridge::make_core_method<&bridge::predict_log_probability>("predict_log_probability",
                                                                  "Of both classes"),
       PyMethodDef{}};
-  static auto methods =
-      std::array{bridge::make_core_method<&bridge::predict_linear>("predict_linear",
-                                                                   "X coef + intercept"),
-                 bridge::make_core_method<&bridge::fit_ridge>(
-                     "fit_ridge", "Finds the strengths of a ridge fit"),
-                 bridge::make_core_method<&bridge::cluster_ridge_columns>(
-                     "cluster_ridge_columns", "Groups columns by their coefficients"),
-                 bridge::make_core_method<&bridge::evaluate_ridge_criterion>(
-                     "ridge_criterion", "A criterion and its gradient at given strengths"),
-                 PyMethodDef{}};
   try {
     const bridge::python_object module = bridge::make_python_module(
         "_core", "The compiled core of the estimators", methods.data());
