@@ -87,14 +87,15 @@ def warp_inverse(state: dict[str, Any], values: _Array) -> _Array: ...
 def make_warp(
     parameters: _Array, y: _Array, shift: float, scale: float
 ) -> dict[str, Any]: ...
-# The items are the attributes of the estimator, without the underscore at the end. Tables of
-# strengths have the shape (columns, kinds).
+
+# Strengths are tables of shape (columns, kinds); a group of -1 stands for no penalty. The
+# items of the result are the attributes of the estimator without the underscore at the end.
 def fit_logistic(
     X: _Array,
     y: _Array,
     *,
     penalty: str,
-    groups: _Codes,
+    groups: npt.NDArray[np.int64],
     fit_intercept: bool,
     normalize: bool,
     start: _Array | None = None,
@@ -103,12 +104,15 @@ def fit_logistic(
     max_iter: int = 10000,
     observer: _Observer = None,
 ) -> dict[str, Any]: ...
+
+# value, and the gradient of shape (groups, kinds): by the logarithms of the strengths, and
+# by exponents, summed over each group.
 def logistic_criterion(
     X: _Array,
     y: _Array,
     *,
     penalty: str,
-    groups: _Codes,
+    groups: npt.NDArray[np.int64],
     fit_intercept: bool,
     normalize: bool,
     strengths: _Array,

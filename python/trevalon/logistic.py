@@ -4,38 +4,31 @@
 from __future__ import annotations
 
 from collections.abc import Mapping
-from typing import Any, Self, TypeAlias
+from typing import Any, Self
 
 import numpy as np
 import numpy.typing as npt
 from sklearn.base import ClassifierMixin, clone
 from sklearn.utils import Tags
-from sklearn.utils.multiclass import check_classification_targets, type_of_target
 from sklearn.utils.validation import check_is_fitted, validate_data
 
 from trevalon import _core
 from trevalon._base import SelfTunedModel, fitting
+from trevalon._classes import two_classes
 from trevalon._groups import UNPENALIZED, resolve_groups
-from trevalon._parameters import check_choice, spread_strengths
-from trevalon._types import (
-    FloatArray,
-    Groups,
-    IntArray,
-    MatrixLike,
-    Strengths,
-    VectorLike,
+from trevalon._parameters import check_choice
+from trevalon._penalty_strengths import (
+    KINDS,
+    GradientSlots,
+    PenaltyStrengths,
+    PenaltyStart,
+    by_kind,
+    strength_table,
 )
+from trevalon._types import FloatArray, Groups, IntArray, MatrixLike, VectorLike
 
-# The hyperparameters of each penalty: what `strength` and `init` name them by, and the
-# attributes that hold them.
-_KINDS = {
-    "l2": {"l2": "l2_strength_"},
-    "l1": {"l1": "l1_strength_"},
-    "elasticnet": {"l2": "l2_strength_", "l1": "l1_strength_"},
-    "bridge": {"strength": "bridge_strength_", "exponent": "bridge_exponent_"},
-}
 
-PenaltyStrengths: TypeAlias = Strengths | Mapping[str, Strengths]
+_RESULTS = ("criterion_value", "loo_decision", "effective_dof", "effective_dof_by_group")
 
 
 class LogisticRegression(ClassifierMixin, SelfTunedModel):
@@ -81,10 +74,11 @@ class LogisticRegression(ClassifierMixin, SelfTunedModel):
         columns, one for each group, or one for each column. For an elastic net a mapping of
         such to ``"l2"`` and ``"l1"``, for a bridge to ``"strength"`` and ``"exponent"``.
         None means to find them.
-    init : float, array-like, mapping or None, default=None
+    init : float, array-like, mapping, callable or None, default=None
         Strengths where the search starts, given as in `strength`, so that
-        ``init=other.strength_`` goes on from another fit. Each group starts at the
-        geometric mean of its normalized columns. None means strengths of 1.0 of normalized
+        ``init=other.strength_`` goes on from another fit; or a function of the number of
+        groups that returns them. Each group starts at the geometric mean of what its
+        columns have once they are normalized. None means strengths of 1.0 of normalized
         columns for l2 and l1, 0.25 for the others, with exponents of 1.25.
     tol : float, default=1e-4
         Tolerance of the search, relative. A fit at given strengths is exact to rounding.
@@ -205,7 +199,7 @@ class LogisticRegression(ClassifierMixin, SelfTunedModel):
         fit_intercept: bool = True,
         normalize: bool = True,
         strength: PenaltyStrengths | None = None,
-        init: PenaltyStrengths | None = None,
+        init: PenaltyStart = None,
         tol: float = 1e-4,
         max_iter: int = 10_000,
         warm_start: bool = False,
@@ -244,29 +238,28 @@ class LogisticRegression(ClassifierMixin, SelfTunedModel):
             The estimator itself.
         """
         options = self._run_options()
-        check_choice(self, "penalty", _KINDS)
+        check_choice(self, "penalty", KINDS)
         rows, target, codes, labels = self._prepare(X, y)
-        strengths = self._table("strength", self.strength, codes)
         with self._observed(rows, target) as observer:
             found = self._call_core(
                 _core.fit_logistic,
                 rows,
                 target,
                 penalty=self.penalty,
-                groups=codes.astype(np.float64),
-                strengths=strengths,
+                groups=codes,
+                strengths=self._given(codes),
                 start=self._start(codes),
                 observer=observer,
                 **options,
             )
             self.groups_, self.group_labels_ = codes, labels
             self._take_fit(found)
-        self._take_run(found)
+            self._take_run(found)
         return self
 
     def criterion_at(
         self, X: MatrixLike, y: VectorLike, strength: PenaltyStrengths
-    ) -> tuple[float, FloatArray | dict[str, FloatArray]]:
+    ) -> tuple[float, PenaltyStrengths]:
         """The criterion at given strengths, and its gradient.
 
         Parameters
@@ -276,36 +269,35 @@ class LogisticRegression(ClassifierMixin, SelfTunedModel):
         y : array-like of shape (n_samples,)
             Their labels.
         strength : float, array-like or mapping
-            As the parameter of this name. Columns of a group that differ once they are
-            normalized, and the exponents of a bridge, cost as much as a group of their own.
+            As the parameter of this name. The gradient costs as much as a step of the
+            search; but where columns of a group differ once they are normalized, and with a
+            bridge, as much as one with a group for each column.
 
         Returns
         -------
         value : float
             The sum of the approximate leave-one-out losses.
-        gradient : ndarray of shape (n_groups,) or dict
-            Derivatives in the logarithm of a factor that all strengths of a group have in
-            common, and in a number added to its exponents; a dict of two such for two
-            kinds.
+        gradient : float, ndarray or dict
+            Its derivatives by the natural logarithms of the strengths, and by the
+            exponents, of the shape of ``strength``.
         """
         probe = clone(self)
         options = probe._run_options()
-        check_choice(probe, "penalty", _KINDS)
+        check_choice(probe, "penalty", KINDS)
         rows, target, codes, _ = probe._prepare(X, y)
-        table = probe._table("strength", strength, codes)
-        if table is None:
-            raise ValueError("criterion_at needs strengths. Got None instead.")
+        table = strength_table(probe, "strength", self.penalty, strength, codes)
+        slots = GradientSlots(by_kind(probe, "strength", self.penalty, strength), codes)
         found = probe._call_core(
             _core.logistic_criterion,
             rows,
             target,
             penalty=self.penalty,
-            groups=codes.astype(np.float64),
+            groups=slots.groups,
             strengths=table,
             fit_intercept=options["fit_intercept"],
             normalize=options["normalize"],
         )
-        return found["value"], self._by_kind(found["gradient"].T)
+        return found["value"], slots.fill(found["gradient"])
 
     def _prepare(
         self, X: MatrixLike, y: VectorLike
@@ -314,7 +306,7 @@ class LogisticRegression(ClassifierMixin, SelfTunedModel):
         classes."""
         X, y = validate_data(self, X, y, dtype=np.float64, ensure_min_samples=2)
         rows = np.asarray(X)
-        self.classes_, codes = _two_classes(np.asarray(y))
+        self.classes_, codes = two_classes(np.asarray(y))
         target = codes.astype(np.float64)
         grouping = resolve_groups(self.groups, rows, target, self._column_names())
         if grouping.codes is None or (grouping.codes == UNPENALIZED).all():
@@ -323,31 +315,6 @@ class LogisticRegression(ClassifierMixin, SelfTunedModel):
                 f"least one column. Got {self.groups!r}."
             )
         return rows, target, grouping.codes, np.asarray(grouping.labels)
-
-    def _table(
-        self, name: str, value: PenaltyStrengths | None, codes: IntArray
-    ) -> FloatArray | None:
-        """Strengths as the core takes them, (n_features, kinds)."""
-        if value is None:
-            return None
-        kinds = _KINDS[self.penalty]
-        if len(kinds) == 1 and not isinstance(value, Mapping):
-            value = dict.fromkeys(kinds, value)
-        if not isinstance(value, Mapping) or set(value) != set(kinds):
-            raise ValueError(
-                f"The {name!r} parameter of a {self.penalty} penalty must be a mapping "
-                f"with the keys {', '.join(map(repr, kinds))}. Got {value!r} instead."
-            )
-        columns = [
-            spread_strengths(self, name, value[kind], codes, allow_zero=True)
-            for kind in kinds
-        ]
-        if "exponent" in kinds and (columns[-1][codes != UNPENALIZED] < 1.0).any():
-            raise ValueError(
-                f"The 'exponent' of {name!r} must be at least 1. "
-                f"Got {value['exponent']!r} instead."
-            )
-        return np.column_stack(columns)
 
     def _start(self, codes: IntArray) -> FloatArray | None:
         """Where a search starts, None for where the penalty does by itself."""
@@ -358,26 +325,32 @@ class LogisticRegression(ClassifierMixin, SelfTunedModel):
             and np.isfinite(before[codes != UNPENALIZED]).all()
         ):
             return before
-        return self._table("init", self.init, codes)
+        if self.init is None:
+            return None
+        init = self.init(int(codes.max()) + 1) if callable(self.init) else self.init
+        return strength_table(self, "init", self.penalty, init, codes)
+
+    def _given(self, codes: IntArray) -> FloatArray | None:
+        if self.strength is None:
+            return None
+        return strength_table(self, "strength", self.penalty, self.strength, codes)
 
     def _strengths_before(self) -> FloatArray | None:
-        names = _KINDS[self.penalty].values()
+        names = KINDS[self.penalty].values()
         if not all(hasattr(self, name) for name in names):
             return None
         return np.column_stack([getattr(self, name) for name in names])
 
     def _take_fit(self, found: Mapping[str, Any]) -> None:
-        for names in _KINDS.values():
+        for names in KINDS.values():
             for name in names.values():
                 self.__dict__.pop(name, None)
-        for name in _KINDS[self.penalty].values():
+        for name in KINDS[self.penalty].values():
             setattr(self, name, found[name.removesuffix("_")])
         self.coef_ = found["coef"][np.newaxis]
         self.intercept_ = np.array([found["intercept"]])
-        self.criterion_value_ = found["criterion_value"]
-        self.loo_decision_ = found["loo_decision"]
-        self.effective_dof_ = found["effective_dof"]
-        self.effective_dof_by_group_ = found["effective_dof_by_group"]
+        for name in _RESULTS:
+            setattr(self, f"{name}_", found[name])
 
     @property
     def strength_(self) -> FloatArray | dict[str, FloatArray]:
@@ -389,7 +362,7 @@ class LogisticRegression(ClassifierMixin, SelfTunedModel):
 
     def _by_kind(self, rows: FloatArray) -> FloatArray | dict[str, FloatArray]:
         """The rows of the kinds of the penalty by name, or the one row."""
-        kinds = _KINDS[self.penalty]
+        kinds = KINDS[self.penalty]
         return rows[0] if len(kinds) == 1 else dict(zip(kinds, rows, strict=True))
 
     def decision_function(self, X: MatrixLike) -> FloatArray:
@@ -460,44 +433,3 @@ class LogisticRegression(ClassifierMixin, SelfTunedModel):
     def _predictor(self) -> tuple[FloatArray, float]:
         # Of a pickle mapped into memory these are of a class of their own.
         return np.asarray(self.coef_[0]), float(self.intercept_[0])
-
-
-def _two_classes(y: npt.NDArray[Any]) -> tuple[npt.NDArray[Any], npt.NDArray[np.intp]]:
-    """The labels in ascending order, and each row's place among them."""
-    return _two_whole_numbers(y) or _two_labels(y)
-
-
-def _two_whole_numbers(
-    y: npt.NDArray[Any],
-) -> tuple[npt.NDArray[Any], npt.NDArray[np.intp]] | None:
-    """Without a sort; None where y holds anything else, or numbers so large that all of
-    them are whole."""
-    if y.dtype.kind not in "biuf":
-        return None
-    classes = np.array([y.min(), y.max()])
-    if classes[0] == classes[1]:
-        return None
-    if y.dtype.kind == "f":
-        is_whole = (classes == np.trunc(classes)) & (np.abs(classes) < 2.0**53)
-        if not is_whole.all():
-            return None
-    upper = y == classes[1]
-    if not np.all(upper | (y == classes[0])):
-        return None
-    return classes, upper.astype(np.intp)
-
-
-def _two_labels(y: npt.NDArray[Any]) -> tuple[npt.NDArray[Any], npt.NDArray[np.intp]]:
-    kind = type_of_target(y, input_name="y", raise_unknown=True)
-    if kind != "binary":
-        check_classification_targets(y)
-        raise ValueError(
-            f"Only binary classification is supported. The type of the target is {kind}."
-        )
-    classes, codes = np.unique(y, return_inverse=True)
-    if len(classes) < 2:
-        raise ValueError(
-            "A classifier needs two classes in y, but this y has one class: "
-            f"{classes.tolist()}"
-        )
-    return classes, codes

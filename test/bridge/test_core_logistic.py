@@ -7,6 +7,8 @@ at given strengths has H = Z' diag(v) Z + R, Z = [X 1], and leaves each row out 
     zeta = z + h l' / (1 - h v),   h = diag(Z H^-1 Z')
 """
 
+from itertools import pairwise
+
 import numpy as np
 import pytest
 from scipy import optimize
@@ -36,9 +38,11 @@ STRENGTHS = {
 def data():
     """80 rows of 3 columns in units of their own, all with an effect."""
     random = np.random.default_rng(8)
-    X = random.normal(size=(80, 3)) + [0.0, 2.0, -1.0]
-    odds = (X - [0.0, 2.0, -1.0]) @ [1.5, -1.0, 2.0] + 0.3
-    return X, (random.uniform(size=80) < expit(odds)).astype(float)
+    X = random.normal(size=(80, 3))
+    odds = X @ [1.5, -1.0, 2.0] + 0.3
+    return X + np.array([0.0, 2.0, -1.0]), (random.uniform(size=80) < expit(odds)).astype(
+        float
+    )
 
 
 def solve(data, penalty, strengths=None, **options):
@@ -58,7 +62,7 @@ def table_of(found, penalty):
 
 
 def penalty_terms(penalty, table, b):
-    """Values and second derivatives of the penalties of coefficients that are not near 0."""
+    """Values and second derivatives of the penalties of coefficients away from 0."""
     first, last = np.array(table, dtype=float).T[[0, -1]]
     size = np.abs(b)
     if penalty == "bridge":
@@ -186,7 +190,7 @@ def test_the_gradient_is_the_limit_of_differences_that_fall_as_the_square(
             abs((value_at(group, kind, h) - value_at(group, kind, -h)) / (2 * h) - slope)
             for h in (0.04, 0.02, 0.01)
         ]
-        for coarse, fine in zip(errors[:-1], errors[1:], strict=True):
+        for coarse, fine in pairwise(errors):
             # The rounding of a difference is about 1e-14 * 30 / h.
             assert fine < 0.3 * coarse + 1e-10
         assert errors[-1] < 1e-3 * (1.0 + abs(slope))
@@ -276,16 +280,16 @@ def test_a_start_at_the_strengths_found_ends_soon_and_no_higher(data, penalty):
 
 
 @pytest.mark.parametrize(
-    "change",
+    ("change", "text"),
     [
-        {"groups": np.zeros(2)},
-        {"strengths": np.ones((2, 1))},
-        {"strengths": np.ones((3, 2))},
-        {"penalty": "l3"},
+        ({"groups": np.zeros(2)}, "X, y and groups differ in size"),
+        ({"strengths": np.ones((2, 1))}, "strengths have another shape"),
+        ({"strengths": np.ones((3, 2))}, "strengths have another shape"),
+        ({"penalty": "l3"}, "unknown penalty"),
     ],
 )
-def test_arguments_that_do_not_fit_together_are_refused(data, change):
+def test_arguments_that_do_not_fit_together_are_refused(data, change, text):
     options = {"penalty": "l2", "groups": np.zeros(3), "fit_intercept": True,
                "normalize": True} | change  # fmt: skip
-    with pytest.raises(ValueError):
+    with pytest.raises(ValueError, match=text):
         core.fit_logistic(*data, **options)

@@ -150,8 +150,8 @@ REFUSED_DATA = {
 
 
 NATIVE_FITS = {
-    LogisticRegression: "logistic.LogisticRegressionModel",
-    RidgeRegression: "ridge.RidgeRegressionModel",
+    LogisticRegression: "_core.fit_logistic",
+    RidgeRegression: "_core.fit_ridge",
     WarpedLinearRegression: "_core.fit_warped",
 }
 
