@@ -42,9 +42,10 @@ dense_matrix singular_rows(const triangle_decomposition& svd) {
 
 // The design is factored in place, and its memory is free again on return.
 gcv_objective::reduced_data gcv_objective::reduce(const_vector_view target,
-                                                  dense_matrix&& design) {
+                                                  dense_matrix&& design,
+                                                  interruption* interruption) {
   dense_vector correlation = correlate(design, target);
-  const design_factorization qr = factor_design(std::move(design));
+  const design_factorization qr = factor_design(std::move(design), interruption);
   dense_matrix triangle = qr.triangle();
   const triangle_decomposition svd =
       decompose(const_matrix_block{triangle}.part_rows(0, qr.tau.size()));
@@ -57,8 +58,9 @@ gcv_objective::reduced_data gcv_objective::reduce(const_vector_view target,
           {singular_rows(svd), std::move(y)}};
 }
 
-gcv_objective::gcv_objective(const_vector_view target, dense_matrix design)
-    : gcv_objective{reduce(target, std::move(design))} {}
+gcv_objective::gcv_objective(const_vector_view target, dense_matrix design,
+                             interruption* interruption)
+    : gcv_objective{reduce(target, std::move(design), interruption)} {}
 
 gcv_objective::gcv_objective(reduced_data&& reduced)
     : ridge_score_objective{std::move(reduced.system)},

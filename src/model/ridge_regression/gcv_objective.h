@@ -16,7 +16,8 @@ namespace corvane::model::ridge_regression_detail {
 class gcv_objective final : public ridge_score_objective {
  public:
   // Normalized y, n entries, and X, n by p. One that is moved in is never copied.
-  gcv_objective(const_vector_view target, dense_matrix design);
+  gcv_objective(const_vector_view target, dense_matrix design,
+                interruption* interruption = nullptr);
 
   bool evaluate_groups(const_vector_view t, const penalty_groups& groups,
                        const ridge_outputs& wanted) override;
@@ -27,7 +28,8 @@ class gcv_objective final : public ridge_score_objective {
     ridge_system system;
     rotated_problem rotated;
   };
-  static reduced_data reduce(const_vector_view target, dense_matrix&& design);
+  static reduced_data reduce(const_vector_view target, dense_matrix&& design,
+                             interruption* interruption);
   explicit gcv_objective(reduced_data&& reduced);
 
   gcv_score score_;

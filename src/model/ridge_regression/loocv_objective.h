@@ -12,7 +12,8 @@ namespace corvane::model::ridge_regression_detail {
 class loocv_objective final : public ridge_score_objective {
  public:
   // X, n by p, and y, n entries, both normalized.
-  loocv_objective(dense_matrix&& design, dense_vector&& target);
+  loocv_objective(dense_matrix&& design, dense_vector&& target,
+                  interruption* interruption = nullptr);
 
   bool evaluate_groups(const_vector_view t, const penalty_groups& groups,
                        const ridge_outputs& wanted) override;

@@ -83,14 +83,16 @@ void scale_residuals(const_vector_view y, vector_view prediction, vector_view le
 
 }  // namespace
 
-loocv_score::loocv_score(dense_matrix&& design, dense_vector&& target)
+loocv_score::loocv_score(dense_matrix&& design, dense_vector&& target,
+                         interruption* interruption)
     : design_{std::move(design)},
       target_{std::move(target)},
       point_{design_.cols()},
       L_inverse_{design_.cols(), design_.cols()},
       W_{design_.rows(), design_.cols()},
       s_{design_.rows()},
-      d_{design_.rows()} {}
+      d_{design_.rows()},
+      interruption_{interruption} {}
 
 bool loocv_score::move_to(const ridge_system& system, const_vector_view t) {
   if (point_.is_at(t)) return true;
@@ -106,6 +108,7 @@ bool loocv_score::move_to(const ridge_system& system, const_vector_view t) {
 
   const index_t rows = rows_of_block(n, p);
   for (index_t first = 0; first < n; first += rows) {
+    check(interruption_);
     const index_t count = std::min(rows, n - first);
     const matrix_block W = matrix_block{W_}.part_rows(first, count);
     const vector_view s = s_.view().part(first, count);
@@ -136,6 +139,7 @@ void loocv_score::add_derivatives(const penalty_groups& groups,
   const matrix_view f_products = scope.matrix(hessian ? groups.count() : 0, groups.count());
   fill(f_products, 0.0);
   for (index_t first = 0; first < n; first += rows) {
+    check(interruption_);
     const loocv_tables block = tables.narrowed(std::min(rows, n - first));
     const const_matrix_block a = block.a.part_columns(0, q);
     multiply_by_triangle(const_matrix_block{W_}.part_rows(first, block.count),

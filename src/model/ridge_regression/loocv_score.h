@@ -9,6 +9,7 @@
 // observations at a time: scratch does not grow with n, and stays in cache.
 #pragma once
 
+#include "common/interruption.h"
 #include "model/ridge_regression/leave_one_out_sums.h"
 
 namespace corvane::model::ridge_regression_detail {
@@ -16,7 +17,9 @@ namespace corvane::model::ridge_regression_detail {
 // The score at the point that it was last moved to.
 class loocv_score {
  public:
-  loocv_score(dense_matrix&& design, dense_vector&& target);
+  // The interruption is asked before each block of observations.
+  loocv_score(dense_matrix&& design, dense_vector&& target,
+              interruption* interruption = nullptr);
 
   // Does nothing at the point where it is. False when the fit is undefined at t.
   bool move_to(const ridge_system& system, const_vector_view t);
@@ -34,6 +37,7 @@ class loocv_score {
   dense_matrix W_;          // n by p
   dense_vector s_;          // n entries
   dense_vector d_;          // n entries
+  interruption* interruption_;
 };
 
 }  // namespace corvane::model::ridge_regression_detail

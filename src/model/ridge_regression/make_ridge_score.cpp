@@ -13,19 +13,23 @@ namespace corvane::model::ridge_regression_detail {
 
 std::unique_ptr<ridge_score_objective> make_score(ridge_objective_mode mode,
                                                   const data_normalizer& normalizer,
-                                                  const_vector_view y,
-                                                  const_matrix_view X) {
+                                                  const_vector_view y, const_matrix_view X,
+                                                  interruption* interruption) {
+  check(interruption);
   dense_matrix design = normalizer.normalized_features(X);
   dense_vector target = normalizer.normalized_target(y);
+  check(interruption);
   switch (mode) {
     case ridge_objective_mode::gcv:
-      return std::make_unique<gcv_objective>(target, std::move(design));
+      return std::make_unique<gcv_objective>(target, std::move(design), interruption);
     case ridge_objective_mode::range_risk:
-      return std::make_unique<range_risk_objective>(target, std::move(design));
+      return std::make_unique<range_risk_objective>(target, std::move(design),
+                                                    interruption);
     case ridge_objective_mode::loocv:
       break;
   }
-  return std::make_unique<loocv_objective>(std::move(design), std::move(target));
+  return std::make_unique<loocv_objective>(std::move(design), std::move(target),
+                                           interruption);
 }
 
 std::unique_ptr<common_penalty_objective> make_common_penalty_score(

@@ -23,7 +23,8 @@ namespace corvane::model::ridge_regression_detail {
 // what they rotated, and the normalized copies go before the first evaluation.
 std::unique_ptr<ridge_score_objective> make_score(ridge_objective_mode mode,
                                                   const data_normalizer& normalizer,
-                                                  const_vector_view y, const_matrix_view X);
+                                                  const_vector_view y, const_matrix_view X,
+                                                  interruption* interruption = nullptr);
 
 // The score as a function of one common penalty, at the cost of one factorization; null
 // where no short form of it is known. Reads the design again when it is evaluated.

@@ -123,18 +123,19 @@ bool write_hessian(const_vector_view t, const penalty_groups& groups,
 
 }  // namespace
 
-range_risk_objective::measured_data range_risk_objective::measure(const_vector_view target,
-                                                                  dense_matrix&& design) {
+range_risk_objective::measured_data range_risk_objective::measure(
+    const_vector_view target, dense_matrix&& design, interruption* interruption) {
   dense_vector correlation = correlate(design, target);
   const bool is_repetitive = repeats_a_column(design);
-  const design_factorization qr = factor_design(std::move(design));
+  const design_factorization qr = factor_design(std::move(design), interruption);
   if (is_repetitive || numerical_rank(qr) < qr.packed.cols())
     throw std::runtime_error{"feature_matrix has linear dependent columns"};
   return {{qr.triangle(), std::move(correlation)}, measure_noise_variance(qr, target)};
 }
 
-range_risk_objective::range_risk_objective(const_vector_view target, dense_matrix design)
-    : range_risk_objective{measure(target, std::move(design))} {}
+range_risk_objective::range_risk_objective(const_vector_view target, dense_matrix design,
+                                           interruption* interruption)
+    : range_risk_objective{measure(target, std::move(design), interruption)} {}
 
 range_risk_objective::range_risk_objective(measured_data&& measured)
     : ridge_score_objective{std::move(measured.system)},

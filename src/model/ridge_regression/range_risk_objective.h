@@ -17,7 +17,8 @@ class range_risk_objective final : public ridge_score_objective {
   // Normalized y, n entries, and X, n by p, factored in place if moved in. Throws
   // std::runtime_error when the columns of X are linearly dependent. With n = p the noise
   // variance is NaN, and the score is undefined everywhere.
-  range_risk_objective(const_vector_view target, dense_matrix design);
+  range_risk_objective(const_vector_view target, dense_matrix design,
+                       interruption* interruption = nullptr);
 
   bool evaluate_groups(const_vector_view t, const penalty_groups& groups,
                        const ridge_outputs& wanted) override;
@@ -27,7 +28,8 @@ class range_risk_objective final : public ridge_score_objective {
     ridge_system system;
     double noise_variance;
   };
-  static measured_data measure(const_vector_view target, dense_matrix&& design);
+  static measured_data measure(const_vector_view target, dense_matrix&& design,
+                               interruption* interruption);
   explicit range_risk_objective(measured_data&& measured);
 
   double noise_variance_;

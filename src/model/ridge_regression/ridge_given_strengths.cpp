@@ -212,7 +212,8 @@ ridge_criterion_value evaluate_ridge_criterion(dense_matrix&& X, dense_vector&& 
     score =
         detail::make_common_penalty_score(request.criterion, request.fit_intercept, design);
   if (score == nullptr) {
-    score = detail::make_score(request.criterion, data.normalizer, data.y, data.X);
+    score = detail::make_score(request.criterion, data.normalizer, data.y, data.X,
+                               request.observer);
   } else {
     t = dense_vector(1);
     t[0] = 1.0;

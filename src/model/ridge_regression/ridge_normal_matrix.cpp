@@ -25,6 +25,25 @@ void multiply_by_own_transpose(const_matrix_block B, matrix_block product) {
   }
 }
 
+// geqrf, panel by panel: the reflectors of each are applied to the columns behind it. A
+// panel holds so many columns that work on it takes a fraction of a second.
+void factor_by_panels(matrix_block a, vector_view tau, interruption& interruption) {
+  constexpr index_t entries = index_t{1} << 22;
+  const index_t width = std::max<index_t>(4, entries / std::max<index_t>(a.rows(), 1));
+  for (index_t first = 0; first < tau.size(); first += width) {
+    interruption.check();
+    const index_t count = std::min(width, tau.size() - first);
+    const matrix_block panel = a.part(first, first, a.rows() - first, count);
+    const vector_view scalars = tau.part(first, count);
+    geqrf(panel, scalars);
+    for (index_t next = first + count; next < a.cols(); next += width) {
+      interruption.check();
+      ormqr(transposed, panel, scalars,
+            a.part(first, next, a.rows() - first, std::min(width, a.cols() - next)));
+    }
+  }
+}
+
 bool diagonal_is_finite(const_matrix_block a) {
   for (index_t j = 0; j < a.cols(); ++j)
     if (!is_finite(a(j, j))) return false;
@@ -46,10 +65,13 @@ dense_matrix design_factorization::triangle() const {
   return r;
 }
 
-design_factorization factor_design(dense_matrix&& design) {
+design_factorization factor_design(dense_matrix&& design, interruption* interruption) {
   dense_vector tau{std::min(design.rows(), design.cols())};
   design_factorization qr{std::move(design), std::move(tau)};
-  geqrf(qr.packed, qr.tau);
+  if (interruption == nullptr)
+    geqrf(qr.packed, qr.tau);
+  else
+    factor_by_panels(qr.packed, qr.tau, *interruption);
   return qr;
 }
 

@@ -7,6 +7,7 @@
 // M is what is factored: the unit on its diagonal stays, whatever the size of t.
 #pragma once
 
+#include "common/interruption.h"
 #include "common/matrix_block.h"
 #include "common/qr_factorization.h"
 #include "n_array/n_array.h"
@@ -29,8 +30,10 @@ struct design_factorization {
   dense_matrix triangle() const;
 };
 
-// A design that is given away is factored in place.
-design_factorization factor_design(dense_matrix&& design);
+// A design that is given away is factored in place. With an interruption, by panels of
+// columns between which it is asked: the same to rounding.
+design_factorization factor_design(dense_matrix&& design,
+                                   interruption* interruption = nullptr);
 design_factorization factor_design(const_matrix_view design);
 
 // b = X'y

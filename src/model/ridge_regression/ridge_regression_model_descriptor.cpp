@@ -178,7 +178,7 @@ class ridge_fit {
   // Made where it is needed, and once: the stages of a fit share it.
   std::shared_ptr<ridge_score_objective> general_score() {
     if (score_ == nullptr)
-      score_ = make_score(options_.objective_mode, normalizer_, y_, X_);
+      score_ = make_score(options_.objective_mode, normalizer_, y_, X_, options_.observer);
     return score_;
   }
 
