@@ -19,22 +19,17 @@ from datasets import (
     Dataset,
     DemoError,
     binary_sets,
-    read_csv,
     regression_sets,
     skewed_sets,
 )
+from table_file import read_table
 
 
 def run_on(dataset: Dataset) -> None:
     """The models that fit the user's target: two values are classes, others are numbers."""
-    values = np.unique(dataset.y)
-    if len(values) == 1:
-        raise DemoError(
-            f"the target is {values[0]:g} in every row: there is nothing to fit"
-        )
-    if len(values) == 2:
-        classes = (dataset.y == values[1]).astype(float)
-        logistic_section.run([Dataset(dataset.name, dataset.X, classes)])
+    if dataset.classes:
+        print("Two classes: {} is 0, {} is 1.".format(*dataset.classes))
+        logistic_section.run([dataset])
         return
     ridge_section.run([dataset])
     n, p = dataset.X.shape
@@ -46,7 +41,9 @@ def run_on(dataset: Dataset) -> None:
 
 def main() -> int:
     parser = argparse.ArgumentParser(prog="./run demo", description=__doc__)
-    parser.add_argument("file", nargs="?", metavar="FILE.csv", help="a table of numbers")
+    parser.add_argument(
+        "file", nargs="?", metavar="FILE.csv", help="a table with a header line"
+    )
     parser.add_argument("--target", metavar="NAME", help="the column to predict")
     arguments = parser.parse_args()
     try:
@@ -57,7 +54,7 @@ def main() -> int:
             logistic_section.run(list(binary_sets()))
             warped_section.run(list(skewed_sets()))
         else:
-            run_on(read_csv(arguments.file, arguments.target))
+            run_on(read_table(arguments.file, arguments.target))
     except DemoError as error:
         print(f"./run demo: {error}", file=sys.stderr)
         return 2

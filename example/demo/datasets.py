@@ -1,14 +1,12 @@
 # SPDX-License-Identifier: BSD-3-Clause
-"""Real data: sets that ship with installed packages, or the user's own file."""
+"""Real data: sets that ship with installed packages."""
 
 from __future__ import annotations
 
 from collections.abc import Iterator
 from dataclasses import dataclass
-from pathlib import Path
 
 import numpy as np
-import pandas as pd
 import statsmodels.datasets
 from sklearn import datasets
 from sklearn.model_selection import train_test_split
@@ -21,16 +19,27 @@ class DemoError(Exception):
 
 @dataclass(frozen=True)
 class Dataset:
-    """A table of numbers: X is (n, p), y is (n,)."""
+    """A table of numbers: X is (n, p), y is (n,).
+
+    A user's target of two values is coded 0 and 1, and `classes` holds the two.
+    """
 
     name: str
     X: np.ndarray
     y: np.ndarray
+    classes: tuple[str, str] | None = None
 
     def split(self) -> tuple[np.ndarray, np.ndarray, np.ndarray, np.ndarray]:
-        """Train and held-out parts of X, then of y; a fifth is held out."""
+        """Train and held-out parts of X, then of y; a fifth is held out.
+
+        A user's rare class has its share of both.
+        """
         X, X_test, y, y_test = train_test_split(
-            self.X, self.y, test_size=0.2, random_state=0
+            self.X,
+            self.y,
+            test_size=0.2,
+            random_state=0,
+            stratify=self.y if self.classes else None,
         )
         return X, X_test, y, y_test
 
@@ -82,52 +91,3 @@ def _statsmodels_set(name: str, target: str) -> Dataset:
         table.drop(columns=target).to_numpy(float),
         table[target].to_numpy(float),
     )
-
-
-def read_csv(path: str, target: str | None) -> Dataset:
-    """The user's table. Raises DemoError with what is wrong and what was expected."""
-    if not Path(path).is_file():
-        raise DemoError(f"there is no file '{path}'")
-    try:
-        table = pd.read_csv(path)
-    except (pd.errors.EmptyDataError, pd.errors.ParserError, UnicodeDecodeError) as error:
-        raise DemoError(f"'{path}' does not read as a CSV file: {error}") from error
-    if target is None or target not in table.columns:
-        columns = ", ".join(map(str, table.columns))
-        asked = (
-            "no --target was given" if target is None else f"there is no column '{target}'"
-        )
-        raise DemoError(f"{asked}; the columns of '{path}' are: {columns}")
-    if len(table.columns) < 2:
-        raise DemoError(f"'{path}' has no column besides the target '{target}'")
-    if len(table) < 10:
-        raise DemoError(f"'{path}' has {len(table)} rows; at least 10 are needed")
-    _check_numbers(table)
-    return Dataset(
-        f"{Path(path).name}: {target}",
-        table.drop(columns=target).to_numpy(float),
-        table[target].to_numpy(float),
-    )
-
-
-def _check_numbers(table: pd.DataFrame) -> None:
-    for name in table.columns:
-        column = table[name]
-        numbers = pd.to_numeric(column, errors="coerce")
-        text = numbers.isna() & column.notna()
-        if text.any():
-            row = int(np.flatnonzero(text)[0])
-            raise DemoError(
-                f"column '{name}' holds text where a number belongs: "
-                f"'{column.iloc[row]}' in data row {row + 1}; "
-                "drop the column or code it as numbers"
-            )
-        if numbers.isna().any():
-            row = int(np.flatnonzero(numbers.isna())[0])
-            count = int(numbers.isna().sum())
-            raise DemoError(
-                f"column '{name}' has {count} missing values, the first in data row "
-                f"{row + 1}; fill them in or drop those rows"
-            )
-        if not np.isfinite(numbers.to_numpy(float)).all():
-            raise DemoError(f"column '{name}' holds an infinite value")

@@ -16,6 +16,8 @@ from matplotlib.axes import Axes
 from matplotlib.figure import Figure
 from sklearn.exceptions import ConvergenceWarning
 
+from datasets import DemoError
+
 mpl.use("Agg")
 
 OUTPUT = Path("demo-output")
@@ -50,9 +52,12 @@ def panels(count: int, columns: int = 3) -> tuple[Figure, list[Axes]]:
 
 def save(figure: Figure, name: str) -> None:
     """Writes one picture and says where."""
-    OUTPUT.mkdir(exist_ok=True)
     path = OUTPUT / f"{name}.png"
-    figure.savefig(path, dpi=110)
+    try:
+        OUTPUT.mkdir(exist_ok=True)
+        figure.savefig(path, dpi=110)
+    except OSError as error:
+        raise DemoError(f"cannot write {path.resolve()}: {error.strerror}") from error
     print(f"wrote {path}")
 
 

@@ -52,6 +52,7 @@ def ridge_criterion(
     criterion: str,
     groups: npt.NDArray[np.int64] | None,
     fit_intercept: bool,
+    normalize: bool,
     alpha: _Array,
 ) -> dict[str, Any]: ...
 def predict_linear(X: _Array, coef: _Array, intercept: float) -> _Array: ...
@@ -86,3 +87,36 @@ def warp_inverse(state: dict[str, Any], values: _Array) -> _Array: ...
 def make_warp(
     parameters: _Array, y: _Array, shift: float, scale: float
 ) -> dict[str, Any]: ...
+
+# Strengths are tables of shape (columns, kinds); a group of -1 stands for no penalty. The
+# items of the result are the attributes of the estimator without the underscore at the end.
+def fit_logistic(
+    X: _Array,
+    y: _Array,
+    *,
+    penalty: str,
+    groups: npt.NDArray[np.int64],
+    fit_intercept: bool,
+    normalize: bool,
+    start: _Array | None = None,
+    strengths: _Array | None = None,
+    tol: float = 1e-4,
+    max_iter: int = 10000,
+    observer: _Observer = None,
+) -> dict[str, Any]: ...
+
+# value, and the gradient of shape (groups, kinds): by the logarithms of the strengths, and
+# by exponents, summed over each group.
+def logistic_criterion(
+    X: _Array,
+    y: _Array,
+    *,
+    penalty: str,
+    groups: npt.NDArray[np.int64],
+    fit_intercept: bool,
+    normalize: bool,
+    strengths: _Array,
+    observer: _Observer = None,
+) -> dict[str, Any]: ...
+def predict_probability(X: _Array, coef: _Array, intercept: float) -> _Array: ...
+def predict_log_probability(X: _Array, coef: _Array, intercept: float) -> _Array: ...

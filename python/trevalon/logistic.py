@@ -3,30 +3,32 @@
 
 from __future__ import annotations
 
+from collections.abc import Mapping
 from typing import Any, Self
 
 import numpy as np
 import numpy.typing as npt
-from scipy.special import expit
-from sklearn.base import ClassifierMixin
+from sklearn.base import ClassifierMixin, clone
 from sklearn.utils import Tags
-from sklearn.utils.multiclass import check_classification_targets, type_of_target
 from sklearn.utils.validation import check_is_fitted, validate_data
-from trevalon_impl import LogisticRegressionModel, _LogisticRegressionModel
 
-from trevalon._base import SelfTunedModel, all_or_nothing, as_grouper, predict_linear
-from trevalon._columns import column_moments
+from trevalon import _core
+from trevalon._base import SelfTunedModel, fitting
+from trevalon._classes import two_classes
 from trevalon._groups import UNPENALIZED, resolve_groups
 from trevalon._parameters import check_choice
-from trevalon._types import FloatArray, Groups, Init, IntArray, MatrixLike, VectorLike
-
-_PENALTIES = ("l2", "l1", "elasticnet", "bridge")
-_STRENGTHS = (
-    "l2_strength_",
-    "l1_strength_",
-    "bridge_strength_",
-    "bridge_exponent_",
+from trevalon._penalty_strengths import (
+    KINDS,
+    GradientSlots,
+    PenaltyStrengths,
+    PenaltyStart,
+    by_kind,
+    strength_table,
 )
+from trevalon._types import FloatArray, Groups, IntArray, MatrixLike, VectorLike
+
+
+_RESULTS = ("criterion_value", "loo_decision", "effective_dof", "effective_dof_by_group")
 
 
 class LogisticRegression(ClassifierMixin, SelfTunedModel):
@@ -48,7 +50,8 @@ class LogisticRegression(ClassifierMixin, SelfTunedModel):
 
     The strengths and exponents, one set for each group of columns before normalization is
     undone, minimize the approximate leave-one-out loss [1]_ by a trust-region method. Its
-    exact gradient and Hessian come from differentiating the optimum of the fit twice.
+    exact gradient and Hessian come from differentiating the optimum of the fit twice. Or
+    they are given, and there is no search.
 
     Parameters
     ----------
@@ -66,14 +69,26 @@ class LogisticRegression(ClassifierMixin, SelfTunedModel):
         Whether columns are divided by their lengths during the fit, so that a shared
         strength does not depend on their units. What is fitted is in the units of the data
         either way.
-    init : float, array-like, callable or None, default=None
-        Where the optimizer starts: one number for all hyperparameters, one for each, or a
-        function of how many there are. For normalized columns, they are the square roots of
-        strengths, for each group, and then for each group of an elastic net the square root
-        of its l1 strength, of a bridge the square root of its exponent less 1.
-        None means 1.0 for l2 and l1, 0.5 for the others.
+    strength : float, array-like, mapping or None, default=None
+        Strengths in the units of the data, to fit at without a search: one number for all
+        columns, one for each group, or one for each column. For an elastic net a mapping of
+        such to ``"l2"`` and ``"l1"``, for a bridge to ``"strength"`` and ``"exponent"``.
+        None means to find them.
+    init : float, array-like, mapping, callable or None, default=None
+        Strengths where the search starts, given as in `strength`, so that
+        ``init=other.strength_`` goes on from another fit; or a function of the number of
+        groups that returns them. Each group starts at the geometric mean of what its
+        columns have once they are normalized. None means strengths of 1.0 of normalized
+        columns for l2 and l1, 0.25 for the others, with exponents of 1.25.
     tol : float, default=1e-4
-        Tolerance of the optimizer, relative.
+        Tolerance of the search, relative. A fit at given strengths is exact to rounding.
+    max_iter : int, default=10000
+        Limit on the iterations of the search; at given strengths, on those of the fit.
+    warm_start : bool, default=False
+        Whether a search starts at the strengths of the fit before, where there is one of
+        the same penalty and as many columns, with finite strengths.
+    verbose : int, default=0
+        1 writes a line to standard error for each iteration of the search.
 
     Attributes
     ----------
@@ -88,12 +103,35 @@ class LogisticRegression(ClassifierMixin, SelfTunedModel):
     bridge_strength_, bridge_exponent_ : ndarray of shape (n_features,)
         Strength and exponent of a bridge; NaN is the exponent of no penalty. A strength is
         infinite where a large exponent takes it beyond the range of doubles.
+    strength_ : ndarray of shape (n_features,) or dict
+        The strengths in the form that `strength` and `init` take: those of the one kind, or
+        a dict of two.
     groups_ : ndarray of shape (n_features,)
         The number of each column's group, from 0; -1 for a column without penalty.
     group_labels_ : ndarray of shape (n_groups,)
         The label of each group.
+    criterion_value_ : float
+        The sum over the rows of the approximate leave-one-out loss, in nats.
+    loo_decision_ : ndarray of shape (n_samples,)
+        The log odds of each training row, approximately as a fit without it at the same
+        strengths gives them.
+    effective_dof_ : float
+        Effective degrees of freedom, the intercept included: the trace of the matrix that
+        takes the working response of the fit to its log odds.
+    effective_dof_by_group_ : ndarray of shape (n_groups,)
+        The part of the columns of each group in that; columns without penalty and the
+        intercept make up the rest.
     converged_ : bool
-        Whether the optimizer met its tolerance.
+        Whether the tolerance was met.
+    convergence_ : str
+        Why the search, or at given strengths the fit, ended.
+    n_iter_ : int
+        Iterations of the search; at given strengths, of the fit.
+    history_ : dict
+        The search from its start point on, an entry for each iteration: ``"value"``, the
+        criterion; ``"gradient_norm"``; ``"radius"``, of the trust region;
+        ``"hyperparameters"``, square roots of the strengths of normalized columns and of
+        exponents less 1, for each group, and kind by kind. Empty at given strengths.
     n_features_in_ : int
         Number of columns seen in the fit.
     feature_names_in_ : ndarray of shape (n_features_in_,)
@@ -113,7 +151,12 @@ class LogisticRegression(ClassifierMixin, SelfTunedModel):
     Notes
     -----
     The absolute value is smoothed where a coefficient times its column's length is below
-    0.01, so that derivatives exist; coefficients become small there, but not exactly 0.
+    0.01, so that derivatives exist; coefficients become small there, but not exactly 0. The
+    smoothed penalty may have several minima: a fit at given strengths may find another one
+    than a search that came to them.
+
+    Columns whose length is no normal number, below 2.2e-308, count as constant. Strengths
+    beyond the range of doubles are infinite, or 0.
 
     References
     ----------
@@ -133,6 +176,7 @@ class LogisticRegression(ClassifierMixin, SelfTunedModel):
     0.92
     """
 
+    init: Any
     classes_: npt.NDArray[Any]
     coef_: FloatArray
     intercept_: FloatArray
@@ -142,6 +186,10 @@ class LogisticRegression(ClassifierMixin, SelfTunedModel):
     l1_strength_: FloatArray
     bridge_strength_: FloatArray
     bridge_exponent_: FloatArray
+    criterion_value_: float
+    loo_decision_: FloatArray
+    effective_dof_: float
+    effective_dof_by_group_: FloatArray
 
     def __init__(
         self,
@@ -150,22 +198,30 @@ class LogisticRegression(ClassifierMixin, SelfTunedModel):
         groups: Groups = "all",
         fit_intercept: bool = True,
         normalize: bool = True,
-        init: Init = None,
+        strength: PenaltyStrengths | None = None,
+        init: PenaltyStart = None,
         tol: float = 1e-4,
+        max_iter: int = 10_000,
+        warm_start: bool = False,
+        verbose: int = 0,
     ) -> None:
         self.penalty = penalty
         self.groups = groups
         self.fit_intercept = fit_intercept
         self.normalize = normalize
+        self.strength = strength
         self.init = init
         self.tol = tol
+        self.max_iter = max_iter
+        self.warm_start = warm_start
+        self.verbose = verbose
 
     def __sklearn_tags__(self) -> Tags:
         tags = super().__sklearn_tags__()
         tags.classifier_tags.multi_class = False
         return tags
 
-    @all_or_nothing
+    @fitting
     def fit(self, X: MatrixLike, y: VectorLike) -> Self:
         """Find strengths and coefficients.
 
@@ -181,11 +237,76 @@ class LogisticRegression(ClassifierMixin, SelfTunedModel):
         LogisticRegression
             The estimator itself.
         """
-        options = self._shared_options()
-        penalty = check_choice(self, "penalty", _PENALTIES)
+        options = self._run_options()
+        check_choice(self, "penalty", KINDS)
+        rows, target, codes, labels = self._prepare(X, y)
+        with self._observed(rows, target) as observer:
+            found = self._call_core(
+                _core.fit_logistic,
+                rows,
+                target,
+                penalty=self.penalty,
+                groups=codes,
+                strengths=self._given(codes),
+                start=self._start(codes),
+                observer=observer,
+                **options,
+            )
+            self.groups_, self.group_labels_ = codes, labels
+            self._take_fit(found)
+            self._take_run(found)
+        return self
+
+    def criterion_at(
+        self, X: MatrixLike, y: VectorLike, strength: PenaltyStrengths
+    ) -> tuple[float, PenaltyStrengths]:
+        """The criterion at given strengths, and its gradient.
+
+        Parameters
+        ----------
+        X : array-like of shape (n_samples, n_features)
+            Training rows.
+        y : array-like of shape (n_samples,)
+            Their labels.
+        strength : float, array-like or mapping
+            As the parameter of this name. The gradient costs as much as a step of the
+            search; but where columns of a group differ once they are normalized, and with a
+            bridge, as much as one with a group for each column.
+
+        Returns
+        -------
+        value : float
+            The sum of the approximate leave-one-out losses.
+        gradient : float, ndarray or dict
+            Its derivatives by the natural logarithms of the strengths, and by the
+            exponents, of the shape of ``strength``.
+        """
+        probe = clone(self)
+        options = probe._run_options()
+        check_choice(probe, "penalty", KINDS)
+        rows, target, codes, _ = probe._prepare(X, y)
+        table = strength_table(probe, "strength", self.penalty, strength, codes)
+        slots = GradientSlots(by_kind(probe, "strength", self.penalty, strength), codes)
+        found = probe._call_core(
+            _core.logistic_criterion,
+            rows,
+            target,
+            penalty=self.penalty,
+            groups=slots.groups,
+            strengths=table,
+            fit_intercept=options["fit_intercept"],
+            normalize=options["normalize"],
+        )
+        return found["value"], slots.fill(found["gradient"])
+
+    def _prepare(
+        self, X: MatrixLike, y: VectorLike
+    ) -> tuple[FloatArray, FloatArray, IntArray, npt.NDArray[Any]]:
+        """Validated rows, targets 0.0 and 1.0, codes and labels of the groups; sets the
+        classes."""
         X, y = validate_data(self, X, y, dtype=np.float64, ensure_min_samples=2)
         rows = np.asarray(X)
-        self.classes_, codes = _two_classes(np.asarray(y))
+        self.classes_, codes = two_classes(np.asarray(y))
         target = codes.astype(np.float64)
         grouping = resolve_groups(self.groups, rows, target, self._column_names())
         if grouping.codes is None or (grouping.codes == UNPENALIZED).all():
@@ -193,48 +314,56 @@ class LogisticRegression(ClassifierMixin, SelfTunedModel):
                 "groups must name the groups of a logistic regression, and penalize at "
                 f"least one column. Got {self.groups!r}."
             )
-        model = LogisticRegressionModel(
-            penalty=penalty, grouper=as_grouper(grouping.codes), **options
-        )
-        self._run_fit(model, rows, target)
-        self._note_convergence(model)
-        self.groups_ = grouping.codes
-        self.group_labels_ = np.asarray(grouping.labels)
-        self._take_over(model, rows)
-        return self
+        return rows, target, grouping.codes, np.asarray(grouping.labels)
 
-    def _take_over(self, model: _LogisticRegressionModel, rows: FloatArray) -> None:
-        """Copies what the extension module found, in the units of the data."""
-        means, scales = column_moments(rows, bool(self.fit_intercept), bool(self.normalize))
-        weights, width = model.weights, rows.shape[1]
-        # The last weight is the log odds at the columns' means.
-        at_means = weights[width] if self.fit_intercept else 0.0
-        self.coef_ = weights[np.newaxis, :width]
-        self.intercept_ = np.array([at_means - weights[:width] @ means])
-        for name in _STRENGTHS:
-            self.__dict__.pop(name, None)
-        self._set_strengths(np.square(model.hyperparameters), scales)
+    def _start(self, codes: IntArray) -> FloatArray | None:
+        """Where a search starts, None for where the penalty does by itself."""
+        before = self._strengths_before() if self.warm_start else None
+        if (
+            before is not None
+            and len(before) == len(codes)
+            and np.isfinite(before[codes != UNPENALIZED]).all()
+        ):
+            return before
+        if self.init is None:
+            return None
+        init = self.init(int(codes.max()) + 1) if callable(self.init) else self.init
+        return strength_table(self, "init", self.penalty, init, codes)
 
-    def _set_strengths(self, squares: FloatArray, scales: FloatArray) -> None:
-        """A coefficient w of a column of length 1 is b times the length s, so that
+    def _given(self, codes: IntArray) -> FloatArray | None:
+        if self.strength is None:
+            return None
+        return strength_table(self, "strength", self.penalty, self.strength, codes)
 
-        strength * w^q = strength * s^q * b^q
-        """
-        per_group = squares.reshape(-1, len(self.group_labels_))
-        # Codes -1 read the last column, which stands for no penalty.
-        padded = np.column_stack([per_group, np.zeros(len(per_group))])
-        first, last = padded[0, self.groups_], padded[-1, self.groups_]
-        if self.penalty in ("l2", "elasticnet"):
-            self.l2_strength_ = first * np.square(scales)
-        if self.penalty in ("l1", "elasticnet"):
-            self.l1_strength_ = last * scales
-        if self.penalty == "bridge":
-            # A large exponent may carry the strength beyond the range of doubles.
-            with np.errstate(over="ignore", under="ignore", invalid="ignore"):
-                self.bridge_strength_ = first * scales ** (1.0 + last)
-            self.bridge_exponent_ = np.where(
-                self.groups_ == UNPENALIZED, np.nan, 1.0 + last
-            )
+    def _strengths_before(self) -> FloatArray | None:
+        names = KINDS[self.penalty].values()
+        if not all(hasattr(self, name) for name in names):
+            return None
+        return np.column_stack([getattr(self, name) for name in names])
+
+    def _take_fit(self, found: Mapping[str, Any]) -> None:
+        for names in KINDS.values():
+            for name in names.values():
+                self.__dict__.pop(name, None)
+        for name in KINDS[self.penalty].values():
+            setattr(self, name, found[name.removesuffix("_")])
+        self.coef_ = found["coef"][np.newaxis]
+        self.intercept_ = np.array([found["intercept"]])
+        for name in _RESULTS:
+            setattr(self, f"{name}_", found[name])
+
+    @property
+    def strength_(self) -> FloatArray | dict[str, FloatArray]:
+        """The strengths in the form that `strength` and `init` take."""
+        before = self._strengths_before()
+        if before is None:
+            raise AttributeError(f"this {type(self).__name__} has no strength_ yet")
+        return self._by_kind(before.T)
+
+    def _by_kind(self, rows: FloatArray) -> FloatArray | dict[str, FloatArray]:
+        """The rows of the kinds of the penalty by name, or the one row."""
+        kinds = KINDS[self.penalty]
+        return rows[0] if len(kinds) == 1 else dict(zip(kinds, rows, strict=True))
 
     def decision_function(self, X: MatrixLike) -> FloatArray:
         """Log odds of ``classes_[1]``.
@@ -250,7 +379,7 @@ class LogisticRegression(ClassifierMixin, SelfTunedModel):
             ``X @ coef_[0] + intercept_[0]``.
         """
         check_is_fitted(self)
-        return predict_linear(self, X, self.coef_[0], self.intercept_[0])
+        return _core.predict_linear(self._validate_rows(X), *self._predictor())
 
     def predict(self, X: MatrixLike) -> npt.NDArray[Any]:
         """The likelier label of each row; ``classes_[1]`` where both are equally likely.
@@ -282,9 +411,8 @@ class LogisticRegression(ClassifierMixin, SelfTunedModel):
         ndarray of shape (n_samples, 2)
             Columns in the order of ``classes_``.
         """
-        odds = self.decision_function(X)
-        probabilities: FloatArray = expit(np.column_stack([-odds, odds]))
-        return probabilities
+        check_is_fitted(self)
+        return _core.predict_probability(self._validate_rows(X), *self._predictor())
 
     def predict_log_proba(self, X: MatrixLike) -> FloatArray:
         """Logarithms of the probabilities, exact where those round to 0 or 1.
@@ -299,46 +427,9 @@ class LogisticRegression(ClassifierMixin, SelfTunedModel):
         ndarray of shape (n_samples, 2)
             Columns in the order of ``classes_``.
         """
-        odds = self.decision_function(X)
-        return -np.logaddexp(0.0, np.column_stack([odds, -odds]))
+        check_is_fitted(self)
+        return _core.predict_log_probability(self._validate_rows(X), *self._predictor())
 
-
-def _two_classes(y: npt.NDArray[Any]) -> tuple[npt.NDArray[Any], npt.NDArray[np.intp]]:
-    """The labels in ascending order, and each row's place among them."""
-    return _two_whole_numbers(y) or _two_labels(y)
-
-
-def _two_whole_numbers(
-    y: npt.NDArray[Any],
-) -> tuple[npt.NDArray[Any], npt.NDArray[np.intp]] | None:
-    """Without a sort; None where y holds anything else, or numbers so large that all of
-    them are whole."""
-    if y.dtype.kind not in "biuf":
-        return None
-    classes = np.array([y.min(), y.max()])
-    if classes[0] == classes[1]:
-        return None
-    if y.dtype.kind == "f":
-        is_whole = (classes == np.trunc(classes)) & (np.abs(classes) < 2.0**53)
-        if not is_whole.all():
-            return None
-    upper = y == classes[1]
-    if not np.all(upper | (y == classes[0])):
-        return None
-    return classes, upper.astype(np.intp)
-
-
-def _two_labels(y: npt.NDArray[Any]) -> tuple[npt.NDArray[Any], npt.NDArray[np.intp]]:
-    kind = type_of_target(y, input_name="y", raise_unknown=True)
-    if kind != "binary":
-        check_classification_targets(y)
-        raise ValueError(
-            f"Only binary classification is supported. The type of the target is {kind}."
-        )
-    classes, codes = np.unique(y, return_inverse=True)
-    if len(classes) < 2:
-        raise ValueError(
-            "A classifier needs two classes in y, but this y has one class: "
-            f"{classes.tolist()}"
-        )
-    return classes, codes
+    def _predictor(self) -> tuple[FloatArray, float]:
+        # Of a pickle mapped into memory these are of a class of their own.
+        return np.asarray(self.coef_[0]), float(self.intercept_[0])

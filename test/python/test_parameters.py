@@ -76,6 +76,7 @@ def test_every_form_of_init_starts_the_same_search(data, kind):
         return np.full(count, 0.7)
 
     expected = fit(kind, data, init=start)
+    assert expected.converged_
     count = 3 if kind is WarpedLinearRegression else 1
     assert counts == [count]
     for init in (0.7, [0.7] * count, np.full(count, 0.7)):
@@ -84,8 +85,12 @@ def test_every_form_of_init_starts_the_same_search(data, kind):
 
 @pytest.mark.parametrize("kind", ESTIMATORS)
 def test_an_init_of_the_wrong_length_says_how_many_there_are(data, kind):
-    count = 3 if kind is WarpedLinearRegression else 1
-    with pytest.raises(ValueError, match=f"this fit has {count} hyperparameters"):
+    has = {
+        RidgeRegression: "1 groups of 4 columns",
+        LogisticRegression: "1 hyperparameters",
+        WarpedLinearRegression: "3 hyperparameters",
+    }[kind]
+    with pytest.raises(ValueError, match=f"this fit has {has}"):
         fit(kind, data, init=[0.5] * 7)
 
 
@@ -100,7 +105,7 @@ def test_an_error_of_an_init_passes_unchanged(data, kind):
 
 @pytest.mark.parametrize("kind", ESTIMATORS)
 def test_a_fit_that_does_not_end_warns_and_says_what_to_try(data, kind):
-    with pytest.warns(ConvergenceWarning, match=r"Try .*init.*a larger tol") as caught:
+    with pytest.warns(ConvergenceWarning, match="before its tolerance was met") as caught:
         model = fit(kind, data, tol=1e-300)
     assert not model.converged_
     # The warning points at the call of fit, not into the package.
@@ -120,8 +125,7 @@ def test_an_unfitted_estimator_says_so(data, kind):
     for name in names:
         with pytest.raises(NotFittedError, match="is not fitted yet"):
             getattr(kind(), name)(data[0])
-    for name in {"leverage_", "loo_residuals_", "effective_dof_"} & set(dir(kind)):
-        assert not hasattr(kind(), name)
+    assert not hasattr(kind(), "effective_dof_")
 
 
 @pytest.mark.parametrize("kind", ESTIMATORS)
@@ -146,8 +150,8 @@ REFUSED_DATA = {
 
 
 NATIVE_FITS = {
-    LogisticRegression: "logistic.LogisticRegressionModel",
-    RidgeRegression: "ridge.RidgeRegressionModel",
+    LogisticRegression: "_core.fit_logistic",
+    RidgeRegression: "_core.fit_ridge",
     WarpedLinearRegression: "_core.fit_warped",
 }
 
@@ -173,7 +177,7 @@ class Untouchable:
         if data:
             self.fit(*data)
 
-    def fit(self, X, y):
+    def fit(self, X, y, **_):
         pytest.fail("the data reached the extension module")
 
 

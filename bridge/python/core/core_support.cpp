@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: BSD-3-Clause
 #include "python/core/core_support.h"
 
+#include <algorithm>
 #include <array>
 #include <new>
 #include <stdexcept>
@@ -40,9 +41,16 @@ const_vector_view view_of(const std::vector<double>& numbers) {
 array_argument::array_argument(const char* name, PyObject* object, int dimensions)
     : buffer_{hold_array(name, object, dimensions)} {}
 
-dense_matrix array_argument::matrix() const {
+dense_matrix array_argument::matrix(interruption* interrupt) const {
+  constexpr index_t columns_at_a_time = 16;
   dense_matrix copied(rows(), columns());
-  copy_strided(buffer_.elements(), copied);
+  for (index_t first = 0; first < columns(); first += columns_at_a_time) {
+    corvane::check(interrupt);
+    strided_doubles part = buffer_.elements();
+    part.data += first * part.column_stride;
+    part.columns = std::min(columns_at_a_time, columns() - first);
+    copy_strided(part, {copied.data() + first * rows(), rows(), part.columns});
+  }
   return copied;
 }
 

@@ -72,7 +72,8 @@ class array_argument {
 
   index_t rows() const { return buffer_.extent(0); }
   index_t columns() const { return buffer_.extent(1); }
-  dense_matrix matrix() const;
+  // `interrupt` is asked before each few columns.
+  dense_matrix matrix(interruption* interrupt = nullptr) const;
   dense_vector vector() const;
 
  private:

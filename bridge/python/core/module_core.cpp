@@ -5,8 +5,10 @@
 // compute.
 #include <array>
 
+#include "common/scoped_allocator.h"
 #include "python/core/core_support.h"
 #include "python/core/linear_functions.h"
+#include "python/core/logistic_functions.h"
 #include "python/core/ridge_functions.h"
 #include "python/core/warped_functions.h"
 #include "python/python.h"
@@ -39,7 +41,15 @@ PyMODINIT_FUNC PyInit__core() noexcept {
                                                       "targets of latent values"),
       bridge::make_core_method<&bridge::make_warp>("make_warp",
                                                    "the map of given parameters"),
+      bridge::make_core_method<&bridge::fit_logistic>("fit_logistic", "Fit two classes"),
+      bridge::make_core_method<&bridge::logistic_criterion>(
+          "logistic_criterion", "Approximate leave-one-out loss"),
+      bridge::make_core_method<&bridge::predict_probability>("predict_probability",
+                                                             "Of both classes"),
+      bridge::make_core_method<&bridge::predict_log_probability>("predict_log_probability",
+                                                                 "Of both classes"),
       PyMethodDef{}};
+  corvane::set_scratch_exhaustion(corvane::scratch_exhaustion::throws_bad_alloc);
   try {
     const bridge::python_object module = bridge::make_python_module(
         "_core", "The compiled core of the estimators", methods.data());

@@ -42,7 +42,7 @@ dense_vector distinct_targets(const_vector_view y) {
 
 classification_data_normalizer::classification_data_normalizer(
     const classification_normalizer_options& options, const_vector_view y,
-    const_matrix_view X)
+    const_matrix_view X, interruption* interrupt)
     : center_features{options.center_features},
       rescale_features{options.rescale_features},
       with_bias{options.with_bias},
@@ -54,6 +54,7 @@ classification_data_normalizer::classification_data_normalizer(
   if (y.size() != X.rows())
     throw std::invalid_argument{"X and y must have the same number of rows"};
   for (index_t j = 0; j < X.cols(); ++j) {
+    check(interrupt);
     feature_means[j] = center_features ? mean_of(X.column(j)) : 0.0;
     feature_scales[j] = rescale_features ? scale(X.column(j), feature_means[j]) : 1.0;
   }
@@ -70,11 +71,13 @@ classification_data_normalizer::classification_data_normalizer(
 
 // Centering alone can overflow too, where no scale is computed.
 dense_matrix classification_data_normalizer::normalized_features(
-    const_matrix_view X) const {
+    const_matrix_view X, interruption* interrupt) const {
   dense_matrix normalized{X.rows(), num_columns};
-  for (index_t j = 0; j < X.cols(); ++j)
+  for (index_t j = 0; j < X.cols(); ++j) {
+    check(interrupt);
     for (index_t i = 0; i < X.rows(); ++i)
       normalized(i, j) = (X(i, j) - feature_means[j]) / feature_scales[j];
+  }
   if (with_bias)
     for (index_t i = 0; i < X.rows(); ++i)
       normalized(i, X.cols()) = 1.0 / feature_scales[X.cols()];

@@ -7,6 +7,7 @@
 
 #include <exception>
 
+#include "common/interruption.h"
 #include "n_array/n_array.h"
 
 namespace corvane::model {
@@ -38,14 +39,17 @@ struct classification_data_normalizer {
   // Throws std::invalid_argument when X (n by m) is empty or holds a value that is not
   // finite, when a scale overflows, or when y is not of length n; invalid_target_error as
   // told above.
+  // `interrupt` is asked before each column.
   classification_data_normalizer(const classification_normalizer_options& options,
-                                 const_vector_view y, const_matrix_view X);
+                                 const_vector_view y, const_matrix_view X,
+                                 interruption* interrupt = nullptr);
 
   index_t num_features() const { return with_bias ? num_columns - 1 : num_columns; }
 
   // n by p, with the bias column last where there is one. Throws std::invalid_argument when
   // a normalized feature overflows.
-  dense_matrix normalized_features(const_matrix_view X) const;
+  dense_matrix normalized_features(const_matrix_view X,
+                                   interruption* interrupt = nullptr) const;
   // The weights of the raw features, w_j / scale_j, and the intercept to go with them.
   dense_vector raw_weights(const_vector_view weights) const;
   double raw_bias(const_vector_view raw) const;

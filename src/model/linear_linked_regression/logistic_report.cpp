@@ -11,6 +11,7 @@
 #include <vector>
 
 #include "common/blas_threads.h"
+#include "common/finite.h"
 #include "common/matrix_block.h"
 #include "model/linear_linked_regression/detail/aloocv_objective.h"
 #include "model/linear_linked_regression/detail/canonical_problem.h"
@@ -20,6 +21,7 @@
 #include "model/linear_linked_regression/detail/search_recorder.h"
 #include "model/linear_linked_regression/logistic_log_likelihood_loss_link.h"
 #include "optimization/optimizer_error.h"
+#include "optimization/trust_region_measures.h"
 #include "optimization/trust_region_optimizer.h"
 #include "optimization/variable_order.h"
 
@@ -59,9 +61,8 @@ std::shared_ptr<trust_region_optimizer> make_optimizer(double tolerance,
 
 std::shared_ptr<trust_region_optimizer> make_tight_optimizer(
     const logistic_options& options, run_observer* observer) {
-  return make_optimizer(std::min(options.tolerance, tight_tolerance),
-                        std::min(options.tolerance, tight_gradient_tolerance),
-                        options.max_iterations, observer);
+  return make_optimizer(tight_tolerance, tight_gradient_tolerance, options.max_iterations,
+                        observer);
 }
 
 // A normalized problem over groups of columns, and its objective.
@@ -72,7 +73,7 @@ struct posed_problem {
       : groups{groups_of_columns},
         penalty{detail::penalty_over(options.penalty, groups, options.fit_intercept)},
         canonical{make_canonical(std::move(data.design), data.normalizer.num_features(),
-                                 data.target, *penalty)},
+                                 data.target, *penalty, options.observer)},
         objective{std::move(inner_optimizer),
                   std::make_shared<loss_link_detail::logistic_log_likelihood_loss_link>(),
                   canonical.penalty,
@@ -125,6 +126,32 @@ void set_run(const trust_region_result& run, logistic_report& report) {
   report.end = run.end;
   report.num_iterations = run.num_iterations;
   report.num_evaluations = run.num_evaluations;
+}
+
+double gradient_max_of(const trust_region_result& run) {
+  return measure_stop(run.value, run.value, run.gradient, run.hessian, double_epsilon)
+      .gradient_max;
+}
+
+// The score at given hyperparameters, in the order of the run, with an inner problem that
+// is solved to rounding.
+double evaluate_exactly(aloocv_objective& objective, const_vector_view theta) {
+  constexpr double rounding = 1e-10;
+  double value = 0.0;
+  const bool is_defined =
+      objective.compute_value(theta, value) &&
+      (gradient_max_of(objective.inner_run()) <= rounding || objective.polish_solution()) &&
+      objective.compute_value(theta, value);
+  if (!is_defined) throw optimizer_undefined_error{};
+  return value;
+}
+
+// A last descent may leave the inner run nothing to gain that it could see: this is its
+// solution, too, where the gradient says so.
+void set_solved_run(const trust_region_result& run, logistic_report& report) {
+  set_run(run, report);
+  if (run.end == run_end::no_decrease && gradient_max_of(run) <= tight_gradient_tolerance)
+    report.end = run_end::within_tolerance;
 }
 
 // Where the search starts, in the order of the run; also given to it as its initializer,
@@ -180,8 +207,8 @@ double differentiate_at(posed_problem& posed, slopes_in_theta& at) {
   const dense_vector theta = posed.in_run_order(at.theta);
   dense_vector gradient{size};
   symmetric_matrix hessian{size, size};
-  double value = 0.0;
-  if (!posed.objective.compute_value_gradient_hessian(theta, value, gradient, hessian))
+  const double value = evaluate_exactly(posed.objective, theta);
+  if (!posed.objective.compute_gradient_hessian(theta, gradient, hessian))
     throw optimizer_undefined_error{};
   const variable_order order = posed.canonical.hyperparameters.view();
   at.gradient = dense_vector{size};
@@ -290,12 +317,10 @@ logistic_report fit_logistic_at(logistic_data&& data, const logistic_options& op
       columns);
   quiet_observer inner{options.observer};
   posed_problem posed{normalized, options, columns, make_tight_optimizer(options, &inner)};
-  double criterion = 0.0;
-  if (!posed.objective.compute_value(posed.in_run_order(theta), criterion))
-    throw optimizer_undefined_error{};
+  const double criterion = evaluate_exactly(posed.objective, posed.in_run_order(theta));
   logistic_report report = describe_solution(normalized, groups, posed);
   report.criterion = criterion;
-  set_run(posed.objective.inner_run(), report);
+  set_solved_run(posed.objective.inner_run(), report);
   report.strengths = without_unpenalized(options.penalty, strengths, groups);
   return report;
 }

@@ -22,7 +22,7 @@ struct logistic_options {
   penalty_mode penalty = penalty_mode::l2;
   bool fit_intercept = true;
   bool normalize = true;
-  double tolerance = 1e-4;
+  double tolerance = 1e-4;  // of a search; at given strengths the fit is exact to rounding
   int max_iterations = 10000;
   run_observer* observer = nullptr;  // not owned; sees each iteration over hyperparameters
 };

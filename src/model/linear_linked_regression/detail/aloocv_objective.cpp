@@ -56,6 +56,7 @@ void aloocv_objective::restart() {
   accepted_.reset();
   is_at_end_ = false;
   recent_steps_ = {};
+  num_steps_ = 0;
   is_defined_ = false;
   std::fill(start_weights_.begin(), start_weights_.end(), 0.0);
   inner_objective_.start_at(start_weights_);
@@ -75,6 +76,18 @@ bool aloocv_objective::settle_at(const_vector_view theta, const_vector_view weig
   accepted_.reset();
   is_at_end_ = false;
   return compute_value(theta, value);
+}
+
+bool aloocv_objective::polish_solution() {
+  if (!is_defined_) return false;
+  if (!inner_objective_.polish(inner_result_.x, inner_result_.value, inner_result_.gradient,
+                               inner_result_.hessian))
+    return true;
+  value_.reset();
+  hessian_factor_ = inner_result_.hessian;
+  is_defined_ = settle_at_solution() && potrf(hessian_factor_) == 0;
+  if (is_defined_) leave_each_out();
+  return is_defined_;
 }
 
 const_symmetric_view aloocv_objective::loss_curvature() {
@@ -213,12 +226,20 @@ bool aloocv_objective::compute_gradient_hessian(const_vector_view theta,
                                                         optimum(), gradient, hessian);
 }
 
-void aloocv_objective::begin_iteration(const_vector_view theta, double /*value*/,
+// Each observation has the loss log 2 where the prediction is 0.
+bool aloocv_objective::is_near_infimum(double value) const {
+  constexpr double near = 1e-6;
+  return value < near * std::log(2.0) * static_cast<double>(y_.size());
+}
+
+void aloocv_objective::begin_iteration(const_vector_view theta, double value,
                                        const_vector_view /*gradient*/,
                                        const_symmetric_view /*hessian*/) {
   if (!refresh(theta))
     panic("termination condition not satisfied", __LINE__,
           "src/model/linear_linked_regression/detail/aloocv_objective");
+  constexpr int many_steps = 100;
+  if (++num_steps_ > many_steps && is_near_infimum(value)) throw optimizer_infimum_error{};
   start_at_solution();
 }
 

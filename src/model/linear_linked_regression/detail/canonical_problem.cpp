@@ -35,7 +35,7 @@ int digits_of_data(index_t count) {
 // that is. Columns of length 1 have the deviation 1/sqrt(n), a power of two for n = 4^k,
 // where rounding would choose the next or the last one: hence the factor. Where a double
 // has no more digits than these, or the squares overflow, columns stay as they are.
-void round_columns(const_vector_view lengths, matrix_view design) {
+void round_columns(const_vector_view lengths, matrix_view design, interruption* interrupt) {
   constexpr double factor = 1.3;
   const int digits = digits_of_data(design.size());
   const auto n = static_cast<double>(design.rows());
@@ -45,6 +45,7 @@ void round_columns(const_vector_view lengths, matrix_view design) {
   const vector_view means = scratch.vector(design.cols());
   gemv(1.0, transposed, design, parts, 0.0, means);
   for (index_t j = 0; j < design.cols(); ++j) {
+    check(interrupt);
     const double variance = lengths[j] * lengths[j] / n - means[j] * means[j];
     if (variance > 0.0 && is_finite(variance))
       cut_digits(design.column(j), digits - std::ilogb(factor * std::sqrt(variance)));
@@ -190,15 +191,18 @@ void gather(const_index_view rows, const_vector_view from, vector_view to) {
 }
 
 // In place, cycle by cycle of the columns: no second design is held.
-void reorder(matrix_view design, const_index_view rows, const_index_view columns) {
+void reorder(matrix_view design, const_index_view rows, const_index_view columns,
+             interruption* interrupt) {
   scoped_allocator scratch;
   const vector_view first = scratch.vector(design.rows());
   std::vector<bool> is_done(static_cast<std::size_t>(design.cols()), false);
   for (index_t start = 0; start < design.cols(); ++start) {
     if (is_done[static_cast<std::size_t>(start)]) continue;
+    check(interrupt);
     std::copy_n(design.column(start).begin(), design.rows(), first.begin());
     index_t place = start;
     for (; columns[place] != start; place = columns[place]) {
+      check(interrupt);
       gather(rows, design.column(columns[place]), design.column(place));
       is_done[static_cast<std::size_t>(columns[place])] = true;
     }
@@ -224,7 +228,8 @@ index_vector order_rows(const_vector_view target, const canonical_problem& probl
 }  // namespace
 
 canonical_problem make_canonical(dense_matrix&& design, index_t num_features,
-                                 const_vector_view target, const regularizer& penalty) {
+                                 const_vector_view target, const regularizer& penalty,
+                                 interruption* interrupt) {
   const index_t n = design.rows();
   const index_t p = design.cols();
   canonical_problem problem{std::move(design),
@@ -238,11 +243,13 @@ canonical_problem make_canonical(dense_matrix&& design, index_t num_features,
   scoped_allocator scratch;
   const vector_view lengths = scratch.vector(p);
   for (index_t j = 0; j < p; ++j) lengths[j] = norm(X.column(j));
-  round_columns(lengths, {X.data(), n, num_features});
+  round_columns(lengths, {X.data(), n, num_features}, interrupt);
+  check(interrupt);
 
   turn_and_order_columns(target, lengths, penalty.mapping(), problem);
+  check(interrupt);
   problem.rows = order_rows(target, problem);
-  reorder(X, problem.rows, problem.columns);
+  reorder(X, problem.rows, problem.columns, interrupt);
   gather(problem.rows, target, problem.target);
 
   const index_vector groups = order_groups(penalty.mapping(), problem.columns);

@@ -12,6 +12,7 @@
 
 #include <memory>
 
+#include "common/interruption.h"
 #include "model/linear_linked_regression/regularizer.h"
 #include "n_array/n_array.h"
 
@@ -36,8 +37,10 @@ struct canonical_problem {
 // their first columns. Columns of the same slope, or none, are turned and sorted by how
 // they go with the others, and by their groups; those of which all this is the same keep
 // the caller's order. With the classes swapped, design and target change their signs, and
-// nothing else does.
+// nothing else does. `interrupt` is asked before each pass over a column or over the
+// design.
 canonical_problem make_canonical(dense_matrix&& design, index_t num_features,
-                                 const_vector_view target, const regularizer& penalty);
+                                 const_vector_view target, const regularizer& penalty,
+                                 interruption* interrupt = nullptr);
 
 }  // namespace corvane::model::linear_linked_regression_detail

@@ -44,10 +44,11 @@ double column_unit::log() const {
   return std::log(mantissa) + static_cast<double>(exponent) * std::numbers::ln2;
 }
 
-std::vector<int> bring_into_range(matrix_view X) {
+std::vector<int> bring_into_range(matrix_view X, interruption* interrupt) {
   std::vector<int> exponents;
   exponents.reserve(static_cast<std::size_t>(X.cols()));
   for (index_t j = 0; j < X.cols(); ++j) {
+    check(interrupt);
     const vector_view column = X.column(j);
     const int exponent = far_exponent(largest_size(column));
     if (exponent != 0)

@@ -41,15 +41,16 @@ normalized_data normalize(logistic_data&& data, const logistic_options& options)
   dense_matrix X = std::move(data.X);
   normalized_data result;
   result.exponents = options.normalize
-                         ? bring_into_range(X)
+                         ? bring_into_range(X, options.observer)
                          : std::vector<int>(static_cast<std::size_t>(X.cols()), 0);
   constexpr index_t num_classes = 2;
   result.normalizer = classification_data_normalizer{
       {options.fit_intercept, options.normalize, options.fit_intercept, num_classes},
       data.y,
-      X};
+      X,
+      options.observer};
   ignore_denormal_lengths(result.exponents, result.normalizer.feature_scales);
-  result.design = result.normalizer.normalized_features(X);
+  result.design = result.normalizer.normalized_features(X, options.observer);
   result.target = result.normalizer.coded_target(data.y);
   for (index_t j = 0; j < X.cols(); ++j)
     result.units.push_back(unit_of(result.normalizer.feature_scales[j],

@@ -4,6 +4,7 @@
 #include <algorithm>
 
 #include "common/matrix_block.h"
+#include "optimization/optimizer_error.h"
 
 namespace corvane::model::linear_linked_regression_detail {
 
@@ -15,6 +16,11 @@ dense_vector vector_of(const std::vector<double>& numbers) {
 }
 
 }  // namespace
+
+void search_recorder::check() {
+  if (is_stopped_) throw optimizer_iteration_limit_error{};
+  corvane::check(watcher_);
+}
 
 void search_recorder::observe_iteration(const iteration_record& record) {
   if (record.x.size() != order_.size()) return;
@@ -29,7 +35,12 @@ void search_recorder::observe_iteration(const iteration_record& record) {
   if (watcher_ == nullptr) return;
   iteration_record translated = record;
   translated.x = point;
-  watcher_->observe_iteration(translated);
+  try {
+    watcher_->observe_iteration(translated);
+  } catch (const optimizer_iteration_limit_error&) {
+    is_stopped_ = true;
+    throw;
+  }
 }
 
 iteration_history search_recorder::history_of_run_to(double value) const {

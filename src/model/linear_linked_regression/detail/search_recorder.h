@@ -20,7 +20,9 @@ class search_recorder final : public run_observer {
   search_recorder(run_observer* watcher, variable_order order)
       : watcher_{watcher}, order_{order} {}
 
-  void check() override { corvane::check(watcher_); }
+  // Throws optimizer_iteration_limit_error once the watcher has ended a run by that: the
+  // other runs of the search end, too.
+  void check() override;
   void observe_iteration(const iteration_record& record) override;
 
   // Of the last run that ended at this value.
@@ -37,6 +39,7 @@ class search_recorder final : public run_observer {
   run_observer* watcher_;
   variable_order order_;
   std::vector<recorded_run> runs_;
+  bool is_stopped_ = false;
 };
 
 }  // namespace corvane::model::linear_linked_regression_detail

@@ -1,0 +1,37 @@
+# SPDX-License-Identifier: BSD-3-Clause
+"""A call of an estimator that a failed allocation meets gives the right result or raises
+for want of memory: never another result, never a sentence about the data, never the end of
+the process."""
+
+import estimator_allocations
+import pytest
+
+from failing_heap import attempts
+
+LIMIT = 6
+
+
+def is_for_want_of_memory(attempt):
+    """MemoryError, or what numpy and the interpreter say where they forget to say that."""
+    if attempt["raised"] == "SystemError":
+        return "without setting an exception" in attempt["text"] or (
+            attempt["text"] == "error return without exception set"
+        )
+    if attempt["raised"] == "RuntimeError":
+        return attempt["text"] in ("can't allocate lock", "can't allocate read lock")
+    return attempt["raised"] == "MemoryError"
+
+
+@pytest.mark.parametrize("estimator", ["ridge", "logistic", "warped"])
+def test_a_failed_allocation_leaves_the_right_result_or_says_so(estimator):
+    names = [name for name in estimator_allocations.SCENARIOS if estimator in name]
+    num_memory_errors = 0
+    for attempt in attempts("estimator_allocations", LIMIT, *names):
+        if "raised" in attempt:
+            assert is_for_want_of_memory(attempt), attempt
+            assert attempt["kept"], attempt
+            assert attempt["recovered"], attempt
+            num_memory_errors += attempt["raised"] == "MemoryError"
+        else:
+            assert attempt.get("right", False), attempt
+    assert num_memory_errors > 20
