@@ -101,10 +101,8 @@ auto warped_linear_regression_model_descriptor::normalize(const_vector_view y,
                                         .with_bias = with_bias_,
                                         .rescale_target = rescale_target_,
                                         .rescale_features = rescale_features_};
-  data_normalizer normalizer{options, y, X};
-  check(interrupt_);
-  dense_matrix design = normalizer.normalized_features(X);
-  check(interrupt_);
+  data_normalizer normalizer{options, y, X, interrupt_};
+  dense_matrix design = normalizer.normalized_features(X, interrupt_);
   dense_vector target = normalizer.normalized_target(y);
   return {std::move(normalizer), std::move(design), std::move(target)};
 }

@@ -81,8 +81,11 @@ void objective::project_targets(interruption* interrupt) {
   const matrix_block ones = matrix_block{ones_and_basis}.part_columns(0, 1);
   const matrix_block basis = matrix_block{ones_and_basis}.part_columns(1, p);
   fill(ones, 1.0);
-  fill(basis, 0.0);
-  for (index_t j = 0; j < p; ++j) basis(j, j) = 1.0;
+  for (index_t j = 0; j < p; ++j) {
+    check(interrupt);
+    fill(basis.part_columns(j, 1), 0.0);
+    basis(j, j) = 1.0;
+  }
   apply(qr_, plain, basis, interrupt);
   projected_ = projected_targets{target_, std::move(ones_and_basis), interrupt};
 }
