@@ -7,6 +7,7 @@
 #include <cstdint>
 
 #include "common/blas_arguments.h"
+#include "common/interruption.h"
 #include "common/matrix_block.h"
 
 namespace corvane {
@@ -24,6 +25,12 @@ qr_factorization transpose(const qr_factorization& qr) noexcept;
 // C = op(Q) C, or with a record of Q', C = op(Q') C.
 void apply(const qr_factorization& qr, transposition op, matrix_block c);
 void apply(const qr_factorization& qr, transposition op, vector_view c);
+
+// A = Q R as geqrf packs it, and C = op(Q) C, in pieces that take a fraction of a second:
+// `interrupt` is asked between them. In one piece without it, and where it is short.
+void factor(matrix_block a, vector_view tau, interruption* interrupt);
+void apply(const qr_factorization& qr, transposition op, matrix_block c,
+           interruption* interrupt);
 
 // x = R^-1 x and B = R^-1 B, with R the leading square of the factor's upper triangle, over
 // the first min(m, n) entries of x and rows of B; those below are left as they are.

@@ -198,8 +198,8 @@ python_object fit_warped(PyObject* arguments, PyObject* keywords) {
   options.normalize = normalize != 0;
   options.start = start_point;
   options.observer = &observer;
-  const warped_report report =
-      without_lock([&] { return model::fit_warped(target, features.matrix(), options); });
+  const warped_report report = without_lock(
+      [&] { return model::fit_warped(target, features.matrix(&observer), options); });
   return make_results(report, observer);
 }
 

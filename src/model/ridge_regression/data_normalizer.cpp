@@ -65,7 +65,8 @@ void normalize(const_vector_view values, double mean, double scale,
 }
 
 data_normalizer::data_normalizer(const data_normalizer_options& options,
-                                 const_vector_view y, const_matrix_view X)
+                                 const_vector_view y, const_matrix_view X,
+                                 interruption* interrupt)
     : center_target{options.center_target},
       center_features{options.center_features},
       with_bias{options.with_bias},
@@ -76,6 +77,7 @@ data_normalizer::data_normalizer(const data_normalizer_options& options,
       feature_scales(num_columns) {
   check_shapes(y, X);
   for (index_t j = 0; j < X.cols(); ++j) {
+    check(interrupt);
     const column_measure measured = measure(center_features, X.column(j));
     if (!is_finite(measured.scale))
       reject("feature_matrix column " + std::to_string(j), X.column(j));
@@ -91,15 +93,18 @@ data_normalizer::data_normalizer(const data_normalizer_options& options,
   target_scale = target.scale;
 }
 
-dense_matrix data_normalizer::normalized_features(const_matrix_view X) const {
+dense_matrix data_normalizer::normalized_features(const_matrix_view X,
+                                                  interruption* interrupt) const {
   const index_t num_features = num_columns - (with_bias ? 1 : 0);
   if (X.cols() != num_features)
     throw std::invalid_argument(
         "feature_matrix has another number of columns than the fit");
   dense_matrix normalized(X.rows(), num_columns);
   const matrix_view columns = normalized;
-  for (index_t j = 0; j < num_features; ++j)
+  for (index_t j = 0; j < num_features; ++j) {
+    check(interrupt);
     normalize(X.column(j), feature_means[j], feature_scales[j], columns.column(j));
+  }
   if (with_bias) {
     const vector_view bias = columns.column(num_features);
     std::fill(bias.begin(), bias.end(), 1.0 / feature_scales[num_features]);

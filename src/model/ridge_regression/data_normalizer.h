@@ -8,6 +8,7 @@
 // column, the constant 1 / sqrt(n): its mean is 0 and its scale sqrt(n).
 #pragma once
 
+#include "common/interruption.h"
 #include "n_array/n_array.h"
 
 namespace corvane::model {
@@ -36,12 +37,14 @@ struct data_normalizer {
   // Throws std::invalid_argument, with a text that names the trouble, when X (n by m) or
   // y (n) is empty, their lengths differ, a value is not finite, or the squares of a column
   // have no finite sum: no fit could make sense of such data.
+  // `interrupt`, not owned, is asked between columns, here and below.
   data_normalizer(const data_normalizer_options& options, const_vector_view y,
-                  const_matrix_view X);
+                  const_matrix_view X, interruption* interrupt = nullptr);
 
   // n by p, with the bias column last where there is one. X may hold other rows than those
   // that were measured; throws std::invalid_argument when its columns are not as many.
-  dense_matrix normalized_features(const_matrix_view X) const;
+  dense_matrix normalized_features(const_matrix_view X,
+                                   interruption* interrupt = nullptr) const;
   dense_vector normalized_target(const_vector_view y) const;
 };
 

@@ -34,9 +34,10 @@ double mean_within(const_vector_view y) {
 
 }  // namespace
 
-projected_targets::projected_targets(const_vector_view y, dense_matrix&& ones_and_basis)
+projected_targets::projected_targets(const_vector_view y, dense_matrix&& ones_and_basis,
+                                     interruption* interrupt)
     : basis_sums_{sum_basis(ones_and_basis)},
       mean_{mean_within(y)},
-      cells_{deviations(y, mean_), std::move(ones_and_basis)} {}
+      cells_{deviations(y, mean_), std::move(ones_and_basis), interrupt} {}
 
 }  // namespace corvane::model

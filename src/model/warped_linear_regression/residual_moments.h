@@ -16,7 +16,8 @@ class projected_targets {
  public:
   projected_targets() = default;
   // Takes y (n entries) and [1 Q], Q n by p; both are finite.
-  projected_targets(const_vector_view y, dense_matrix&& ones_and_basis);
+  projected_targets(const_vector_view y, dense_matrix&& ones_and_basis,
+                    interruption* interrupt = nullptr);
 
   const target_cells& cells() const { return cells_; }  // y - mean, with the rows (1, q_i)
   index_t num_targets() const { return cells_.y().size(); }

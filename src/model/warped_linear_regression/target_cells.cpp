@@ -91,13 +91,14 @@ class target_cells::node_sums {
   matrix_view sums_;
 };
 
-target_cells::target_cells(const_vector_view y, dense_matrix&& rows)
+target_cells::target_cells(const_vector_view y, dense_matrix&& rows,
+                           interruption* interrupt)
     : y_(y.size()), rows_{std::move(rows)}, num_leaves_{count_leaves(y.size())} {
-  sort(y);
-  if (has_cells()) build_cells();
+  sort(y, interrupt);
+  if (has_cells()) build_cells(interrupt);
 }
 
-void target_cells::sort(const_vector_view y) {
+void target_cells::sort(const_vector_view y, interruption* interrupt) {
   using numbered_target = std::pair<double, index_t>;
   scoped_allocator scope;
   auto* const targets = scope.take<numbered_target>(y.size());
@@ -110,6 +111,7 @@ void target_cells::sort(const_vector_view y) {
   }
   const vector_view sorted = scope.vector(y.size());
   for (index_t j = 0; j < rows_.cols(); ++j) {
+    check(interrupt);
     const vector_view column = rows_.view().column(j);
     for (index_t i = 0; i < y.size(); ++i) sorted[i] = column[places[i]];
     std::copy(sorted.begin(), sorted.end(), column.begin());
@@ -125,7 +127,7 @@ double target_cells::node(index_t c, index_t j) const {
 }
 
 // The leaves from their targets, the others from their halves.
-void target_cells::build_cells() {
+void target_cells::build_cells(interruption* interrupt) {
   const index_t num_cells = 2 * num_leaves_;
   lower_ = dense_vector(num_cells);
   upper_ = dense_vector(num_cells);
@@ -137,6 +139,7 @@ void target_cells::build_cells() {
   scoped_allocator scope;
   const vector_view nodes = scope.vector(num_nodes);
   for (index_t c = num_cells - 1; c >= root; --c) {
+    check(interrupt);
     spread& of_cell = spreads[static_cast<std::size_t>(c)];
     if (is_leaf(c)) {
       const index_t first = first_target(c);

@@ -14,6 +14,7 @@
 
 #include <vector>
 
+#include "common/interruption.h"
 #include "common/matrix_block.h"
 #include "model/warped_linear_regression/chebyshev_basis.h"
 #include "n_array/n_array.h"
@@ -27,7 +28,8 @@ class target_cells {
 
   target_cells() = default;
   // Row i of `rows` belongs to y_i; all are finite.
-  target_cells(const_vector_view y, dense_matrix&& rows);
+  // `interrupt`, not owned, is asked between columns and between cells.
+  target_cells(const_vector_view y, dense_matrix&& rows, interruption* interrupt = nullptr);
 
   const_vector_view y() const { return y_; }         // ascending
   const_matrix_block rows() const { return rows_; }  // in the same order
@@ -61,8 +63,8 @@ class target_cells {
 
   index_t block_size() const { return num_nodes * rows_.cols(); }
   double middle(index_t c) const;
-  void sort(const_vector_view y);
-  void build_cells();
+  void sort(const_vector_view y, interruption* interrupt);
+  void build_cells(interruption* interrupt);
 
   dense_vector y_;
   dense_matrix rows_;

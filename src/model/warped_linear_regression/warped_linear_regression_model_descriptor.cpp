@@ -83,6 +83,7 @@ warped_linear_regression_model_descriptor::warped_linear_regression_model_descri
       rescale_target_{options.rescale_target},
       rescale_features_{options.rescale_features},
       num_restarts_{options.num_restarts},
+      interrupt_{options.interrupt},
       optimizer_{std::move(options.optimizer)},
       initializer_{std::move(options.initializer)},
       warper_{std::move(options.warper)} {
@@ -100,8 +101,8 @@ auto warped_linear_regression_model_descriptor::normalize(const_vector_view y,
                                         .with_bias = with_bias_,
                                         .rescale_target = rescale_target_,
                                         .rescale_features = rescale_features_};
-  data_normalizer normalizer{options, y, X};
-  dense_matrix design = normalizer.normalized_features(X);
+  data_normalizer normalizer{options, y, X, interrupt_};
+  dense_matrix design = normalizer.normalized_features(X, interrupt_);
   dense_vector target = normalizer.normalized_target(y);
   return {std::move(normalizer), std::move(design), std::move(target)};
 }
@@ -109,7 +110,7 @@ auto warped_linear_regression_model_descriptor::normalize(const_vector_view y,
 std::unique_ptr<objective> warped_linear_regression_model_descriptor::build_objective(
     normalized_data&& data, std::int64_t num_restarts) const {
   return std::make_unique<objective>(warper_, std::move(data.design),
-                                     std::move(data.target), num_restarts);
+                                     std::move(data.target), num_restarts, interrupt_);
 }
 
 std::unique_ptr<objective> warped_linear_regression_model_descriptor::make_objective(

@@ -12,6 +12,7 @@
 #include <memory>
 
 #include "common/blas_arguments.h"
+#include "common/interruption.h"
 #include "common/matrix_block.h"
 #include "model/warped_linear_regression/target_warper_descriptor.h"
 #include "model/warped_linear_regression/warped_fit.h"
@@ -31,6 +32,7 @@ struct warped_linear_regression_model_options {
   std::unique_ptr<trust_region_optimizer> optimizer;  // null means one with 1e-4 and 1e-3
   std::function<void(vector_view)> initializer;      // empty means uniform draws on [-1, 1)
   std::unique_ptr<target_warper_descriptor> warper;  // the family; never null
+  interruption* interrupt = nullptr;  // not owned; asked while the data are prepared
 };
 
 class warped_linear_regression_model_descriptor {
@@ -82,6 +84,7 @@ class warped_linear_regression_model_descriptor {
   bool rescale_target_;
   bool rescale_features_;
   std::int64_t num_restarts_;
+  interruption* interrupt_;
   std::unique_ptr<trust_region_optimizer> optimizer_;
   std::function<void(vector_view)> initializer_;
   std::shared_ptr<const target_warper_descriptor> warper_;

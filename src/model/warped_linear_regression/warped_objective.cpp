@@ -32,7 +32,7 @@ bool same_point(const_vector_view a, const_vector_view b) {
 
 objective::objective(std::shared_ptr<const target_warper_descriptor> descriptor,
                      dense_matrix&& design, dense_vector&& target,
-                     std::int64_t num_restarts)
+                     std::int64_t num_restarts, interruption* interrupt)
     : remaining_restarts_{num_restarts},
       descriptor_{std::move(descriptor)},
       design_{std::move(design)},
@@ -47,12 +47,14 @@ objective::objective(std::shared_ptr<const target_warper_descriptor> descriptor,
   if (design_.cols() >= design_.rows())
     throw std::invalid_argument(
         "number of features must be less than the number of data points");
-  factor_design();
+  factor_design(interrupt);
   check_rank();
-  project_targets();
+  project_targets(interrupt);
 }
 
-void objective::factor_design() { geqrf(design_, reflectors_); }
+void objective::factor_design(interruption* interrupt) {
+  factor(design_, reflectors_, interrupt);
+}
 
 // A column counts as dependent when its part outside the earlier ones is within 2^-52 of
 // the largest such part, or is no more than the rounding that the reflectors leave of a
@@ -73,16 +75,19 @@ void objective::check_rank() const {
 
 // The columns of Q that span X, once and for all: with their rows at hand, one pass over
 // the targets projects what it has just evaluated.
-void objective::project_targets() {
+void objective::project_targets(interruption* interrupt) {
   const index_t p = design_.cols();
   dense_matrix ones_and_basis(design_.rows(), 1 + p);
   const matrix_block ones = matrix_block{ones_and_basis}.part_columns(0, 1);
   const matrix_block basis = matrix_block{ones_and_basis}.part_columns(1, p);
   fill(ones, 1.0);
-  fill(basis, 0.0);
-  for (index_t j = 0; j < p; ++j) basis(j, j) = 1.0;
-  apply(qr_, plain, basis);
-  projected_ = projected_targets{target_, std::move(ones_and_basis)};
+  for (index_t j = 0; j < p; ++j) {
+    check(interrupt);
+    fill(basis.part_columns(j, 1), 0.0);
+    basis(j, j) = 1.0;
+  }
+  apply(qr_, plain, basis, interrupt);
+  projected_ = projected_targets{target_, std::move(ones_and_basis), interrupt};
 }
 
 // The optimizer asks for the derivatives where it has last asked for the value, and both

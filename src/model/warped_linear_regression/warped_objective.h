@@ -15,6 +15,7 @@
 #include <memory>
 #include <random>
 
+#include "common/interruption.h"
 #include "common/matrix_block.h"
 #include "common/qr_factorization.h"
 #include "model/warped_linear_regression/target_warper_descriptor.h"
@@ -26,9 +27,11 @@ namespace corvane::model::warped_linear_regression_detail {
 class objective final : public second_order_objective {
  public:
   // `design` is n by p with p < n; both are normalized. Throws std::invalid_argument on
-  // shapes that do not fit, and std::runtime_error on dependent columns.
+  // shapes that do not fit, and std::runtime_error on dependent columns. `interrupt`, not
+  // owned, is asked while the columns are factored.
   objective(std::shared_ptr<const target_warper_descriptor> descriptor,
-            dense_matrix&& design, dense_vector&& target, std::int64_t num_restarts);
+            dense_matrix&& design, dense_vector&& target, std::int64_t num_restarts,
+            interruption* interrupt = nullptr);
 
   index_t num_parameters() const { return descriptor_->num_parameters(); }
   std::int64_t remaining_restarts() const { return remaining_restarts_; }
@@ -49,9 +52,9 @@ class objective final : public second_order_objective {
                           const_symmetric_view hessian) override;
 
  private:
-  void factor_design();
+  void factor_design(interruption* interrupt);
   void check_rank() const;
-  void project_targets();
+  void project_targets(interruption* interrupt);
 
   void evaluate(const_vector_view x);
   bool write_value(const_vector_view x, double& value) const;

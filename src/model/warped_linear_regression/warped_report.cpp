@@ -84,6 +84,7 @@ counted_columns find_varying_columns(const_matrix_view X,
   counted_columns data{X.cols(), X, {}, {}, {}};
   bool is_changed = false;
   for (index_t j = 0; j < X.cols(); ++j) {
+    check(options.observer);
     const std::optional<int> exponent = examine_column(X.column(j), options);
     is_changed = is_changed || exponent != 0;
     if (!exponent) continue;
@@ -152,6 +153,7 @@ warped_linear_regression_model_descriptor make_descriptor(
   model.center_target = model.center_features = options.fit_intercept;
   model.rescale_target = model.rescale_features = options.normalize;
   model.num_restarts = num_restarts;
+  model.interrupt = options.observer;
   model.warper = make_tanh_target_warper_descriptor(options.num_steps);
   model.optimizer = make_trust_region_optimizer({.tolerance = options.tolerance,
                                                  .tolerance2 = options.tolerance,

@@ -4,6 +4,7 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <cmath>
 #include <csignal>
 #include <vector>
 
@@ -126,6 +127,60 @@ TEST(qr_factorization, apply_and_solve_reach_the_least_squares_solution) {
       along += made.a(i, j) * residual[static_cast<std::size_t>(i)];
     EXPECT_NEAR(along, 0.0, 1e-13);
   }
+}
+
+// Ends a computation when it is asked for the last time.
+class counted_interruption final : public interruption {
+ public:
+  struct ended {};
+  explicit counted_interruption(int most) : most_{most} {}
+  void check() override {
+    if (++count_ == most_) throw ended{};
+  }
+  int count() const { return count_; }
+
+ private:
+  int most_;
+  int count_ = 0;
+};
+
+double largest_difference(const padded& a, const padded& b) {
+  double largest = 0.0;
+  for (int j = 0; j < a.cols; ++j)
+    for (int i = 0; i < a.rows; ++i)
+      largest = std::max(largest, std::abs(a(i, j) - b(i, j)));
+  return largest;
+}
+
+// So much work that it is done in pieces.
+TEST(qr_factorization, an_interruptible_factorization_is_the_same_and_ends_when_told_to) {
+  constexpr int rows = 3000;
+  constexpr int columns = 430;
+  const padded a = random_matrix<double>(rows, columns, 10);
+  std::vector<double> tau(columns), other_tau(columns);
+  padded whole = a;
+  geqrf(block(whole), {tau.data(), columns});
+  padded pieces = a;
+  counted_interruption never{-1};
+  factor(block(pieces), {other_tau.data(), columns}, &never);
+  EXPECT_GT(never.count(), columns / 20);
+  EXPECT_LT(largest_difference(whole, pieces), 1e-11);
+
+  const qr_factorization qr{0, 0, block(pieces), other_tau.data()};
+  const padded c = random_matrix<double>(rows, columns, 11);
+  for (const auto op : {plain, transposed}) {
+    padded expected = c;
+    padded found = c;
+    counted_interruption asked{-1};
+    apply(qr, op, block(expected));
+    apply(qr, op, block(found), &asked);
+    EXPECT_GT(asked.count(), columns / 20);
+    EXPECT_LT(largest_difference(expected, found), 1e-12);
+  }
+
+  counted_interruption soon{3};
+  EXPECT_THROW(factor(block(pieces), {other_tau.data(), columns}, &soon),
+               counted_interruption::ended);
 }
 
 TEST(qr_factorization, solve_leaves_the_rows_below_r_as_they_are) {
