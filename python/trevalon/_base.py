@@ -130,6 +130,12 @@ class SelfTunedModel(DocumentationLinkMixin, CallbackSupportMixin, BaseEstimator
         """Rows to predict for, as a float64 array."""
         return np.asarray(validate_data(self, X, reset=False, dtype=np.float64))
 
+    def _predict_linear(
+        self, X: MatrixLike, coef: FloatArray, intercept: float
+    ) -> FloatArray:
+        # What was loaded from a file may be of a subclass.
+        return _core.predict_linear(self._validate_rows(X), np.asarray(coef), intercept)
+
     def _column_names(self) -> list[str] | None:
         names = getattr(self, "feature_names_in_", None)
         return None if names is None else list(names)

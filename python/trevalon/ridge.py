@@ -246,7 +246,7 @@ class RidgeRegression(RegressorMixin, SelfTunedModel):
 
     def _start(self, codes: IntArray) -> FloatArray | None:
         if self.warm_start and len(getattr(self, "alpha_", ())) == len(codes):
-            return self.alpha_
+            return np.asarray(self.alpha_)
         if self.init is None:
             return None
         groups = int(codes.max()) + 1
@@ -329,7 +329,7 @@ class RidgeRegression(RegressorMixin, SelfTunedModel):
             ``X @ coef_ + intercept_``, in units of the target.
         """
         check_is_fitted(self)
-        return _core.predict_linear(self._validate_rows(X), self.coef_, self.intercept_)
+        return self._predict_linear(X, self.coef_, self.intercept_)
 
     def _explain(self, reason: str, X: FloatArray, y: FloatArray) -> str:
         few_rows = X.shape[0] <= X.shape[1] + int(self.fit_intercept)

@@ -1,8 +1,6 @@
 // SPDX-License-Identifier: BSD-3-Clause
 #include "model/linear_linked_regression/detail/pairwise_forms.h"
 
-#include <limits>
-
 #include "common/linear_algebra.h"
 
 namespace corvane::model::linear_linked_regression_detail {
@@ -29,11 +27,11 @@ void fill_diagonal_parts(const penalty_derivatives& penalty, const_matrix_view d
   }
 }
 
-// H^-1, both triangles; NaN where it is not there, which the caller scans for
+// H^-1, both triangles. A factor has no zero on its diagonal.
 matrix_view invert(scoped_allocator& scratch, const_matrix_block factor) {
   const matrix_view inverse = scratch.matrix(factor.rows(), factor.cols());
   copy(factor, inverse);
-  if (potri(inverse) != 0) fill_lower(inverse, std::numeric_limits<double>::quiet_NaN());
+  potri(inverse);
   mirror_lower(inverse);
   return inverse;
 }

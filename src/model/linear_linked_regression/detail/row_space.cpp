@@ -2,22 +2,12 @@
 #include "model/linear_linked_regression/detail/row_space.h"
 
 #include <algorithm>
-#include <new>
 #include <utility>
 
 #include "common/linear_algebra.h"
 #include "model/linear_linked_regression/ridge_regularizer.h"
 
 namespace corvane::model::linear_linked_regression_detail {
-
-namespace {
-
-// A factorization by reflectors fails for want of memory alone.
-void require_success(int status) {
-  if (status != 0) throw std::bad_alloc{};
-}
-
-}  // namespace
 
 std::optional<row_space> row_space::find(const_matrix_view X, const regularizer& penalty) {
   const variable_mapping& mapping = penalty.mapping();
@@ -58,7 +48,7 @@ void row_space::append(const_matrix_view X, const std::vector<index_t>& columns,
     for (index_t i = 0; i < n; ++i)
       for (index_t k = 0; k < count; ++k)
         next.factor(k, i) = X(i, columns[static_cast<std::size_t>(k)]);
-    require_success(geqrf(next.factor, next.tau));
+    geqrf(next.factor, next.tau);
   }
   num_reduced_ += next.tau.size() > 0 ? n : count;
   parts_.push_back(std::move(next));
@@ -89,8 +79,7 @@ dense_vector row_space::expand(const_vector_view u) const {
     std::fill(part_weights.begin(), part_weights.end(), 0.0);
     std::copy_n(u.begin() + from.first, reduced, part_weights.begin());
     if (from.tau.size() > 0)
-      require_success(
-          ormqr(plain, from.factor, from.tau, {part_weights.data(), count, 1, count}));
+      ormqr(plain, from.factor, from.tau, {part_weights.data(), count, 1, count});
     for (index_t k = 0; k < count; ++k)
       w[from.columns[static_cast<std::size_t>(k)]] = part_weights[k];
   }
