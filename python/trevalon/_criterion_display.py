@@ -18,7 +18,7 @@ import numpy.typing as npt
 from sklearn.utils.validation import check_is_fitted
 
 from trevalon._penalty_strengths import KINDS
-from trevalon._plotting import axes_for
+from trevalon._plotting import axes_for, even_colors
 from trevalon._types import FloatArray, MatrixLike, VectorLike
 from trevalon.logistic import LogisticRegression
 from trevalon.ridge import RidgeRegression
@@ -193,7 +193,10 @@ class CriterionDisplay:
         self._draw_point(self.chosen[0], self.chosen_value)
 
     def _draw_contour(self, style: dict[str, Any]) -> None:
-        style = {"levels": _levels(self.values), "cmap": "viridis", "linewidths": 1} | style
+        if "levels" not in style:
+            levels = _levels(self.values)
+            style = {"levels": levels, "norm": even_colors(levels)} | style
+        style = {"linewidths": 1} | style
         # Values are indexed by the first strength, which is the horizontal one, first.
         self.contour_ = self.ax_.contour(*self.strengths, self.values.T, **style)
         self.ax_.set_yscale("log")
