@@ -5,6 +5,7 @@ Each `fit` minimizes a cross-validation score, or a likelihood, over the hyperpa
 with a second-order optimizer and exact derivatives; no grid is searched.
 """
 
+from trevalon._criterion_display import CriterionDisplay
 from trevalon._interval_display import PredictionIntervalDisplay
 from trevalon._ridge_display import RidgePenaltyDisplay
 from trevalon._target_warper import TargetWarper
@@ -15,6 +16,7 @@ from trevalon.ridge import RidgeRegression
 from trevalon.warped import WarpedLinearRegression
 
 __all__ = [
+    "CriterionDisplay",
     "LogisticRegression",
     "PredictionIntervalDisplay",
     "RidgePenaltyDisplay",

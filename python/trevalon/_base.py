@@ -19,6 +19,7 @@ from sklearn.utils.validation import check_X_y, validate_data
 
 from trevalon import _core
 from trevalon._columns import center_columns
+from trevalon._documentation_link import DocumentationLinkMixin
 from trevalon._parameters import (
     check_count,
     check_flag,
@@ -88,7 +89,7 @@ def fitting(fit: _Fit) -> _Fit:
     return cast(_Fit, guarded)
 
 
-class SelfTunedModel(CallbackSupportMixin, BaseEstimator):
+class SelfTunedModel(DocumentationLinkMixin, CallbackSupportMixin, BaseEstimator):
     """Base of the estimators. Subclasses have the parameters below, among others."""
 
     fit_intercept: bool

@@ -5,8 +5,11 @@ from __future__ import annotations
 
 from typing import TYPE_CHECKING
 
+from trevalon._types import FloatArray
+
 if TYPE_CHECKING:
     from matplotlib.axes import Axes
+    from matplotlib.colors import BoundaryNorm
 
 
 def axes_for(display: object, ax: Axes | None) -> Axes:
@@ -19,3 +22,10 @@ def axes_for(display: object, ax: Axes | None) -> Axes:
             "`pip install trevalon[plot]`"
         ) from error
     return plt.subplots()[1] if ax is None else ax
+
+
+def even_colors(levels: FloatArray) -> BoundaryNorm:
+    """Colors of ascending levels at even distances, however close the levels are."""
+    from matplotlib.colors import BoundaryNorm
+
+    return BoundaryNorm(levels.tolist(), ncolors=256)
