@@ -47,9 +47,22 @@ def run_worker(first, stop, arguments):
     """The records of a range of seeds; after a fit beyond the limit it goes on behind it."""
     with tempfile.NamedTemporaryFile(suffix=".jsonl") as log:
         while first < stop:
+            command = [
+                sys.executable,
+                __file__,
+                "--worker",
+                f"{first}",
+                f"{stop}",
+                log.name,
+            ]
+            command += [
+                "--largest",
+                str(arguments.largest),
+                "--limit",
+                str(arguments.limit),
+            ]
             child = subprocess.run(
-                [sys.executable, __file__, "--worker", str(first), str(stop), log.name]
-                + ["--largest", str(arguments.largest), "--limit", str(arguments.limit)],
+                command,
                 stderr=subprocess.DEVNULL,
                 check=False,
             )

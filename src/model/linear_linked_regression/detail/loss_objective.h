@@ -44,7 +44,7 @@ class loss_objective final : public optimization_objective_helper {
   // will not end in a lifetime: a huge theta with groups of very different strengths makes
   // steps too short to arrive. From there on the objective is undefined, which ends the
   // run.
-  static constexpr int iteration_limit = 100;
+  static constexpr int iteration_limit = 200;
   bool is_exhausted() const { return num_iterations_ > iteration_limit; }
 
   bool compute_value(const_vector_view w, double& value) override;

@@ -113,10 +113,10 @@ TEST_P(slow_fits, end_within_their_budget) {
 }
 
 INSTANTIATE_TEST_SUITE_P(each, slow_fits,
-                         ::testing::Values(slow_fit{"one_of_a_class", 200000},
+                         ::testing::Values(slow_fit{"one_of_a_class", 400000},
                                            slow_fit{"huge_units", 3000},
                                            slow_fit{"four_rows", 10000},
-                                           slow_fit{"many_groups", 10000}),
+                                           slow_fit{"many_groups", 20000}),
                          [](const auto& instance) { return instance.param.name; });
 
 fit_problem draw_problem(penalty_kind kind, unsigned seed) {
