@@ -33,7 +33,7 @@ from trevalon._progress import (
     observed_fit,
     with_callbacks,
 )
-from trevalon._types import FloatArray, Init, MatrixLike, VectorLike
+from trevalon._types import FloatArray, MatrixLike, VectorLike
 from trevalon._versions import __version__
 
 _Fit = TypeVar("_Fit", bound=Callable[..., Any])
@@ -129,6 +129,12 @@ class SelfTunedModel(CallbackSupportMixin, BaseEstimator):
         """Rows to predict for, as a float64 array."""
         return np.asarray(validate_data(self, X, reset=False, dtype=np.float64))
 
+    def _predict_linear(
+        self, X: MatrixLike, coef: FloatArray, intercept: float
+    ) -> FloatArray:
+        # What was loaded from a file may be of a subclass.
+        return _core.predict_linear(self._validate_rows(X), np.asarray(coef), intercept)
+
     def _column_names(self) -> list[str] | None:
         names = getattr(self, "feature_names_in_", None)
         return None if names is None else list(names)
@@ -197,7 +203,7 @@ class SelfTunedModel(CallbackSupportMixin, BaseEstimator):
 
     # Below: for the estimators that still stand on trevalon_impl; goes with the last one.
 
-    init: Init
+    init: Any
 
     def _shared_options(self) -> dict[str, Any]:
         """The checked parameters as the factories of the extension module take them."""
@@ -229,8 +235,8 @@ class SelfTunedModel(CallbackSupportMixin, BaseEstimator):
                 f"{type(self).__name__} stopped before its tolerance was met. "
                 f"{self._advice()}",
                 ConvergenceWarning,
-                # Past `fit` and its guard.
-                stacklevel=4,
+                # Past `fit`, its guard and the manager of callbacks.
+                stacklevel=5 if HAS_CALLBACKS else 4,
             )
 
     def _advice(self) -> str:

@@ -52,6 +52,7 @@ def ridge_criterion(
     criterion: str,
     groups: npt.NDArray[np.int64] | None,
     fit_intercept: bool,
+    normalize: bool,
     alpha: _Array,
 ) -> dict[str, Any]: ...
 def predict_linear(X: _Array, coef: _Array, intercept: float) -> _Array: ...

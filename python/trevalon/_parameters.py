@@ -75,6 +75,9 @@ def spread_strengths(
         each column, which is meant where there are as many columns as groups.
     codes : (p,), the group of each column; what a column of code -1 gets has no meaning.
     """
+    if isinstance(value, str | bytes | dict | set):
+        wanted = "None, a number, an array-like of numbers or a callable"
+        raise _refuse(owner, name, wanted, value)
     try:
         numbers = np.asarray(value, dtype=np.float64)
     except (TypeError, ValueError) as error:

@@ -20,7 +20,7 @@ IntArray: TypeAlias = npt.NDArray[np.int64]
 Init: TypeAlias = float | Sequence[float] | FloatArray | Callable[[int], VectorLike] | None
 
 # One strength for all columns, one for each group, or one for each column.
-Strengths: TypeAlias = float | Sequence[float] | FloatArray
+Strengths: TypeAlias = npt.ArrayLike
 
 # Where a search starts; a function gets the number of groups.
 StartStrengths: TypeAlias = Strengths | Callable[[int], Strengths] | None

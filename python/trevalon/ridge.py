@@ -42,7 +42,8 @@ class RidgeRegression(RegressorMixin, SelfTunedModel):
     ----------
     criterion : {"gcv", "loo", "range_risk"}, default="gcv"
         ``"loo"`` is the sum of squared leave-one-out residuals [1]_; ``"gcv"`` is the same
-        in rotated coordinates, in which every observation has the same weight [2]_;
+        in rotated coordinates, in which with one strength for normalized columns every
+        observation has the same weight [2]_;
         ``"range_risk"`` is the residual sum of squares plus twice the noise variance times
         the effective degrees of freedom [3]_. It needs independent columns, fewer of them
         than rows.
@@ -245,10 +246,11 @@ class RidgeRegression(RegressorMixin, SelfTunedModel):
 
     def _start(self, codes: IntArray) -> FloatArray | None:
         if self.warm_start and len(getattr(self, "alpha_", ())) == len(codes):
-            return self.alpha_
+            return np.asarray(self.alpha_)
         if self.init is None:
             return None
-        value = self.init(int(codes.max()) + 1) if callable(self.init) else self.init
+        groups = int(codes.max()) + 1
+        value = self.init(groups) if callable(self.init) else self.init
         return spread_strengths(self, "init", value, codes, allow_zero=False)
 
     def _given(self, codes: IntArray) -> FloatArray | None:
@@ -261,9 +263,9 @@ class RidgeRegression(RegressorMixin, SelfTunedModel):
     ) -> tuple[float, float | FloatArray]:
         """The criterion at given strengths, and its gradient.
 
-        The parameters ``criterion``, ``groups`` and ``fit_intercept`` count. The estimator
-        need not be fitted, unless ``groups`` is a number: then the groups are those of the
-        fit.
+        The parameters ``criterion``, ``groups``, ``fit_intercept`` and ``normalize`` count.
+        The estimator need not be fitted, unless ``groups`` is a number: then the groups are
+        those of the fit.
 
         Parameters
         ----------
@@ -284,6 +286,7 @@ class RidgeRegression(RegressorMixin, SelfTunedModel):
         """
         criterion = check_choice(self, "criterion", _CRITERIA)
         fit_intercept = check_flag(self, "fit_intercept")
+        normalize = check_flag(self, "normalize")
         unfitted = clone(self)
         rows, target = unfitted._validate_regression(X, y)
         codes = self._known_codes(rows, target, unfitted._column_names())
@@ -296,6 +299,7 @@ class RidgeRegression(RegressorMixin, SelfTunedModel):
             target,
             criterion=criterion,
             fit_intercept=fit_intercept,
+            normalize=normalize,
             groups=together,
             alpha=strengths,
         )
@@ -325,7 +329,7 @@ class RidgeRegression(RegressorMixin, SelfTunedModel):
             ``X @ coef_ + intercept_``, in units of the target.
         """
         check_is_fitted(self)
-        return _core.predict_linear(self._validate_rows(X), self.coef_, self.intercept_)
+        return self._predict_linear(X, self.coef_, self.intercept_)
 
     def _explain(self, reason: str, X: FloatArray, y: FloatArray) -> str:
         few_rows = X.shape[0] <= X.shape[1] + int(self.fit_intercept)

@@ -75,6 +75,7 @@ def test_every_form_of_init_starts_the_same_search(data, kind):
         return np.full(count, 0.7)
 
     expected = fit(kind, data, init=start)
+    assert expected.converged_
     count = 3 if kind is WarpedLinearRegression else 1
     assert counts == [count]
     for init in (0.7, [0.7] * count, np.full(count, 0.7)):
@@ -83,8 +84,12 @@ def test_every_form_of_init_starts_the_same_search(data, kind):
 
 @pytest.mark.parametrize("kind", REGRESSORS)
 def test_an_init_of_the_wrong_length_says_how_many_there_are(data, kind):
-    count = 3 if kind is WarpedLinearRegression else 1
-    with pytest.raises(ValueError, match=f"this fit has {count} hyperparameters"):
+    has = {
+        RidgeRegression: "1 groups of 4 columns",
+        LogisticRegression: "1 hyperparameters",
+        WarpedLinearRegression: "3 hyperparameters",
+    }[kind]
+    with pytest.raises(ValueError, match=f"this fit has {has}"):
         fit(kind, data, init=[0.5] * 7)
 
 
@@ -99,7 +104,7 @@ def test_an_error_of_an_init_passes_unchanged(data, kind):
 
 @pytest.mark.parametrize("kind", REGRESSORS)
 def test_a_fit_that_does_not_end_warns_and_says_what_to_try(data, kind):
-    with pytest.warns(ConvergenceWarning, match=r"Try .*init.*a larger tol") as caught:
+    with pytest.warns(ConvergenceWarning, match="before its tolerance was met") as caught:
         model = fit(kind, data, tol=1e-300)
     assert not model.converged_
     # The warning points at the call of fit, not into the package.
@@ -119,8 +124,7 @@ def test_an_unfitted_estimator_says_so(data, kind):
     for name in names:
         with pytest.raises(NotFittedError, match="is not fitted yet"):
             getattr(kind(), name)(data[0])
-    for name in {"leverage_", "loo_residuals_", "effective_dof_"} & set(dir(kind)):
-        assert not hasattr(kind(), name)
+    assert not hasattr(kind(), "effective_dof_")
 
 
 @pytest.mark.parametrize("kind", ESTIMATORS)
@@ -153,8 +157,11 @@ def test_what_is_refused_does_not_reach_the_extension_module(
     which, value, text = bad
     X, y = layout(data[0].copy()), data[1].astype(float)
     {"X": X[:, 2], "y": y}[which][5] = value
-    factory = f"{kind.__name__}Model"
-    monkeypatch.setattr(f"{kind.__module__}.{factory}", lambda **_: Untouchable())
+    if kind is RidgeRegression:
+        monkeypatch.setattr("trevalon._core.fit_ridge", Untouchable().fit)
+    else:
+        factory = f"{kind.__module__}.{kind.__name__}Model"
+        monkeypatch.setattr(factory, lambda **_: Untouchable())
     with pytest.raises(ValueError, match=text):
         fit(kind, (X, y))
 
@@ -162,7 +169,7 @@ def test_what_is_refused_does_not_reach_the_extension_module(
 class Untouchable:
     """In the place of a model of the extension module."""
 
-    def fit(self, X, y):
+    def fit(self, X, y, **_):
         pytest.fail("the data reached the extension module")
 
 

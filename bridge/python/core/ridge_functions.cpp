@@ -126,12 +126,14 @@ python_object cluster_ridge_columns(PyObject* arguments, PyObject* keywords) {
 }
 
 python_object evaluate_ridge_criterion(PyObject* arguments, PyObject* keywords) {
-  constexpr std::array names{"X", "y", "criterion", "groups", "fit_intercept", "alpha"};
+  constexpr std::array names{"X",         "y",    "criterion", "groups", "fit_intercept",
+                             "normalize", "alpha"};
   PyObject *X = nullptr, *y = nullptr, *groups = nullptr, *alpha = nullptr;
   const char* criterion = nullptr;
   int fit_intercept = 0;
-  if (!try_parse_arguments(arguments, keywords, "OO$sOpO:ridge_criterion", names, &X, &y,
-                           &criterion, &groups, &fit_intercept, &alpha))
+  int normalize = 0;
+  if (!try_parse_arguments(arguments, keywords, "OO$sOppO:ridge_criterion", names, &X, &y,
+                           &criterion, &groups, &fit_intercept, &normalize, &alpha))
     throw python_error{};
   const array_argument design{"X", X, 2};
   const array_argument target{"y", y, 1};
@@ -140,6 +142,7 @@ python_object evaluate_ridge_criterion(PyObject* arguments, PyObject* keywords) 
   request.criterion = read_criterion(criterion);
   request.groups = read_groups(groups, design);
   request.fit_intercept = fit_intercept != 0;
+  request.normalize = normalize != 0;
   const dense_vector strengths = array_argument{"alpha", alpha, 1}.vector();
   if (strengths.size() != design.columns())
     raise_error(PyExc_ValueError, "alpha has not one entry for each column");

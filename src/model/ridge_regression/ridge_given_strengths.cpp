@@ -104,14 +104,32 @@ double sum_of_squares(const_vector_view values) {
   return sum.total();
 }
 
-// The criterion by its definition, normalized units.
-double criterion_of(ridge_objective_mode mode, const solution& at) {
+bool are_equal(const_vector_view t) {
+  const auto [least, most] = std::minmax_element(t.begin(), t.end());
+  return *most - *least <= 1e-12 * *most;
+}
+
+// The gcv with several penalties: leave-one-out residuals in rotated coordinates, which
+// depend on how columns are normalized.
+double rotated_criterion(const prepared_data& data, dense_vector t) {
+  // Continuous at 0, where the score is not defined.
+  for (double& root : t) root = std::max(root, 1e-8);
+  double value = 0.0;
+  const auto score = make_score(ridge_objective_mode::gcv, data.normalizer, data.y, data.X);
+  if (!score->compute_value(t, value)) throw optimizer_undefined_error{};
+  return value;
+}
+
+// By the definition, normalized units.
+double criterion_of(ridge_objective_mode mode, const prepared_data& data,
+                    const dense_vector& t, const solution& at) {
   const auto& [residuals, slack] = at.rows;
   const auto n = static_cast<double>(residuals.size());
   const double mean_slack = compensated_mean(slack);
   switch (mode) {
     case ridge_objective_mode::gcv:
-      return sum_of_squares(residuals) / mean_slack / mean_slack;
+      return are_equal(t) ? sum_of_squares(residuals) / mean_slack / mean_slack
+                          : rotated_criterion(data, t);
     case ridge_objective_mode::range_risk:
       return sum_of_squares(residuals) + 2.0 * at.noise_variance * n * (1.0 - mean_slack);
     case ridge_objective_mode::loocv:
@@ -143,7 +161,8 @@ double undo_centering(const prepared_data& data, const_vector_view weights,
 ridge_report solve_ridge(dense_matrix&& X, dense_vector&& y, const ridge_request& request,
                          const_vector_view alpha) {
   namespace detail = ridge_regression_detail;
-  const detail::prepared_data data{std::move(X), std::move(y), request.fit_intercept, true};
+  const detail::prepared_data data{std::move(X), std::move(y), request.fit_intercept,
+                                   request.normalize};
   const index_t p = data.X.cols();
   const dense_vector t = detail::normalized_roots(data, alpha);
   const bool is_dual =
@@ -165,7 +184,8 @@ ridge_report solve_ridge(dense_matrix&& X, dense_vector&& y, const ridge_request
         j, found.weights[j] * (normalizer.target_scale / normalizer.feature_scales[j]));
   report.intercept = detail::undo_centering(data, found.weights, normalizer.feature_scales);
   report.alpha = alpha;
-  report.criterion_value = data.criterion(detail::criterion_of(request.criterion, found));
+  report.criterion_value =
+      data.criterion(detail::criterion_of(request.criterion, data, t, found));
   detail::set_influence(found.rows, found.column_dof, data, report);
   detail::require_finite(report);
   return report;
@@ -175,7 +195,8 @@ ridge_criterion_value evaluate_ridge_criterion(dense_matrix&& X, dense_vector&& 
                                                const ridge_request& request,
                                                const_vector_view alpha) {
   namespace detail = ridge_regression_detail;
-  const detail::prepared_data data{std::move(X), std::move(y), request.fit_intercept, true};
+  const detail::prepared_data data{std::move(X), std::move(y), request.fit_intercept,
+                                   request.normalize};
   const index_t p = data.X.cols();
   const index_vector groups =
       request.groups.size() == 0 ? detail::each_alone(p) : request.groups;
@@ -183,9 +204,11 @@ ridge_criterion_value evaluate_ridge_criterion(dense_matrix&& X, dense_vector&& 
   const data_normalizer divided = detail::divide_by_roots(data.normalizer, t);
   const detail::common_penalty_design design{divided, data.y, data.X,
                                              !request.fit_intercept, request.observer};
-  // With one group all roots move together, and are multiples of a common one.
+  // With one group all roots move together, and are multiples of a common one. The gcv has
+  // the short form where they are equal.
   std::unique_ptr<detail::ridge_regression_objective> score;
-  if (detail::count_groups(groups) == 1 && detail::are_divisors(t))
+  if (detail::count_groups(groups) == 1 && detail::are_divisors(t) &&
+      (request.criterion == ridge_objective_mode::loocv || detail::are_equal(t)))
     score =
         detail::make_common_penalty_score(request.criterion, request.fit_intercept, design);
   if (score == nullptr) {
