@@ -24,7 +24,8 @@ struct trust_region_optimizer_options {
   double grow_factor = 2.0;
   bool scale_variables = true;            // rescale by the Hessian's diagonal
   double hessian_floor = double_epsilon;  // smallest diagonal magnitude that counts
-  int max_iterations = 10000;
+  // Fits that meet their tolerance take tens of iterations, and a few hundred at most.
+  int max_iterations = 1000;
   run_observer* observer = nullptr;  // not owned; asked at each trial point
 };
 

@@ -3,6 +3,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <optional>
 #include <stdexcept>
 #include <utility>
 #include <vector>
@@ -11,6 +12,7 @@
 #include "model/linear_linked_regression/detail/aloocv_objective.h"
 #include "model/linear_linked_regression/detail/canonical_problem.h"
 #include "model/linear_linked_regression/detail/hyperparameter_search.h"
+#include "model/linear_linked_regression/detail/row_space.h"
 #include "model/linear_linked_regression/detail/special_case_objective.h"
 #include "model/linear_linked_regression/logistic_log_likelihood_loss_link.h"
 #include "model/linear_linked_regression/ridge_regularizer.h"
@@ -28,6 +30,7 @@ using linear_linked_regression_detail::few_features;
 using linear_linked_regression_detail::make_canonical;
 using linear_linked_regression_detail::optimize_hyperparameters;
 using linear_linked_regression_detail::optimized;
+using linear_linked_regression_detail::row_space;
 using linear_linked_regression_detail::special_case_objective;
 
 std::shared_ptr<trust_region_optimizer> default_optimizer(double tolerance,
@@ -56,17 +59,14 @@ dense_vector start_hyperparameters(const linear_linked_regression_model_options&
   return theta;
 }
 
-// Whose a start value is. One that somebody asked for is taken as it is.
-enum class start_owner { penalty, caller };
-
 // Where the penalty's own start value leaves the score undefined, as a lasso that is too
 // weak to tell two equal columns apart, stronger ones are tried.
-trust_region_result optimize_from(start_owner owner, dense_vector theta,
-                                  trust_region_optimizer& optimizer,
-                                  second_order_objective& objective) {
+trust_region_result optimize_from_penalty(dense_vector theta,
+                                          trust_region_optimizer& optimizer,
+                                          second_order_objective& objective) {
   constexpr int num_doublings =
       24;  // a strength, theta^2, up to 3e14 times that of the start
-  for (int k = owner == start_owner::caller ? num_doublings : 0;; ++k) {
+  for (int k = 0;; ++k) {
     try {
       return optimize(optimizer, objective, theta);
     } catch (const optimizer_undefined_error&) {
@@ -81,6 +81,8 @@ trust_region_result optimize_from(start_owner owner, dense_vector theta,
 optimized settled(aloocv_objective& objective, trust_region_result&& result) {
   double value = 0.0;
   objective.compute_value(result.x, value);
+  if (!result.within_tolerance && objective.is_near_infimum(result.value))
+    result.end = run_end::infimum;
   return {std::move(result), dense_vector{objective.weights()}};
 }
 
@@ -104,7 +106,7 @@ optimized by_way_of(const special_case& part, const_vector_view theta,
   objective.restart();
   special_case_objective alone{objective, theta.size(), part};
   const trust_region_result simpler =
-      optimize_from(start_owner::penalty, std::move(start), optimizer, alone);
+      optimize_from_penalty(std::move(start), optimizer, alone);
   optimized whole =
       settled(objective, optimize(optimizer, objective, alone.expand(simpler.x)));
   mirror_as(theta, whole.result);
@@ -129,10 +131,10 @@ optimized optimize_hyperparameters(const linear_linked_regression_model_options&
                                    aloocv_objective& objective, const regularizer& penalty,
                                    const_vector_view start) {
   trust_region_optimizer& optimizer = *options.outer_optimizer;
-  const start_owner owner =
-      options.initializer ? start_owner::caller : start_owner::penalty;
+  // A start that somebody asked for is taken as it is, and alone.
+  if (options.initializer) return settled(objective, optimize(optimizer, objective, start));
   optimized lowest =
-      settled(objective, optimize_from(owner, dense_vector{start}, optimizer, objective));
+      settled(objective, optimize_from_penalty(dense_vector{start}, optimizer, objective));
   for (const special_case& part : penalty.special_cases()) {
     try {
       optimized other = by_way_of(part, start, optimizer, objective);
@@ -193,12 +195,18 @@ linear_linked_regression_model linear_linked_regression_model_descriptor::fit(
                      normalizer.coded_target(y), *penalty);
   dense_vector start{penalty->num_hyperparameters()};
   to_run(problem.hyperparameters.view(), start_hyperparameters(options_, *penalty), start);
+  std::optional<row_space> reduced = row_space::find(problem.design, *problem.penalty);
+  if (reduced) {
+    problem.design = std::move(reduced->design);
+    problem.penalty = reduced->penalty;
+  }
   // The objective owns the normalized design: no other copy of it is alive.
   aloocv_objective objective{options_.inner_optimizer,  options_.loss_link,
                              problem.penalty,           std::move(problem.design),
                              std::move(problem.target), options_.interrupt};
-  optimized best = in_order_of_caller(
-      problem, optimize_hyperparameters(options_, objective, *problem.penalty, start));
+  optimized run = optimize_hyperparameters(options_, objective, *problem.penalty, start);
+  if (reduced) run.weights = reduced->expand(run.weights);
+  optimized best = in_order_of_caller(problem, run);
   linear_linked_regression_model model;
   model.result = std::move(best.result);
   model.weights = normalizer.raw_weights(best.weights);

@@ -28,8 +28,8 @@ struct linear_linked_regression_model_options {
   std::shared_ptr<const linear_loss_link> loss_link;
   std::shared_ptr<trust_region_optimizer> outer_optimizer;  // over theta
   std::shared_ptr<trust_region_optimizer> inner_optimizer;  // over w
-  // Writes the start value of theta; empty means that of the penalty. What is simpler
-  // within the penalty starts by itself all the same.
+  // Writes the start value of theta, from which the one run is made. Empty means the start
+  // of the penalty, and runs by way of what is simpler within the penalty as well.
   std::function<void(vector_view)> initializer;
   interruption* interrupt = nullptr;  // not owned; asked in each loop over observations
 };

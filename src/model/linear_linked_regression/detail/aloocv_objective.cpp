@@ -56,6 +56,7 @@ void aloocv_objective::restart() {
   accepted_.reset();
   is_at_end_ = false;
   recent_steps_ = {};
+  num_steps_ = 0;
   is_defined_ = false;
   std::fill(start_weights_.begin(), start_weights_.end(), 0.0);
   inner_objective_.start_at(start_weights_);
@@ -225,12 +226,20 @@ bool aloocv_objective::compute_gradient_hessian(const_vector_view theta,
                                                         optimum(), gradient, hessian);
 }
 
-void aloocv_objective::begin_iteration(const_vector_view theta, double /*value*/,
+// Each observation has the loss log 2 where the prediction is 0.
+bool aloocv_objective::is_near_infimum(double value) const {
+  constexpr double near = 1e-6;
+  return value < near * std::log(2.0) * static_cast<double>(y_.size());
+}
+
+void aloocv_objective::begin_iteration(const_vector_view theta, double value,
                                        const_vector_view /*gradient*/,
                                        const_symmetric_view /*hessian*/) {
   if (!refresh(theta))
     panic("termination condition not satisfied", __LINE__,
           "src/model/linear_linked_regression/detail/aloocv_objective");
+  constexpr int many_steps = 100;
+  if (++num_steps_ > many_steps && is_near_infimum(value)) throw optimizer_infimum_error{};
   start_at_solution();
 }
 

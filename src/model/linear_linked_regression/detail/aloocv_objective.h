@@ -34,6 +34,11 @@ class aloocv_objective final : public optimization_objective_helper {
   // Forgets every theta: the next inner problem starts from w = 0, as the first one did.
   void restart();
 
+  // Whether this score is next to nothing beside that of a model that knows of no feature.
+  // Of separable classes the score falls towards 0 with the strengths, and the search for
+  // its minimum never ends.
+  bool is_near_infimum(double value) const;
+
   // The solution of the inner problem at the last theta evaluated; where that one is
   // undefined, at the last theta accepted.
   const_vector_view weights() const;
@@ -57,7 +62,8 @@ class aloocv_objective final : public optimization_objective_helper {
   bool compute_gradient_hessian(const_vector_view theta, vector_view gradient,
                                 symmetric_view hessian) override;
   // Inner problems start at the solution of the last accepted theta from here on. A theta
-  // that is undefined cannot have been accepted: it ends the process.
+  // that is undefined cannot have been accepted: it ends the process. Throws
+  // optimizer_infimum_error where the score is near its infimum after a hundred steps.
   void begin_iteration(const_vector_view theta, double value, const_vector_view gradient,
                        const_symmetric_view hessian) override;
   // Goes back part of the last step where that has a lower score. Where a weight leaves the
@@ -108,6 +114,7 @@ class aloocv_objective final : public optimization_objective_helper {
   std::optional<accepted_point> accepted_;
   bool is_at_end_ = false;  // of what can be gained: no theta but the accepted one is tried
   hundred_steps recent_steps_;
+  int num_steps_ = 0;  // of this run
 
   // What belongs to `evaluated_`.
   std::optional<dense_vector> evaluated_;  // theta

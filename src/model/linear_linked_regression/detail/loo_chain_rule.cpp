@@ -14,11 +14,13 @@
 
 #include <algorithm>
 #include <array>
+#include <optional>
 
 #include "common/finite.h"
 #include "common/sparse_matrix_operation.h"
 #include "common/vector_dispatch.h"
 #include "model/linear_linked_regression/detail/observation_products.h"
+#include "model/linear_linked_regression/detail/pairwise_forms.h"
 
 namespace corvane::model::linear_linked_regression_detail {
 
@@ -182,12 +184,12 @@ void add_sample_terms(const optimum_derivatives& moves, const sample_derivatives
 
 // 2 tr(dH_a H^-1 dH_b W): with E the whitened dH and G the whitened Gram matrix it is
 // 2 tr(E_a E_b G) = 2 <E_a, E_b G>, as E_a is symmetric.
-void add_curvature_terms(const optimum_derivatives& moves, const_matrix_view whitened_gram,
+void add_curvature_terms(const_matrix_view whitened_dH, const_matrix_view whitened_gram,
                          symmetric_view hessian) {
   scoped_allocator scratch;
   const index_t p = whitened_gram.rows();
   const index_t Q = hessian.rows();
-  const const_matrix_block E = moves.whitened_dH;
+  const const_matrix_block E = whitened_dH;
   const matrix_view product = scratch.matrix(p, p);
   for (index_t b = 0; b < Q; ++b) {
     const const_matrix_block E_b{E.column(b).data(), p, p, p};
@@ -256,8 +258,15 @@ bool compute_loo_gradient_hessian(const linear_loss_link& link, const regularize
   if (optimum.theta.size() == 0) return true;  // nothing to differentiate by
 
   differentiate_samples(optimum, at);
-  const optimum_derivatives moves =
-      differentiate_optimum(scratch, optimum, *of_penalty, at.l3);
+  const optimum_derivatives moves = differentiate_optimum(scratch, optimum, *of_penalty);
+  std::optional<pairwise_forms> forms;
+  matrix_view whitened_dH;
+  if (pairwise_forms::is_worthwhile(optimum)) {
+    forms.emplace(scratch, optimum, *of_penalty, at.l3, moves.dW, moves.dz);
+    forms->differentiate_leverages(moves.dh);
+  } else {
+    whitened_dH = differentiate_leverages(scratch, optimum, *of_penalty, at.l3, moves);
+  }
   gemv(1.0, transposed, moves.dz, at.u, 0.0, gradient);
   gemv(1.0, transposed, moves.dh, at.v, 1.0, gradient);
 
@@ -266,7 +275,10 @@ bool compute_loo_gradient_hessian(const linear_loss_link& link, const regularize
   fill_weight_adjoint(optimum, *of_penalty, at, second);
   fill_lower(hessian, 0.0);
   add_sample_terms(moves, at, second, hessian);
-  add_curvature_terms(moves, second.whitened_gram, hessian);
+  if (forms)
+    forms->add_curvature_terms(at.v, hessian);
+  else
+    add_curvature_terms(whitened_dH, second.whitened_gram, hessian);
   add_weight_terms(moves, *of_penalty, second, hessian);
   return all_finite(gradient) && all_finite(hessian);
 }

@@ -44,7 +44,7 @@ class loss_objective final : public optimization_objective_helper {
   // will not end in a lifetime: a huge theta with groups of very different strengths makes
   // steps too short to arrive. From there on the objective is undefined, which ends the
   // run.
-  static constexpr int iteration_limit = 1000;
+  static constexpr int iteration_limit = 100;
   bool is_exhausted() const { return num_iterations_ > iteration_limit; }
 
   bool compute_value(const_vector_view w, double& value) override;
@@ -57,11 +57,12 @@ class loss_objective final : public optimization_objective_helper {
   // zero in these moves, all at a time.
   bool adjust_point(vector_view w, double& value, vector_view gradient,
                     symmetric_view hessian) override;
-  // With a smoothed penalty, false once for the step that makes the solution exact to
-  // rounding: the score that is made of it changes fast with theta there, and the outer
-  // optimizer compares its values. And false, for the point to be moved once more, where a
-  // weight is held in its zone by a minimum that is about to vanish: the score has a pole
-  // there.
+  // With a penalty that is smooth throughout, false where F < 1 and the solution is not
+  // exact relative to F. With a smoothed penalty, false once for the step that makes the
+  // solution exact to rounding: the score that is made of it changes fast with theta there,
+  // and the outer optimizer compares its values. And false, for the point to be moved once
+  // more, where a weight is held in its zone by a minimum that is about to vanish: the
+  // score has a pole there.
   bool accept_convergence(const_vector_view w, double value, const_vector_view gradient,
                           const_symmetric_view hessian) override;
 
@@ -88,6 +89,8 @@ class loss_objective final : public optimization_objective_helper {
   bool add_penalty_curvature(const_vector_view w, symmetric_view hessian) const;
   bool move_to(const_vector_view moved, double moved_value, vector_view w, double& value,
                vector_view gradient, symmetric_view hessian);
+  static bool is_relatively_exact(double value, const_vector_view gradient,
+                                  const_symmetric_view hessian);
   static bool can_be_polished(const_vector_view gradient, const_symmetric_view hessian);
   bool holds_a_weight_about_to_leave(const_vector_view w, const_symmetric_view hessian);
   bool move_downhill(const weight_penalty& penalty, vector_view w, double& value,

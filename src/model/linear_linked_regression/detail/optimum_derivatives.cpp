@@ -63,25 +63,33 @@ void divide_by_factor(transposition op, const_matrix_block L, matrix_block a) {
 
 optimum_derivatives differentiate_optimum(scoped_allocator& scratch,
                                           const inner_optimum& optimum,
-                                          const penalty_derivatives& penalty,
-                                          const_vector_view l3) {
+                                          const penalty_derivatives& penalty) {
   const index_t n = optimum.X.rows();
-  const index_t p = optimum.X.cols();
   const index_t Q = optimum.theta.size();
-  // Taken before any inner scope opens: they outlive the call.
-  const optimum_derivatives out{scratch.matrix(p, Q), scratch.matrix(n, Q),
-                                scratch.matrix(n, Q), scratch.matrix(p * p, Q)};
+  const optimum_derivatives out{scratch.matrix(optimum.X.cols(), Q), scratch.matrix(n, Q),
+                                scratch.matrix(n, Q)};
   differentiate_weights(optimum.hessian_factor, penalty.gradient_derivative, out.dW);
   gemm(1.0, plain, optimum.X, plain, out.dW, 0.0, out.dz);
-  for (index_t a = 0; a < Q; ++a) {
+  return out;
+}
+
+matrix_view differentiate_leverages(scoped_allocator& scratch, const inner_optimum& optimum,
+                                    const penalty_derivatives& penalty,
+                                    const_vector_view l3,
+                                    const optimum_derivatives& moves) {
+  const index_t p = optimum.X.cols();
+  // Taken before any inner scope opens: it outlives the call.
+  const matrix_view whitened_dH = scratch.matrix(p * p, optimum.theta.size());
+  for (index_t a = 0; a < whitened_dH.cols(); ++a) {
     // dH_a is made in its column and whitened there.
-    const matrix_view dH{out.whitened_dH.column(a).data(), p, p};
-    differentiate_hessian(optimum, penalty, l3, out.dW.column(a), out.dz.column(a), a, dH);
+    const matrix_view dH{whitened_dH.column(a).data(), p, p};
+    differentiate_hessian(optimum, penalty, l3, moves.dW.column(a), moves.dz.column(a), a,
+                          dH);
     mirror_lower(dH);
     divide_by_factor(plain, optimum.hessian_factor, dH);
-    differentiate_leverages(optimum, dH, out.dh.column(a));
+    differentiate_leverages(optimum, dH, moves.dh.column(a));
   }
-  return out;
+  return whitened_dH;
 }
 
 }  // namespace corvane::model::linear_linked_regression_detail

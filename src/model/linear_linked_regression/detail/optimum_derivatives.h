@@ -38,15 +38,18 @@ struct optimum_derivatives {
   matrix_view dW;  // p by Q
   matrix_view dz;  // n by Q
   matrix_view dh;  // n by Q
-  // p^2 by Q, a full p by p matrix in each column: L^-1 dH_a L^-T
-  matrix_view whitened_dH;
 };
 
-// `l3` is l'''(y, z).
+// dW and dz; dh is left to be filled.
 optimum_derivatives differentiate_optimum(scoped_allocator& scratch,
                                           const inner_optimum& optimum,
-                                          const penalty_derivatives& penalty,
-                                          const_vector_view l3);
+                                          const penalty_derivatives& penalty);
+
+// Fills dh. Returns L^-1 dH_a L^-T, p^2 by Q, a full p by p matrix in each column. `l3` is
+// l'''(y, z).
+matrix_view differentiate_leverages(scoped_allocator& scratch, const inner_optimum& optimum,
+                                    const penalty_derivatives& penalty,
+                                    const_vector_view l3, const optimum_derivatives& moves);
 
 // Fills the upper triangle of a symmetric matrix from its lower one.
 void mirror_lower(matrix_block a);

@@ -299,7 +299,7 @@ TEST(loss_objective_death, ends_the_process_on_a_penalty_without_gradient_at_zer
 TEST(loss_objective, is_undefined_after_more_iterations_than_any_sound_problem_takes) {
   inner_problem problem;
   const auto iterate = [&](int count) {
-    for (int k = 0; k < count; ++k) problem.objective.begin_iteration({}, 0.0, {}, {});
+    for (int k = 0; k < count; ++k) problem.objective.begin_iteration({}, 1.0, {}, {});
   };
   iterate(loss_objective::iteration_limit);
   EXPECT_TRUE(problem.is_defined_at(somewhere));
