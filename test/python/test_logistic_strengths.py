@@ -161,7 +161,7 @@ def test_the_gradient_vanishes_where_the_search_has_ended(classification, penalt
         ("l2", -1.0, "finite and at or above 0"),
         ("l2", np.inf, "finite and at or above 0"),
         ("l2", [1.0, 2.0, 3.0], "one number, one for each group or one for each column"),
-        ("l2", "much", "made of real numbers"),
+        ("l2", ["much"], "made of real numbers"),
         ("l2", {"l1": 1.0}, "a mapping with the keys 'l2' for penalty='l2'"),
         ("elasticnet", 1.0, "a mapping with the keys 'l2', 'l1'"),
         ("bridge", {"strength": 1.0}, "a mapping with the keys 'strength', 'exponent'"),

@@ -37,6 +37,7 @@ using linear_linked_regression_detail::column_unit;
 using linear_linked_regression_detail::make_canonical;
 using linear_linked_regression_detail::normalized_data;
 using linear_linked_regression_detail::optimized;
+using linear_linked_regression_detail::quiet_observer;
 using linear_linked_regression_detail::row_space;
 using linear_linked_regression_detail::search_recorder;
 
@@ -293,6 +294,16 @@ bool can_keep_groups(penalty_mode mode, const_matrix_view of_columns,
   return mode != penalty_mode::bridge && detail::agree_within_groups(of_columns, groups);
 }
 
+// Strengths of l2 that differ within a group go into the scales of the columns, which costs
+// nothing: the penalty is the same in any units. One of 0 cannot.
+void level_strengths(penalty_mode mode, const_index_view groups, normalized_data& data,
+                     dense_matrix& of_columns) {
+  if (mode != penalty_mode::l2 || detail::agree_within_groups(of_columns, groups)) return;
+  for (index_t j = 0; j < groups.size(); ++j)
+    if (groups[j] != detail::no_group && !(of_columns(j, 0) > 0.0)) return;
+  detail::take_up_strengths(data, groups, of_columns);
+}
+
 // Exponents and zeros mark what has no penalty.
 dense_matrix without_unpenalized(penalty_mode mode, const_matrix_view strengths,
                                  const_index_view groups) {
@@ -305,17 +316,6 @@ dense_matrix without_unpenalized(penalty_mode mode, const_matrix_view strengths,
   }
   return result;
 }
-
-// Lets an inner problem be ended, but not seen.
-class quiet_observer final : public run_observer {
- public:
-  explicit quiet_observer(run_observer* observer) : observer_{observer} {}
-  void check() override { corvane::check(observer_); }
-  void observe_iteration(const iteration_record& /*record*/) override {}
-
- private:
-  run_observer* observer_;
-};
 
 }  // namespace
 
@@ -357,8 +357,9 @@ logistic_report fit_logistic_at(logistic_data&& data, const logistic_options& op
   const index_vector groups = std::move(data.groups);
   normalized_data normalized = detail::normalize(std::move(data), options);
   const single_blas_thread one_thread{normalized.design.cols() <= detail::few_features};
-  const dense_matrix of_columns = detail::hyperparameters_of_columns(
+  dense_matrix of_columns = detail::hyperparameters_of_columns(
       options.penalty, normalized.units, groups, strengths);
+  level_strengths(options.penalty, groups, normalized, of_columns);
   const index_vector run_groups = detail::agree_within_groups(of_columns, groups)
                                       ? groups
                                       : detail::separate_groups(groups);
@@ -380,8 +381,9 @@ logistic_criterion evaluate_logistic_criterion(logistic_data&& data,
   const index_vector groups = std::move(data.groups);
   normalized_data normalized = detail::normalize(std::move(data), options);
   const single_blas_thread one_thread{normalized.design.cols() <= detail::few_features};
-  const dense_matrix of_columns = detail::hyperparameters_of_columns(
+  dense_matrix of_columns = detail::hyperparameters_of_columns(
       options.penalty, normalized.units, groups, strengths);
+  level_strengths(options.penalty, groups, normalized, of_columns);
   const index_vector run_groups = can_keep_groups(options.penalty, of_columns, groups)
                                       ? groups
                                       : detail::separate_groups(groups);
