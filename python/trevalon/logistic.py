@@ -20,13 +20,12 @@ from trevalon._parameters import check_choice
 from trevalon._penalty_strengths import (
     KINDS,
     GradientSlots,
-    PenaltyStrengths,
     PenaltyStart,
+    PenaltyStrengths,
     by_kind,
     strength_table,
 )
 from trevalon._types import FloatArray, Groups, IntArray, MatrixLike, VectorLike
-
 
 _RESULTS = ("criterion_value", "loo_decision", "effective_dof", "effective_dof_by_group")
 
