@@ -24,7 +24,7 @@ class Problem:
 
     @property
     def size_class(self):
-        """Model, penalty or score, magnitude of the larger side, magnitude of the groups."""
+        """Model, penalty or score, magnitudes of the larger side and of the groups."""
         kind = self.options.get("penalty") or self.options.get("score") or ""
         side = int(np.ceil(np.log2(max(self.X.shape))))
         groups = len(set(self.groups) - {-1})
@@ -66,7 +66,9 @@ def grouping(random, p):
 
 def signal(random, X):
     scale = np.abs(X).max(axis=0)
-    w = random.normal(size=X.shape[1]) * (random.random(X.shape[1]) < random.uniform(0.1, 1))
+    w = random.normal(size=X.shape[1]) * (
+        random.random(X.shape[1]) < random.uniform(0.1, 1)
+    )
     z = X @ (w / np.where(scale > 0, scale, 1.0))
     deviation = z.std()
     return z / deviation if deviation > 0 else random.normal(size=len(z))

@@ -130,7 +130,7 @@ TEST(aloocv_jumps, a_run_ends_whose_last_hundred_steps_have_brought_next_to_noth
 // Steps that gain nothing, until no more is tried.
 void creep_to_the_end(jump_problem& problem) {
   int steps = 0;
-  do adjusted_point(problem.objective, {1.0}, -1.0);
+  do adjusted_point(problem.objective, {1.0}, 1.0);
   while (problem.is_defined_at({1.5}) && ++steps < 1000);
   EXPECT_LT(steps, 1000);
 }
@@ -143,13 +143,28 @@ TEST(aloocv_jumps, another_run_may_begin_where_one_ended_that_had_brought_nothin
   EXPECT_TRUE(problem.is_defined_at({1.5}));
 }
 
+TEST(aloocv_objective, ends_a_run_whose_score_is_near_its_infimum_after_a_hundred_steps) {
+  outer_problem problem;  // of 30 observations
+  const double at_zero_weights = 30.0 * std::log(2.0);
+  const auto step = [&](double score) {
+    problem.objective.begin_iteration(view_of({1.0}), score, {}, {});
+  };
+  EXPECT_TRUE(problem.is_defined_at({1.0}));
+  for (int k = 0; k < 100; ++k) step(0.9e-6 * at_zero_weights);
+  step(1.1e-6 * at_zero_weights);
+  EXPECT_THROW(step(0.9e-6 * at_zero_weights), optimizer_infimum_error);
+  problem.objective.restart();
+  EXPECT_TRUE(problem.is_defined_at({1.0}));
+  step(0.0);
+}
+
 TEST(aloocv_jumps, a_run_from_anew_knows_nothing_of_the_steps_before) {
   jump_problem problem;
   creep_to_the_end(problem);
   problem.objective.restart();
   EXPECT_TRUE(problem.is_defined_at({1.5}));
   // Ninety steps of the hundred, and another run: its first ones gain nothing over those.
-  for (int step = 0; step < 90; ++step) adjusted_point(problem.objective, {1.0}, -1.0);
+  for (int step = 0; step < 90; ++step) adjusted_point(problem.objective, {1.0}, 0.5);
   problem.objective.restart();
   for (int step = 0; step < 99; ++step) {
     adjusted_point(problem.objective, {1.0}, 1.0);

@@ -214,7 +214,8 @@ TEST(linear_linked_regression_model_descriptor,
   EXPECT_GT(num_lower, 0);
 }
 
-TEST(linear_linked_regression_model_descriptor, goes_by_way_of_each_special_case_unless_a_start_is_given) {
+TEST(linear_linked_regression_model_descriptor,
+     goes_by_way_of_each_special_case_unless_a_start_is_given) {
   const classification_problem data = drawn_problem(60, 3, 5);
   model_options options = options_of();
   const auto starts = [&] {
