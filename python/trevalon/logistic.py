@@ -378,7 +378,7 @@ class LogisticRegression(ClassifierMixin, SelfTunedModel):
             ``X @ coef_[0] + intercept_[0]``.
         """
         check_is_fitted(self)
-        return _core.predict_linear(self._validate_rows(X), *self._predictor())
+        return self._predict_linear(X, *self._predictor())
 
     def predict(self, X: MatrixLike) -> npt.NDArray[Any]:
         """The likelier label of each row; ``classes_[1]`` where both are equally likely.

@@ -48,7 +48,7 @@ def data():
 def solve(data, penalty, strengths=None, **options):
     X, y = data
     options = {
-        "groups": np.zeros(X.shape[1]),
+        "groups": np.zeros(X.shape[1], dtype=int),
         "fit_intercept": True,
         "normalize": True,
     } | options
@@ -128,7 +128,7 @@ def test_a_fit_at_given_strengths_minimizes_what_is_documented(
 def test_predictors_criterion_and_degrees_of_freedom_are_those_of_the_formulas(
     data, penalty, groups, fit_intercept
 ):
-    groups = np.array(groups, dtype=float)
+    groups = np.array(groups)
     table = np.array(STRENGTHS[penalty])
     table[groups < 0] = [0.0, 1.0][: table.shape[1]]
     found = solve(data, penalty, table, groups=groups, fit_intercept=fit_intercept)
@@ -145,10 +145,8 @@ def test_predictors_criterion_and_degrees_of_freedom_are_those_of_the_formulas(
 
 @pytest.mark.parametrize("penalty", PENALTIES)
 def test_the_search_reports_the_fit_at_the_strengths_that_it_found(data, penalty):
-    found = solve(data, penalty, groups=np.array([0.0, -1.0, 1.0]), tol=1e-7)
-    given = solve(
-        data, penalty, table_of(found, penalty), groups=np.array([0.0, -1.0, 1.0])
-    )
+    found = solve(data, penalty, groups=np.array([0, -1, 1]), tol=1e-7)
+    given = solve(data, penalty, table_of(found, penalty), groups=np.array([0, -1, 1]))
     assert found.keys() == given.keys()
     for name in ("coef", "loo_decision", "effective_dof_by_group"):
         np.testing.assert_allclose(given[name], found[name], rtol=1e-3, atol=1e-4)
@@ -168,7 +166,7 @@ def test_the_gradient_is_the_limit_of_differences_that_fall_as_the_square(
     data, penalty, groups, normalize
 ):
     X, y = data
-    groups = np.array(groups, dtype=float)
+    groups = np.array(groups)
     options = {"penalty": penalty, "groups": groups, "fit_intercept": True,
                "normalize": normalize}  # fmt: skip
     table = np.array(STRENGTHS[penalty])
@@ -199,8 +197,8 @@ def test_the_gradient_is_the_limit_of_differences_that_fall_as_the_square(
 def test_criterion_and_fit_agree_on_the_value(data):
     for penalty in PENALTIES:
         at = core.logistic_criterion(
-            *data, penalty=penalty, groups=np.zeros(3), fit_intercept=True, normalize=True,
-            strengths=np.array(STRENGTHS[penalty]),
+            *data, penalty=penalty, groups=np.zeros(3, dtype=int), fit_intercept=True,
+            normalize=True, strengths=np.array(STRENGTHS[penalty]),
         )  # fmt: skip
         found = solve(data, penalty, STRENGTHS[penalty])
         assert at["value"] == pytest.approx(found["criterion_value"], rel=1e-7)
@@ -282,14 +280,14 @@ def test_a_start_at_the_strengths_found_ends_soon_and_no_higher(data, penalty):
 @pytest.mark.parametrize(
     ("change", "text"),
     [
-        ({"groups": np.zeros(2)}, "X, y and groups differ in size"),
+        ({"groups": np.zeros(2, dtype=int)}, "X, y and groups differ in size"),
         ({"strengths": np.ones((2, 1))}, "strengths have another shape"),
         ({"strengths": np.ones((3, 2))}, "strengths have another shape"),
         ({"penalty": "l3"}, "unknown penalty"),
     ],
 )
 def test_arguments_that_do_not_fit_together_are_refused(data, change, text):
-    options = {"penalty": "l2", "groups": np.zeros(3), "fit_intercept": True,
+    options = {"penalty": "l2", "groups": np.zeros(3, dtype=int), "fit_intercept": True,
                "normalize": True} | change  # fmt: skip
     with pytest.raises(ValueError, match=text):
         core.fit_logistic(*data, **options)

@@ -161,7 +161,7 @@ def test_the_gradient_vanishes_where_the_search_has_ended(classification, penalt
         ("l2", -1.0, "finite and at or above 0"),
         ("l2", np.inf, "finite and at or above 0"),
         ("l2", [1.0, 2.0, 3.0], "one number, one for each group or one for each column"),
-        ("l2", "much", "made of real numbers"),
+        ("l2", ["much"], "made of real numbers"),
         ("l2", {"l1": 1.0}, "a mapping with the keys 'l2' for penalty='l2'"),
         ("elasticnet", 1.0, "a mapping with the keys 'l2', 'l1'"),
         ("bridge", {"strength": 1.0}, "a mapping with the keys 'strength', 'exponent'"),
@@ -316,3 +316,19 @@ def test_columns_of_denormal_length_count_as_constant(classification):
     constant[:, 2] = 3.0
     other = LogisticRegression().fit(constant, y)
     np.testing.assert_allclose(model.coef_, other.coef_, rtol=1e-6)
+
+
+def test_a_fit_that_fails_leaves_the_estimator_as_it_was(classification):
+    X, y = classification
+    model = LogisticRegression(normalize=False).fit(X, y)
+    before = dict(vars(model))
+    with pytest.raises(ValueError, match="rescale the data"):
+        model.fit(np.column_stack([X, X[:, 0]]) * 1e160, y[::-1])
+    assert vars(model).keys() == before.keys()
+    assert all(vars(model)[name] is value for name, value in before.items())
+
+
+def test_a_fit_cut_short_warns_at_the_call_of_fit_and_says_what_helps(classification):
+    with pytest.warns(ConvergenceWarning, match="Use a larger max_iter") as caught:
+        LogisticRegression(max_iter=1).fit(*classification)
+    assert caught[0].filename == __file__

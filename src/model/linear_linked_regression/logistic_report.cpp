@@ -6,6 +6,7 @@
 #include <limits>
 #include <memory>
 #include <numeric>
+#include <optional>
 #include <stdexcept>
 #include <utility>
 #include <vector>
@@ -18,6 +19,7 @@
 #include "model/linear_linked_regression/detail/hyperparameter_search.h"
 #include "model/linear_linked_regression/detail/logistic_problem.h"
 #include "model/linear_linked_regression/detail/optimum_diagnostics.h"
+#include "model/linear_linked_regression/detail/row_space.h"
 #include "model/linear_linked_regression/detail/search_recorder.h"
 #include "model/linear_linked_regression/logistic_log_likelihood_loss_link.h"
 #include "optimization/optimizer_error.h"
@@ -35,6 +37,8 @@ using linear_linked_regression_detail::column_unit;
 using linear_linked_regression_detail::make_canonical;
 using linear_linked_regression_detail::normalized_data;
 using linear_linked_regression_detail::optimized;
+using linear_linked_regression_detail::quiet_observer;
+using linear_linked_regression_detail::row_space;
 using linear_linked_regression_detail::search_recorder;
 
 namespace detail = linear_linked_regression_detail;
@@ -65,6 +69,16 @@ std::shared_ptr<trust_region_optimizer> make_tight_optimizer(
                         observer);
 }
 
+// The canonical problem, in fewer weights where groups are wide.
+std::optional<row_space> reduce(canonical_problem& canonical) {
+  std::optional<row_space> reduced = row_space::find(canonical.design, *canonical.penalty);
+  if (reduced) {
+    canonical.design = std::move(reduced->design);
+    canonical.penalty = reduced->penalty;
+  }
+  return reduced;
+}
+
 // A normalized problem over groups of columns, and its objective.
 struct posed_problem {
   posed_problem(normalized_data& data, const logistic_options& options,
@@ -74,12 +88,39 @@ struct posed_problem {
         penalty{detail::penalty_over(options.penalty, groups, options.fit_intercept)},
         canonical{make_canonical(std::move(data.design), data.normalizer.num_features(),
                                  data.target, *penalty, options.observer)},
+        reduced{reduce(canonical)},
         objective{std::move(inner_optimizer),
                   std::make_shared<loss_link_detail::logistic_log_likelihood_loss_link>(),
                   canonical.penalty,
                   std::move(canonical.design),
                   std::move(canonical.target),
                   options.observer} {}
+
+  // Those of the normalized columns, in the caller's order.
+  dense_vector weights() const {
+    const const_vector_view solution = objective.optimum().weights;
+    const dense_vector run = reduced ? reduced->expand(solution) : dense_vector{solution};
+    dense_vector ordered{run.size()};
+    to_caller(canonical.columns.view(), run, ordered);
+    for (index_t j = 0; j < ordered.size(); ++j) ordered[j] *= canonical.signs[j];
+    return ordered;
+  }
+
+  // The parts of `of_weights` in each group of the problem, in the caller's order. A
+  // rotation of the weights within a group leaves its part the same.
+  dense_vector sum_by_group(const_vector_view of_weights) const {
+    const auto& members = canonical.penalty->mapping().groups();
+    const auto num_groups = static_cast<index_t>(members.size());
+    dense_vector run(num_groups);
+    for (index_t g = 0; g < num_groups; ++g) {
+      run[g] = 0.0;
+      for (const index_t k : members[static_cast<std::size_t>(g)]) run[g] += of_weights[k];
+    }
+    // Hyperparameters of the first kind stand in the order of the groups.
+    dense_vector ordered(num_groups);
+    to_caller(canonical.hyperparameters.view().part(0, num_groups), run, ordered);
+    return ordered;
+  }
 
   dense_vector in_run_order(const_vector_view theta) const {
     dense_vector ordered{theta.size()};
@@ -90,8 +131,24 @@ struct posed_problem {
   index_vector groups;
   std::shared_ptr<const regularizer> penalty;  // in the caller's order
   canonical_problem canonical;                 // without the data
+  std::optional<row_space> reduced;            // without the design
   aloocv_objective objective;
 };
+
+// From the groups of a problem, each of which lies within one of `groups`, to these.
+dense_vector gather_groups(const_vector_view of_run_groups, const_index_view run_groups,
+                           const_index_view groups) {
+  dense_vector sums{detail::count_groups(groups)};
+  std::fill(sums.begin(), sums.end(), 0.0);
+  std::vector<bool> is_done(static_cast<std::size_t>(of_run_groups.size()), false);
+  for (index_t j = 0; j < groups.size(); ++j) {
+    if (groups[j] == detail::no_group) continue;
+    const auto g = static_cast<std::size_t>(run_groups[j]);
+    if (!is_done[g]) sums[groups[j]] += of_run_groups[run_groups[j]];
+    is_done[g] = true;
+  }
+  return sums;
+}
 
 // What is told of the solution that the objective stands at.
 logistic_report describe_solution(const normalized_data& data, const_index_view groups,
@@ -99,10 +156,7 @@ logistic_report describe_solution(const normalized_data& data, const_index_view 
   const detail::inner_optimum optimum = posed.objective.optimum();
   const canonical_problem& order = posed.canonical;
   logistic_report report;
-  dense_vector weights{optimum.weights.size()};
-  to_caller(order.columns.view(), optimum.weights, weights);
-  for (index_t j = 0; j < weights.size(); ++j) weights[j] *= order.signs[j];
-  detail::raw_solution solution = detail::in_units_of_data(data, weights);
+  detail::raw_solution solution = detail::in_units_of_data(data, posed.weights());
   report.coefficients = std::move(solution.coefficients);
   report.intercept = solution.intercept;
   report.loo_predictions = dense_vector{optimum.loo_predictions.size()};
@@ -111,14 +165,8 @@ logistic_report describe_solution(const normalized_data& data, const_index_view 
   const dense_vector dof =
       detail::effective_dof_of_columns(optimum, posed.objective.loss_curvature());
   report.effective_dof = std::accumulate(dof.begin(), dof.end(), 0.0);
-  report.effective_dof_by_group = dense_vector{detail::count_groups(groups)};
-  std::fill(report.effective_dof_by_group.begin(), report.effective_dof_by_group.end(),
-            0.0);
-  for (index_t place = 0; place < dof.size(); ++place) {
-    const index_t j = order.columns[place];
-    if (j < groups.size() && groups[j] != detail::no_group)
-      report.effective_dof_by_group[groups[j]] += dof[place];
-  }
+  report.effective_dof_by_group =
+      gather_groups(posed.sum_by_group(dof), posed.groups, groups);
   return report;
 }
 
@@ -246,6 +294,16 @@ bool can_keep_groups(penalty_mode mode, const_matrix_view of_columns,
   return mode != penalty_mode::bridge && detail::agree_within_groups(of_columns, groups);
 }
 
+// Strengths of l2 that differ within a group go into the scales of the columns, which costs
+// nothing: the penalty is the same in any units. One of 0 cannot.
+void level_strengths(penalty_mode mode, const_index_view groups, normalized_data& data,
+                     dense_matrix& of_columns) {
+  if (mode != penalty_mode::l2 || detail::agree_within_groups(of_columns, groups)) return;
+  for (index_t j = 0; j < groups.size(); ++j)
+    if (groups[j] != detail::no_group && !(of_columns(j, 0) > 0.0)) return;
+  detail::take_up_strengths(data, groups, of_columns);
+}
+
 // Exponents and zeros mark what has no penalty.
 dense_matrix without_unpenalized(penalty_mode mode, const_matrix_view strengths,
                                  const_index_view groups) {
@@ -258,17 +316,6 @@ dense_matrix without_unpenalized(penalty_mode mode, const_matrix_view strengths,
   }
   return result;
 }
-
-// Lets an inner problem be ended, but not seen.
-class quiet_observer final : public run_observer {
- public:
-  explicit quiet_observer(run_observer* observer) : observer_{observer} {}
-  void check() override { corvane::check(observer_); }
-  void observe_iteration(const iteration_record& /*record*/) override {}
-
- private:
-  run_observer* observer_;
-};
 
 }  // namespace
 
@@ -308,15 +355,18 @@ logistic_report fit_logistic(logistic_data&& data, const logistic_options& optio
 logistic_report fit_logistic_at(logistic_data&& data, const logistic_options& options,
                                 const_matrix_view strengths) {
   const index_vector groups = std::move(data.groups);
-  const index_vector columns = detail::separate_groups(groups);
   normalized_data normalized = detail::normalize(std::move(data), options);
   const single_blas_thread one_thread{normalized.design.cols() <= detail::few_features};
-  const dense_vector theta = detail::average_over_groups(
-      detail::hyperparameters_of_columns(options.penalty, normalized.units, columns,
-                                         strengths),
-      columns);
+  dense_matrix of_columns = detail::hyperparameters_of_columns(
+      options.penalty, normalized.units, groups, strengths);
+  level_strengths(options.penalty, groups, normalized, of_columns);
+  const index_vector run_groups = detail::agree_within_groups(of_columns, groups)
+                                      ? groups
+                                      : detail::separate_groups(groups);
+  const dense_vector theta = detail::average_over_groups(of_columns, run_groups);
   quiet_observer inner{options.observer};
-  posed_problem posed{normalized, options, columns, make_tight_optimizer(options, &inner)};
+  posed_problem posed{normalized, options, run_groups,
+                      make_tight_optimizer(options, &inner)};
   const double criterion = evaluate_exactly(posed.objective, posed.in_run_order(theta));
   logistic_report report = describe_solution(normalized, groups, posed);
   report.criterion = criterion;
@@ -331,8 +381,9 @@ logistic_criterion evaluate_logistic_criterion(logistic_data&& data,
   const index_vector groups = std::move(data.groups);
   normalized_data normalized = detail::normalize(std::move(data), options);
   const single_blas_thread one_thread{normalized.design.cols() <= detail::few_features};
-  const dense_matrix of_columns = detail::hyperparameters_of_columns(
+  dense_matrix of_columns = detail::hyperparameters_of_columns(
       options.penalty, normalized.units, groups, strengths);
+  level_strengths(options.penalty, groups, normalized, of_columns);
   const index_vector run_groups = can_keep_groups(options.penalty, of_columns, groups)
                                       ? groups
                                       : detail::separate_groups(groups);

@@ -93,6 +93,16 @@ dense_matrix hyperparameters_of_columns(penalty_mode mode,
   return theta;
 }
 
+void take_up_strengths(normalized_data& data, const_index_view groups, matrix_view theta) {
+  for (index_t j = 0; j < groups.size(); ++j) {
+    if (groups[j] == no_group) continue;
+    for (double& x : data.design.view().column(j)) x /= theta(j, 0);
+    data.normalizer.feature_scales[j] *= theta(j, 0);
+    data.units[static_cast<std::size_t>(j)].mantissa *= theta(j, 0);
+    theta(j, 0) = 1.0;
+  }
+}
+
 dense_matrix strengths_of_columns(penalty_mode mode, const std::vector<column_unit>& units,
                                   const_index_view groups, const_vector_view theta) {
   const index_t num_groups = count_groups(groups);

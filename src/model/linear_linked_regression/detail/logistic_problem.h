@@ -48,6 +48,10 @@ dense_matrix hyperparameters_of_columns(penalty_mode mode,
 dense_matrix strengths_of_columns(penalty_mode mode, const std::vector<column_unit>& units,
                                   const_index_view groups, const_vector_view theta);
 
+// Scales columns so that each one's l2 hyperparameter becomes 1: w' = theta w, for theta
+// above 0. Theta is set to 1.
+void take_up_strengths(normalized_data& data, const_index_view groups, matrix_view theta);
+
 // Each penalized column becomes a group.
 index_vector separate_groups(const_index_view groups);
 index_t count_groups(const_index_view groups);

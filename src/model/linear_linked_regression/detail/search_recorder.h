@@ -42,4 +42,15 @@ class search_recorder final : public run_observer {
   bool is_stopped_ = false;
 };
 
+// Lets an inner problem be ended, but not seen.
+class quiet_observer final : public run_observer {
+ public:
+  explicit quiet_observer(run_observer* observer) : observer_{observer} {}
+  void check() override { corvane::check(observer_); }
+  void observe_iteration(const iteration_record& /*record*/) override {}
+
+ private:
+  run_observer* observer_;
+};
+
 }  // namespace corvane::model::linear_linked_regression_detail
