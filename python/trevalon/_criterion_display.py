@@ -187,7 +187,7 @@ class CriterionDisplay:
 
     def _draw_curve(self, style: dict[str, Any]) -> None:
         style = {"color": "C0", "label": "criterion"} | style
-        (self.line_,) = self.ax_.plot(self.strengths[0], self.values, **style)
+        (self.line_,) = self.ax_.plot(self.strengths[0], self.values.T, **style)
         self.ax_.set_ylabel(self.criterion_name)
         self._draw_path(self.path[:, 0], self.path_values)
         self._draw_point(self.chosen[0], self.chosen_value)
@@ -202,7 +202,7 @@ class CriterionDisplay:
         self.ax_.set_yscale("log")
         self.ax_.set_ylim(self.strengths[1][0], self.strengths[1][-1])
         self.ax_.set_ylabel(self.names[1])
-        bar = self.figure_.colorbar(self.contour_, ax=self.ax_, format="%.4g")
+        bar = self.figure_.colorbar(self.contour_, ax=self.ax_, format="%.6g")
         bar.set_label(self.criterion_name)
         self._draw_path(*self.path.T)
         self._draw_point(*self.chosen)
@@ -289,8 +289,8 @@ def _attributes_of(estimator: TunedModel) -> dict[str, str]:
 
 def _strengths(estimator: TunedModel, kind: str, code: int) -> FloatArray:
     """The strengths of the columns of a group."""
-    strengths: FloatArray = getattr(estimator, _attributes_of(estimator)[kind])
-    return strengths[estimator.groups_ == code]
+    strengths = getattr(estimator, _attributes_of(estimator)[kind])
+    return np.asarray(strengths[estimator.groups_ == code])
 
 
 def _direction_of(estimator: TunedModel, kind: str, code: int) -> _Direction:
@@ -307,14 +307,14 @@ def _direction_of(estimator: TunedModel, kind: str, code: int) -> _Direction:
         )
     # Hyperparameters come kind by kind, and in each kind group by group.
     place = list(attributes).index(kind) * len(estimator.group_labels_) + code
-    roots = estimator.history_["hyperparameters"]
-    roots = roots.reshape(len(estimator.history_["value"]), -1)[:, place : place + 1]
+    record = estimator.history_["hyperparameters"]
+    roots = record[:, place] if len(record) > 0 else np.empty(0)
     is_common = np.ptp(strengths) <= 1e-9 * strengths.max()
     word = "strength" if is_common else "multiple of the strengths"
     return _Direction(
         kind=kind,
         members=estimator.groups_ == code,
-        path=np.square(roots / roots[-1:]).ravel(),
+        path=np.square(roots / roots[-1:]),
         unit=float(strengths[0]) if is_common else 1.0,
         name=f"{word}{of_group} ({attributes[kind]})",
     )
@@ -336,7 +336,7 @@ def _evaluate(
         }
         for direction, factor in zip(directions, point, strict=True):
             table[direction.kind][direction.members] *= factor
-        strengths = table if len(table) > 1 else next(iter(table.values()))
+        strengths: Any = table if len(table) > 1 else next(iter(table.values()))
         return estimator.criterion_at(X, y, strengths)[0]
 
     # Where the data do not fit the estimator, this says so.
@@ -352,5 +352,8 @@ def _criterion_name(estimator: TunedModel) -> str:
 
 def _levels(values: FloatArray) -> FloatArray:
     """Levels that lie closer together towards the minimum, where the criterion is flat."""
-    least, largest = np.nanmin(values), np.nanmax(values)
-    return np.unique(least + (largest - least) * np.geomspace(1e-3, 1.0, 13)[:-1])
+    least = float(np.nanmin(values))
+    # A constant criterion has no contours, but needs levels.
+    height = max(float(np.nanmax(values)) - least, 1e-9 * abs(least))
+    levels: FloatArray = least + height * np.geomspace(1e-3, 1.0, 13)[:-1]
+    return levels
