@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: BSD-3-Clause
 //
-// The road from Python to the core. An object sizes the array by what it says of itself,
+// From Python to the core. An object sizes the array by what it says of itself,
 // and is then held to its word: items too many or too few are errors.
 #include <optional>
 

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: BSD-3-Clause
 //
-// The road from the core to Python. The array comes from numpy.zeros with no dtype, which
+// From the core to Python. The array comes from numpy.zeros with no dtype, which
 // means float64. numpy is looked up anew in each call: nothing of it is kept. What zeros
 // made is written in memory where it is an array, and through __setitem__ otherwise.
 #include <algorithm>

@@ -165,30 +165,10 @@ python_object python_observer::history() const {
   return history.release();
 }
 
-const char* text_of(run_end end) {
-  switch (end) {
-    case run_end::within_tolerance:
-      return "tolerance met";
-    case run_end::no_decrease:
-      return "no further decrease";
-    case run_end::trust_region_collapsed:
-      return "trust region collapsed";
-    case run_end::iteration_limit:
-      return "limit reached";
-    case run_end::infimum:
-      return "score at its infimum";
-    case run_end::degenerate:
-      return "degenerate";
-    case run_end::undefined:
-      break;
-  }
-  return "undefined";
-}
-
 void set_run(result_dict& results, const trust_region_result& run,
              const python_observer& observer) {
   const bool was_stopped = observer.has_stopped() && run.end == run_end::iteration_limit;
-  results.set("end", was_stopped ? "stopped by a callback" : text_of(run.end));
+  results.set("end", was_stopped ? "stopped by a callback" : describe(run.end));
   results.set("converged", run.within_tolerance);
   results.set("n_iter", std::int64_t{run.num_iterations});
   results.set("n_evaluations", std::int64_t{run.num_evaluations});

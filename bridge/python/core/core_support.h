@@ -145,7 +145,6 @@ class python_observer final : public run_observer {
   bool has_stopped_ = false;
 };
 
-const char* text_of(run_end end);
 // The run's part of the dict: end, converged, n_iter, n_evaluations, hyperparameters,
 // history.
 void set_run(result_dict& results, const trust_region_result& run,
