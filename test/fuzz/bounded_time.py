@@ -44,7 +44,7 @@ def work(first, stop, largest, limit, path):
 
 
 def run_worker(first, stop, arguments):
-    """The records of a range of seeds; after a fit beyond the limit it goes on behind it."""
+    """The records of a range of seeds. It goes on behind a fit beyond the limit."""
     with tempfile.NamedTemporaryFile(suffix=".jsonl") as log:
         while first < stop:
             command = [
