@@ -161,8 +161,10 @@ double undo_centering(const prepared_data& data, const_vector_view weights,
 ridge_report solve_ridge(dense_matrix&& X, dense_vector&& y, const ridge_request& request,
                          const_vector_view alpha) {
   namespace detail = ridge_regression_detail;
+  check(request.observer);
   const detail::prepared_data data{std::move(X), std::move(y), request.fit_intercept,
                                    request.normalize};
+  check(request.observer);
   const index_t p = data.X.cols();
   const dense_vector t = detail::normalized_roots(data, alpha);
   const bool is_dual =
@@ -195,8 +197,10 @@ ridge_criterion_value evaluate_ridge_criterion(dense_matrix&& X, dense_vector&& 
                                                const ridge_request& request,
                                                const_vector_view alpha) {
   namespace detail = ridge_regression_detail;
+  check(request.observer);
   const detail::prepared_data data{std::move(X), std::move(y), request.fit_intercept,
                                    request.normalize};
+  check(request.observer);
   const index_t p = data.X.cols();
   const index_vector groups =
       request.groups.size() == 0 ? detail::each_alone(p) : request.groups;
