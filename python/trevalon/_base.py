@@ -131,8 +131,16 @@ class SelfTunedModel(DocumentationLinkMixin, CallbackSupportMixin, BaseEstimator
     def _predict_linear(
         self, X: MatrixLike, coef: FloatArray, intercept: float
     ) -> FloatArray:
+        """X coef + intercept. To look for NaN and infinity would take as long as the
+        product. Both show in it, unless they meet a coefficient of 0."""
+        rows = np.asarray(
+            validate_data(self, X, reset=False, dtype=np.float64, ensure_all_finite=False)
+        )
         # What was loaded from a file may be of a subclass.
-        return _core.predict_linear(self._validate_rows(X), np.asarray(coef), intercept)
+        prediction = _core.predict_linear(rows, np.asarray(coef), intercept)
+        if not (np.isfinite(prediction).all() and coef.all()):
+            self._validate_rows(X)
+        return prediction
 
     def _column_names(self) -> list[str] | None:
         names = getattr(self, "feature_names_in_", None)
