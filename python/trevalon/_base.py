@@ -80,8 +80,8 @@ def fitting(fit: _Fit) -> _Fit:
         try:
             return managed(self, *args, **kwargs)
         except BaseException:
-            self.__dict__.clear()
-            self.__dict__.update(before)
+            # Needs no memory, as an update of the dictionary would.
+            self.__dict__ = before
             raise
 
     return cast(_Fit, guarded)

@@ -70,9 +70,6 @@ SCENARIOS = {
     "ridge predict": member_scenario(
         RidgeRegression, regression, lambda model, X: model.predict(X)
     ),
-    "ridge attributes": member_scenario(
-        RidgeRegression, regression, lambda model, X: read(model)
-    ),
     "logistic": fit_scenario(LogisticRegression, classification),
     "logistic l1": fit_scenario(lambda: LogisticRegression("l1"), classification),
     "logistic predict": member_scenario(
