@@ -76,8 +76,7 @@ def spread_strengths(
     codes : (p,), the group of each column; what a column of code -1 gets has no meaning.
     """
     if isinstance(value, str | bytes | dict | set):
-        wanted = "None, a number, an array-like of numbers or a callable"
-        raise _refuse(owner, name, wanted, value)
+        raise _refuse(owner, name, "a number or an array-like of numbers", value)
     try:
         numbers = np.asarray(value, dtype=np.float64)
     except (TypeError, ValueError) as error:
@@ -89,9 +88,9 @@ def spread_strengths(
         numbers = numbers[codes]
     elif numbers.shape != codes.shape:
         raise ValueError(
-            f"{name} has shape {numbers.shape}, but this fit has {groups} groups of "
-            f"{len(codes)} columns: give one number, one for each group or one for each "
-            "column"
+            f"{name} has shape {numbers.shape}, but this fit has {len(codes)} columns "
+            f"in {groups} group{'s' if groups != 1 else ''}: give one number, one for each "
+            "group or one for each column"
         )
     # The comparisons refuse NaN as well.
     least = numbers >= 0.0 if allow_zero else numbers > 0.0

@@ -429,6 +429,15 @@ class LogisticRegression(ClassifierMixin, SelfTunedModel):
         check_is_fitted(self)
         return _core.predict_log_probability(self._validate_rows(X), *self._predictor())
 
+    def _explain(self, reason: str, X: FloatArray, y: FloatArray) -> str:
+        if reason == "undefined at the start" and self.strength is not None:
+            return (
+                "at these strengths there are no finite coefficients with a finite "
+                "criterion, as without a penalty on classes that can be separated; use "
+                "larger strengths, or rescale the data"
+            )
+        return super()._explain(reason, X, y)
+
     def _predictor(self) -> tuple[FloatArray, float]:
         # Of a pickle mapped into memory these are of a class of their own.
         return np.asarray(self.coef_[0]), float(self.intercept_[0])

@@ -332,3 +332,9 @@ def test_a_fit_cut_short_warns_at_the_call_of_fit_and_says_what_helps(classifica
     with pytest.warns(ConvergenceWarning, match="Use a larger max_iter") as caught:
         LogisticRegression(max_iter=1).fit(*classification)
     assert caught[0].filename == __file__
+
+
+def test_strengths_without_a_finite_fit_are_named_as_the_cause():
+    X = np.array([[-2.0], [-1.0], [1.0], [2.0]])
+    with pytest.raises(ValueError, match=r"at these strengths .* larger strengths"):
+        LogisticRegression(strength=0.0).fit(X, [0, 0, 1, 1])

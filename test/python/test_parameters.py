@@ -85,7 +85,7 @@ def test_every_form_of_init_starts_the_same_search(data, kind):
 @pytest.mark.parametrize("kind", REGRESSORS)
 def test_an_init_of_the_wrong_length_says_how_many_there_are(data, kind):
     has = {
-        RidgeRegression: "1 groups of 4 columns",
+        RidgeRegression: "4 columns in 1 group:",
         LogisticRegression: "1 hyperparameters",
         WarpedLinearRegression: "3 hyperparameters",
     }[kind]

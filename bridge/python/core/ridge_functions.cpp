@@ -85,9 +85,9 @@ python_object fit_ridge(PyObject* arguments, PyObject* keywords) {
   request.observer = &watcher;
   const bool is_given = strengths.size() > 0;
   const model::ridge_report report = without_lock([&] {
-    return is_given
-               ? model::solve_ridge(design.matrix(), target.vector(), request, strengths)
-               : model::fit_ridge(design.matrix(), target.vector(), request);
+    return is_given ? model::solve_ridge(design.matrix(&watcher), target.vector(), request,
+                                         strengths)
+                    : model::fit_ridge(design.matrix(&watcher), target.vector(), request);
   });
   result_dict results{to_dict(report)};
   if (is_given)
@@ -119,7 +119,7 @@ python_object cluster_ridge_columns(PyObject* arguments, PyObject* keywords) {
   python_observer watcher{Py_None};
   request.observer = &watcher;
   const index_vector codes = without_lock([&] {
-    return model::cluster_ridge_columns(design.matrix(), target.vector(), request,
+    return model::cluster_ridge_columns(design.matrix(&watcher), target.vector(), request,
                                         num_groups);
   });
   return to_numpy_indices(codes);
@@ -149,8 +149,8 @@ python_object evaluate_ridge_criterion(PyObject* arguments, PyObject* keywords) 
   python_observer watcher{Py_None};
   request.observer = &watcher;
   const model::ridge_criterion_value at = without_lock([&] {
-    return model::evaluate_ridge_criterion(design.matrix(), target.vector(), request,
-                                           strengths);
+    return model::evaluate_ridge_criterion(design.matrix(&watcher), target.vector(),
+                                           request, strengths);
   });
   result_dict results;
   results.set("value", at.value);

@@ -45,11 +45,13 @@ gcv_objective::reduced_data gcv_objective::reduce(const_vector_view target,
                                                   dense_matrix&& design,
                                                   interruption* interruption) {
   dense_vector correlation = correlate(design, target);
+  check(interruption);
   const design_factorization qr = factor_design(std::move(design), interruption);
   dense_matrix triangle = qr.triangle();
   const triangle_decomposition svd =
       decompose(const_matrix_block{triangle}.part_rows(0, qr.tau.size()));
   dense_vector y{target};
+  check(interruption);
   apply(qr.record(), transposed, y.view());
   const vector_view in_range = y.view().part(0, svd.s.size());
   const dense_vector unturned{in_range};

@@ -15,10 +15,8 @@ std::unique_ptr<ridge_score_objective> make_score(ridge_objective_mode mode,
                                                   const data_normalizer& normalizer,
                                                   const_vector_view y, const_matrix_view X,
                                                   interruption* interruption) {
-  check(interruption);
-  dense_matrix design = normalizer.normalized_features(X);
+  dense_matrix design = normalizer.normalized_features(X, interruption);
   dense_vector target = normalizer.normalized_target(y);
-  check(interruption);
   switch (mode) {
     case ridge_objective_mode::gcv:
       return std::make_unique<gcv_objective>(target, std::move(design), interruption);

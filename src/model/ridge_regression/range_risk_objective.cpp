@@ -126,6 +126,7 @@ bool write_hessian(const_vector_view t, const penalty_groups& groups,
 range_risk_objective::measured_data range_risk_objective::measure(
     const_vector_view target, dense_matrix&& design, interruption* interruption) {
   dense_vector correlation = correlate(design, target);
+  check(interruption);
   const bool is_repetitive = repeats_a_column(design);
   const design_factorization qr = factor_design(std::move(design), interruption);
   if (is_repetitive || numerical_rank(qr) < qr.packed.cols())

@@ -111,25 +111,27 @@ bool are_equal(const_vector_view t) {
 
 // The gcv with several penalties: leave-one-out residuals in rotated coordinates, which
 // depend on how columns are normalized.
-double rotated_criterion(const prepared_data& data, dense_vector t) {
+double rotated_criterion(const prepared_data& data, dense_vector t,
+                         interruption* interrupt) {
   // Continuous at 0, where the score is not defined.
   for (double& root : t) root = std::max(root, 1e-8);
   double value = 0.0;
-  const auto score = make_score(ridge_objective_mode::gcv, data.normalizer, data.y, data.X);
+  const auto score =
+      make_score(ridge_objective_mode::gcv, data.normalizer, data.y, data.X, interrupt);
   if (!score->compute_value(t, value)) throw optimizer_undefined_error{};
   return value;
 }
 
 // By the definition, normalized units.
-double criterion_of(ridge_objective_mode mode, const prepared_data& data,
+double criterion_of(const ridge_request& request, const prepared_data& data,
                     const dense_vector& t, const solution& at) {
   const auto& [residuals, slack] = at.rows;
   const auto n = static_cast<double>(residuals.size());
   const double mean_slack = compensated_mean(slack);
-  switch (mode) {
+  switch (request.criterion) {
     case ridge_objective_mode::gcv:
       return are_equal(t) ? sum_of_squares(residuals) / mean_slack / mean_slack
-                          : rotated_criterion(data, t);
+                          : rotated_criterion(data, t, request.observer);
     case ridge_objective_mode::range_risk:
       return sum_of_squares(residuals) + 2.0 * at.noise_variance * n * (1.0 - mean_slack);
     case ridge_objective_mode::loocv:
@@ -161,10 +163,7 @@ double undo_centering(const prepared_data& data, const_vector_view weights,
 ridge_report solve_ridge(dense_matrix&& X, dense_vector&& y, const ridge_request& request,
                          const_vector_view alpha) {
   namespace detail = ridge_regression_detail;
-  check(request.observer);
-  const detail::prepared_data data{std::move(X), std::move(y), request.fit_intercept,
-                                   request.normalize};
-  check(request.observer);
+  const detail::prepared_data data{std::move(X), std::move(y), request};
   const index_t p = data.X.cols();
   const dense_vector t = detail::normalized_roots(data, alpha);
   const bool is_dual =
@@ -186,8 +185,7 @@ ridge_report solve_ridge(dense_matrix&& X, dense_vector&& y, const ridge_request
         j, found.weights[j] * (normalizer.target_scale / normalizer.feature_scales[j]));
   report.intercept = detail::undo_centering(data, found.weights, normalizer.feature_scales);
   report.alpha = alpha;
-  report.criterion_value =
-      data.criterion(detail::criterion_of(request.criterion, data, t, found));
+  report.criterion_value = data.criterion(detail::criterion_of(request, data, t, found));
   detail::set_influence(found.rows, found.column_dof, data, report);
   detail::require_finite(report);
   return report;
@@ -197,10 +195,7 @@ ridge_criterion_value evaluate_ridge_criterion(dense_matrix&& X, dense_vector&& 
                                                const ridge_request& request,
                                                const_vector_view alpha) {
   namespace detail = ridge_regression_detail;
-  check(request.observer);
-  const detail::prepared_data data{std::move(X), std::move(y), request.fit_intercept,
-                                   request.normalize};
-  check(request.observer);
+  const detail::prepared_data data{std::move(X), std::move(y), request};
   const index_t p = data.X.cols();
   const index_vector groups =
       request.groups.size() == 0 ? detail::each_alone(p) : request.groups;

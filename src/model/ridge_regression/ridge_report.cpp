@@ -110,10 +110,7 @@ ridge_regression_model run_fit(const ridge_regression_model_descriptor& descript
 }  // namespace
 
 ridge_report fit_ridge(dense_matrix&& X, dense_vector&& y, const ridge_request& request) {
-  check(request.observer);
-  const prepared_data data{std::move(X), std::move(y), request.fit_intercept,
-                           request.normalize};
-  check(request.observer);
+  const prepared_data data{std::move(X), std::move(y), request};
   ridge_report report;
   report.groups = request.groups.size() == 0 ? each_alone(data.X.cols()) : request.groups;
   const double constant = left_out(request, data);
@@ -140,10 +137,7 @@ ridge_report fit_ridge(dense_matrix&& X, dense_vector&& y, const ridge_request& 
 
 index_vector cluster_ridge_columns(dense_matrix&& X, dense_vector&& y,
                                    const ridge_request& request, index_t num_groups) {
-  check(request.observer);
-  const prepared_data data{std::move(X), std::move(y), request.fit_intercept,
-                           request.normalize};
-  check(request.observer);
+  const prepared_data data{std::move(X), std::move(y), request};
   index_vector one_group(data.X.cols());
   std::fill(one_group.begin(), one_group.end(), 0);
   const auto descriptor = make_descriptor(request, request.observer,

@@ -18,11 +18,16 @@ namespace corvane::model::ridge_regression_detail {
 
 // The target is not centered: the constant column takes its mean.
 prepared_data::prepared_data(dense_matrix&& features, dense_vector&& target,
-                             bool fit_intercept, bool normalize)
+                             const ridge_request& request)
     : X{std::move(features)},
       y{std::move(target)},
-      raised{raise_small_numbers(fit_intercept, normalize, X, y)},
-      normalizer{{false, fit_intercept, fit_intercept, normalize, normalize}, y, X} {}
+      raised{raise_small_numbers(request.fit_intercept, request.normalize, X, y,
+                                 request.observer)},
+      normalizer{{false, request.fit_intercept, request.fit_intercept, request.normalize,
+                  request.normalize},
+                 y,
+                 X,
+                 request.observer} {}
 
 double prepared_data::target(double value) const {
   return raised.target(value * normalizer.target_scale);

@@ -19,7 +19,7 @@ struct prepared_data {
   small_numbers raised;
   data_normalizer normalizer;
 
-  prepared_data(dense_matrix&& X, dense_vector&& y, bool fit_intercept, bool normalize);
+  prepared_data(dense_matrix&& X, dense_vector&& y, const ridge_request& request);
 
   // What is normalized, in units of the data.
   double target(double value) const;

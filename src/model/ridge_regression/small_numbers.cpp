@@ -68,11 +68,14 @@ double small_numbers::root_to_data(index_t j, double root) const {
   return std::ldexp(root, -static_cast<int>(column_exponents[j]));
 }
 
-small_numbers raise_small_numbers(bool center, bool rescale, matrix_view X, vector_view y) {
+small_numbers raise_small_numbers(bool center, bool rescale, matrix_view X, vector_view y,
+                                  interruption* interrupt) {
   small_numbers raised{index_vector{X.cols()}, 0};
-  for (index_t j = 0; j < X.cols(); ++j)
+  for (index_t j = 0; j < X.cols(); ++j) {
+    check(interrupt);
     raised.column_exponents[j] =
         X.rows() == 0 ? 0 : raise_column(center, rescale, X.column(j));
+  }
   if (!has_ordinary_spread(y, 0.0) && largest_distance(y, 0.0) > 0.0) {
     raised.target_exponent = raising_exponent(y);
     multiply(y, raised.target_exponent);

@@ -4,6 +4,7 @@
 // digits; the data of ordinary size are left as they are.
 #pragma once
 
+#include "common/interruption.h"
 #include "n_array/n_array.h"
 
 namespace corvane::model::ridge_regression_detail {
@@ -24,6 +25,7 @@ struct small_numbers {
 // A column of denormal spread becomes constant: its digits say nothing. With `rescale`,
 // smaller columns are multiplied. `center`: constant columns are those of equal values,
 // else those of zeros.
-small_numbers raise_small_numbers(bool center, bool rescale, matrix_view X, vector_view y);
+small_numbers raise_small_numbers(bool center, bool rescale, matrix_view X, vector_view y,
+                                  interruption* interrupt = nullptr);
 
 }  // namespace corvane::model::ridge_regression_detail

@@ -14,6 +14,7 @@
 #include "common/column_moments.h"
 #include "common/finite.h"
 #include "common/linear_algebra.h"
+#include "common/qr_factorization.h"
 #include "model/ridge_regression/data_normalizer.h"
 #include "model/warped_linear_regression/tanh_target_warper_descriptor.h"
 #include "model/warped_linear_regression/warped_linear_regression_model_descriptor.h"
@@ -105,8 +106,8 @@ counted_columns find_varying_columns(const_matrix_view X,
 // Those of the columns that no linear combination of the ones before them makes, up to
 // rounding.
 std::vector<index_t> find_independent(const data_normalizer& normalizer,
-                                      const_matrix_view X) {
-  dense_matrix design = normalizer.normalized_features(X);
+                                      const_matrix_view X, interruption* interrupt) {
+  dense_matrix design = normalizer.normalized_features(X, interrupt);
   const index_t q = X.cols();
   for (index_t j = 0; j < q; ++j) {
     const vector_view column = design.view().column(j);
@@ -114,7 +115,7 @@ std::vector<index_t> find_independent(const data_normalizer& normalizer,
     for (double& entry : column) entry /= length;
   }
   dense_vector reflectors(q);
-  geqrf(design, reflectors);
+  factor(design, reflectors, interrupt);
   const double rounding = (10.0 * static_cast<double>(q) + 2.0) * double_epsilon;
   std::vector<index_t> independent;
   for (index_t j = 0; j < q; ++j)
@@ -176,8 +177,8 @@ warped_fit fit_independent_columns(const_vector_view y, counted_columns& data,
     return descriptor.fit(y, data.matrix());
   } catch (const std::runtime_error&) {
     const const_matrix_view X = data.matrix();
-    const data_normalizer normalizer{normalization(options), y, X};
-    const auto independent = find_independent(normalizer, X);
+    const data_normalizer normalizer{normalization(options), y, X, options.observer};
+    const auto independent = find_independent(normalizer, X, options.observer);
     if (static_cast<index_t>(independent.size()) == X.cols())
       throw std::domain_error("dependent columns");
     data = keep_part(data, independent);
