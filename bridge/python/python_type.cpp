@@ -61,7 +61,7 @@ python_object make_python_module(const char* name, const char* doc, PyMethodDef*
                                 nullptr};
   // The thread that imports makes its scratch memory now. Where the C library finds no room
   // for thread-local data it ends the process: better here than in the midst of a fit.
-  scoped_allocator{};
+  const scoped_allocator first_scope;
   static std::once_flag filled;
   std::call_once(filled, [&] {
     definition.m_name = name;
