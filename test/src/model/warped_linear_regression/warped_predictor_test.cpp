@@ -3,6 +3,7 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cmath>
 #include <cstdint>
 #include <functional>
@@ -46,7 +47,8 @@ TEST(warped_predictor, the_latent_distribution_is_that_of_its_formula) {
   std::vector<double> mean(5), deviation(5);
   predict_latent(state, rows_of(X), view(mean), view(deviation));
   for (index_t i = 0; i < 5; ++i) {
-    double products[4] = {};
+    dense_vector products(4);
+    std::fill(products.begin(), products.end(), 0.0);
     for (index_t j = 0; j < 3; ++j)
       for (index_t k = 0; k < 4; ++k)
         products[k] += (X(i, state.columns[j]) - state.feature_means[j]) /

@@ -159,20 +159,21 @@ TEST(warped_report, constant_denormal_and_dependent_columns_get_the_coefficient_
 TEST(warped_report, the_covariance_root_is_that_of_the_inverse_of_the_centered_product) {
   const model_data data = draw_model(60, 2, 0.5, 7);
   const auto report = fit_warped(view(data.y), data.X, {});
-  double product[2][2] = {};
+  dense_matrix product(2, 2);
   for (index_t a = 0; a < 2; ++a)
     for (index_t b = 0; b < 2; ++b) {
       const double mean_a = measure(copy_of(data.X.view().column(a))).mean;
       const double mean_b = measure(copy_of(data.X.view().column(b))).mean;
+      product(a, b) = 0.0;
       for (index_t i = 0; i < 60; ++i)
-        product[a][b] += (data.X(i, a) - mean_a) * (data.X(i, b) - mean_b);
+        product(a, b) += (data.X(i, a) - mean_a) * (data.X(i, b) - mean_b);
     }
-  const double determinant = product[0][0] * product[1][1] - product[0][1] * product[1][0];
+  const double determinant = product(0, 0) * product(1, 1) - product(0, 1) * product(1, 0);
   const auto& root = report.covariance_root;
   EXPECT_NEAR(root(0, 0) * root(0, 0) + root(0, 1) * root(0, 1),
-              product[1][1] / determinant, 1e-14);
+              product(1, 1) / determinant, 1e-14);
   EXPECT_NEAR(root(0, 0) * root(1, 0) + root(0, 1) * root(1, 1),
-              -product[0][1] / determinant, 1e-14);
+              -product(0, 1) / determinant, 1e-14);
 }
 
 TEST(warped_report, data_that_no_fit_makes_sense_of_are_refused) {
