@@ -28,6 +28,9 @@ void* __wrap_malloc(std::size_t bytes) noexcept {            // NOLINT: see abov
 }
 
 void* operator new(std::size_t bytes) { return counted(__real_malloc(bytes)); }
+void* operator new(std::size_t bytes, const std::nothrow_t& /*tag*/) noexcept {
+  return counted(__real_malloc(bytes));
+}
 void* operator new(std::size_t bytes, std::align_val_t alignment) {
   const auto boundary = static_cast<std::size_t>(alignment);
   return counted(std::aligned_alloc(boundary, rounded_up(bytes, boundary)));
