@@ -90,6 +90,7 @@ def test_the_limit_of_iterations_ends_the_search_by_name():
     )
 
 
+@pytest.mark.usefixtures("ctrl_c_raises")
 def test_a_signal_during_a_fit_ends_it_with_what_its_handler_raises():
     def observe(iteration, *_):
         if iteration == 1:

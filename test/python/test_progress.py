@@ -158,6 +158,7 @@ def test_what_a_callback_raises_leaves_the_estimator_as_it_was(regression, model
 
 
 @needs_callbacks
+@pytest.mark.usefixtures("ctrl_c_raises")
 def test_an_interrupted_fit_leaves_the_estimator_as_it_was(regression, model):
     X, y = regression
     fitted = dict(vars(model.fit(X, y)))
