@@ -113,10 +113,11 @@ PARAMETERS = {
     "normalize": st.booleans() | SCRAPS,
     "init": st.none() | NUMBERS | st.lists(NUMBERS, max_size=4)
     | st.just(lambda count: [1e300] * count) | SCRAPS,
-    "alpha": st.none() | NUMBERS | st.lists(NUMBERS, max_size=4) | SCRAPS,
-    "strength": st.none() | NUMBERS | st.lists(NUMBERS, max_size=4) | SCRAPS
-    | st.fixed_dictionaries({"l2": NUMBERS, "l1": NUMBERS})
-    | st.fixed_dictionaries({"strength": NUMBERS, "exponent": NUMBERS}),
+    "alpha": st.sampled_from([None, None, None, 1.0, 0.0, -1.0, 1e300, np.nan, "a", [1.0]]),
+    "strength": st.sampled_from(
+        [None, None, None, 1.0, 0.0, -1.0, 1e300, np.nan, "a", [1.0, 2.0],
+         {"l2": 1.0, "l1": 0.1}, {"strength": 1.0, "exponent": 1.5}]
+    ),
     "warm_start": st.booleans() | SCRAPS,
     "max_iter": st.sampled_from([10_000, 1, 0, -1, 10**30, 1.5, None]),
     "verbose": st.sampled_from([0, 0, 1, True, -1, 10**30, "loud", None]),
