@@ -21,7 +21,7 @@ namespace {
 //   tanh |x| = 1 - 2 (even - odd) / ((2^k + 1) even + (2^k - 1) odd)
 struct tangent {
   double t;
-  double complement;  // 1 - t^2, by way of 1 - |t| where that is known to all its digits
+  double complement;  // 1 - t^2, from 1 - |t| where that is known to all its digits
 };
 
 tangent tanh_entry(double x) {

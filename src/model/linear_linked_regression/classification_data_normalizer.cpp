@@ -20,7 +20,7 @@ void check_features(const_matrix_view X) {
 }
 
 // A constant column keeps its unit: its scale is 1. Compensated like the mean, as rounding
-// that hangs on the order of the observations would move a whole column.
+// that depends on the order of the observations would move a whole column.
 double scale(const_vector_view column, double center) {
   const double length = std::sqrt(compensated_squares_about(center, column));
   return length == 0.0 ? 1.0 : length;
