@@ -10,7 +10,7 @@
 #include <vector>
 
 #include "common/linear_algebra.h"
-#include "model/warped_linear_regression/tanh_target_warper_descriptor.h"
+#include "model/warped_linear_regression/map/tanh_target_warper_descriptor.h"
 #include "model/warped_linear_regression/warped_linear_regression_model_descriptor.h"
 #include "n_array/n_array.h"
 

@@ -5,7 +5,7 @@
 #include <string_view>
 #include <utility>
 
-#include "model/warped_linear_regression/warped_report.h"
+#include "model/warped_linear_regression/report/warped_report.h"
 #include "python/argument_parser.h"
 #include "python/array_conversion.h"
 #include "python/core/core_support.h"

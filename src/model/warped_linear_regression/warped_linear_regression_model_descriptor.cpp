@@ -9,7 +9,7 @@
 #include "common/cut_digits.h"
 #include "common/linear_algebra.h"
 #include "common/scoped_allocator.h"
-#include "model/warped_linear_regression/random_draws.h"
+#include "model/warped_linear_regression/likelihood/random_draws.h"
 
 namespace corvane::model {
 

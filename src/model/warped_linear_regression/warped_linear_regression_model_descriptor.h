@@ -14,9 +14,9 @@
 #include "common/blas_arguments.h"
 #include "common/interruption.h"
 #include "common/matrix_block.h"
-#include "model/warped_linear_regression/target_warper_descriptor.h"
-#include "model/warped_linear_regression/warped_fit.h"
-#include "model/warped_linear_regression/warped_objective.h"
+#include "model/ridge_regression/data_normalizer.h"
+#include "model/warped_linear_regression/likelihood/warped_objective.h"
+#include "model/warped_linear_regression/map/target_warper_descriptor.h"
 #include "n_array/n_array.h"
 #include "optimization/trust_region_optimizer.h"
 
@@ -33,6 +33,16 @@ struct warped_linear_regression_model_options {
   std::function<void(vector_view)> initializer;      // empty means uniform draws on [-1, 1)
   std::unique_ptr<target_warper_descriptor> warper;  // the family; never null
   interruption* interrupt = nullptr;  // not owned; asked while the data are prepared
+};
+
+// What a fit leaves: all that prediction and reporting need.
+struct warped_fit {
+  data_normalizer normalizer;  // of new rows
+  trust_region_result result;  // holds the final parameters and value
+  std::shared_ptr<model::target_warper> target_warper;
+  dense_vector regressors;  // beta, p entries: normalized features to normalized latents
+  double noise_variance = 0.0;  // in the same units
+  dense_matrix r_transposed;    // R', p by p: its lower triangle is meaningful
 };
 
 class warped_linear_regression_model_descriptor {

@@ -7,7 +7,7 @@
 #include <memory>
 #include <utility>
 
-#include "model/warped_linear_regression/tanh_target_warper_descriptor.h"
+#include "model/warped_linear_regression/map/tanh_target_warper_descriptor.h"
 #include "python/argument_parser.h"
 #include "python/initializer_bridge.h"
 #include "python/model/warped_linear_regression/warped_linear_regression_type.h"
