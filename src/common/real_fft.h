@@ -22,8 +22,8 @@ class real_fft {
   explicit real_fft(index_t n);
   real_fft(const real_fft&) = delete;
   real_fft& operator=(const real_fft&) = delete;
-  real_fft(real_fft&&) noexcept;
-  real_fft& operator=(real_fft&&) noexcept;
+  real_fft(real_fft&&) = delete;
+  real_fft& operator=(real_fft&&) = delete;
   ~real_fft();
 
   index_t length() const { return length_; }

@@ -127,7 +127,7 @@ double criterion_of(const ridge_request& request, const prepared_data& data,
                     const dense_vector& t, const solution& at) {
   const auto& [residuals, slack] = at.rows;
   const auto n = static_cast<double>(residuals.size());
-  const double mean_slack = compensated_mean(slack);
+  const double mean_slack = mean_of(slack);
   switch (request.criterion) {
     case ridge_objective_mode::gcv:
       return are_equal(t) ? sum_of_squares(residuals) / mean_slack / mean_slack

@@ -5,6 +5,7 @@
 #include <cmath>
 #include <cstddef>
 
+#include "common/compensated_sum.h"
 #include "common/linear_algebra.h"
 #include "common/scoped_allocator.h"
 #include "common/vector_math.h"
@@ -185,7 +186,7 @@ class step_evaluation {
     std::copy(y_.begin(), y_.end(), out_.latent.begin());
     for (index_t k = 0; k < num_steps_; ++k) {
       const const_vector_view terms = tanh_.column(k);
-      const double mean = mean_term(terms);
+      const double mean = mean_of(terms);
       for (index_t i = 0; i < y_.size(); ++i)
         out_.latent[i] += (terms[i] - mean) * steps_[k].height;
       if (wants_jacobian()) finish_derivatives(k, mean);
@@ -197,8 +198,8 @@ class step_evaluation {
       return out_.jacobian.column(k * parameters_per_step + j);
     };
     const step_coefficients& first = steps_[k];
-    const double mean_us = mean_term(jacobian(1));
-    const double mean_s = mean_term(jacobian(2));
+    const double mean_us = mean_of(jacobian(1));
+    const double mean_s = mean_of(jacobian(2));
     deviate(jacobian(0), mean_t, first.latent_by_alpha);
     deviate(jacobian(1), mean_us, first.latent_by_beta);
     deviate(jacobian(2), mean_s, first.latent_by_gamma);
@@ -210,9 +211,9 @@ class step_evaluation {
     deviate(hessian(0), mean_t, second.alpha_alpha);
     deviate(hessian(1), mean_us, second.alpha_beta);
     deviate(hessian(2), mean_s, second.alpha_gamma);
-    deviate(hessian(3), mean_term(hessian(3)), second.beta_beta);
-    deviate(hessian(4), mean_term(hessian(4)), second.beta_gamma);
-    deviate(hessian(5), mean_term(hessian(5)), second.gamma_gamma);
+    deviate(hessian(3), mean_of(hessian(3)), second.beta_beta);
+    deviate(hessian(4), mean_of(hessian(4)), second.beta_gamma);
+    deviate(hessian(5), mean_of(hessian(5)), second.gamma_gamma);
   }
 
   scoped_allocator scope_;

@@ -1,7 +1,6 @@
 // SPDX-License-Identifier: BSD-3-Clause
 #include "model/warped_linear_regression/likelihood/residual_moments.h"
 
-#include <algorithm>
 #include <utility>
 
 #include "common/compensated_sum.h"
@@ -25,19 +24,12 @@ dense_vector deviations(const_vector_view y, double mean) {
   return from_mean;
 }
 
-// Rounding must not lead out of the targets: equal ones have themselves as their mean.
-double mean_within(const_vector_view y) {
-  if (y.size() == 0) return 0.0;
-  const auto [smallest, largest] = std::minmax_element(y.begin(), y.end());
-  return std::clamp(compensated_mean(y), *smallest, *largest);
-}
-
 }  // namespace
 
 projected_targets::projected_targets(const_vector_view y, dense_matrix&& ones_and_basis,
                                      interruption* interrupt)
     : basis_sums_{sum_basis(ones_and_basis)},
-      mean_{mean_within(y)},
+      mean_{mean_of(y)},
       cells_{deviations(y, mean_), std::move(ones_and_basis), interrupt} {}
 
 }  // namespace corvane::model

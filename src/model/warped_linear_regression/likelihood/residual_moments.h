@@ -1,9 +1,9 @@
 // SPDX-License-Identifier: BSD-3-Clause
 //
-// What value, gradient and Hessian of the concentrated likelihood are made of: sums over
-// the targets, with r the residual of the latents z(y; theta) on the columns of a design
-// and Jr the derivatives of r in theta. As r is orthogonal to the design, the second
-// derivatives of z stand for those of r.
+// The sums over the targets from which value, gradient and Hessian of the concentrated
+// likelihood are computed, with r the residual of the latents z(y; theta) on the columns of
+// a design and Jr the derivatives of r in theta. As r is orthogonal to the design, the
+// second derivatives of z may replace those of r.
 #pragma once
 
 #include "model/warped_linear_regression/likelihood/target_cells.h"
@@ -22,8 +22,8 @@ class projected_targets {
   const target_cells& cells() const { return cells_; }  // y - mean, with the rows (1, q_i)
   index_t num_targets() const { return cells_.y().size(); }
   index_t num_basis_columns() const { return basis_sums_.size(); }  // p
-  double mean() const { return mean_; }  // of y, and within its range
-  const_vector_view basis_sums() const { return basis_sums_; }  // Q'1
+  double mean() const { return mean_; }                             // of y
+  const_vector_view basis_sums() const { return basis_sums_; }      // Q'1
 
  private:
   dense_vector basis_sums_;

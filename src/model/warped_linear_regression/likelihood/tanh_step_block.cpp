@@ -41,7 +41,7 @@ step_block::step_block(scoped_allocator& scope, const_vector_view theta, double 
       inverse_slopes_{scope.vector(max_rows)},
       tangents_{scope.matrix(max_rows, num_steps_)},
       complements_{scope.matrix(max_rows, num_steps_)},
-      rises_{scope.vector(max_rows)},
+      tangent_differences_{scope.vector(max_rows)},
       latent_columns_{scope.matrix(max_rows, 1 + 2 * parameters_per_step * num_steps_)},
       slope_columns_{
           scope.matrix(max_rows, (parameters_per_step + pairs_per_step) * num_steps_)} {
@@ -53,7 +53,7 @@ step_block::step_block(scoped_allocator& scope, const_vector_view theta, double 
   fill_anchor();
 }
 
-// By way of the same functions as the targets: a target at the anchor gives exactly zero.
+// With the same functions as for the targets: a target at the anchor gives exactly zero.
 void step_block::fill_anchor() {
   constexpr double at = 0.0;
   y_ = {&at, 1};
@@ -91,13 +91,13 @@ void step_block::add_latents_and_slopes(index_t k) {
   const step_point anchor = at_anchor_[k].point;
   const double* const t = tangents_.column(k).data();
   const double* const s = complements_.column(k).data();
-  double* const rise = rises_.data();
+  double* const difference = tangent_differences_.data();
   double* const z = latent_columns_.data();
   double* const d = slopes_.data();
   run_vectorized([=](auto /*width*/) {
     for (index_t i = 0; i < count; ++i) {
-      rise[i] = tangent_difference({0.0, t[i], s[i]}, anchor);
-      z[i] += rise[i] * step.height;
+      difference[i] = tangent_difference({0.0, t[i], s[i]}, anchor);
+      z[i] += difference[i] * step.height;
       d[i] += s[i] * step.slope;
     }
   });
@@ -111,14 +111,14 @@ void step_block::fill_raw_columns(index_t k) {
   const double* const y = y_.data();
   const double* const t = tangents_.column(k).data();
   const double* const s = complements_.column(k).data();
-  const double* const rise = rises_.data();
+  const double* const difference = tangent_differences_.data();
   double* const gradient = latent_columns_.column(1 + parameters_per_step * k).data();
   double* const curvature = gradient + max_rows * parameters_per_step * num_steps_;
   run_vectorized([=](auto /*width*/) {
     for (index_t i = 0; i < count; ++i) {
       const step_point p = make_step_point(y[i], position, t[i], s[i]);
       store(gradient, i, raw_gradient(p), anchor.gradient);
-      gradient[i] = rise[i];
+      gradient[i] = difference[i];
     }
     for (index_t i = 0; i < count; ++i) {
       const step_point p = make_step_point(y[i], position, t[i], s[i]);

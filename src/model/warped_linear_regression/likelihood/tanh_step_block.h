@@ -1,14 +1,14 @@
 // SPDX-License-Identifier: BSD-3-Clause
 //
-// The columns that a sum of tanh steps and its derivatives in the parameters are made of,
-// for a block of targets that stays in cache:
+// The columns from which a sum of tanh steps and its derivatives in the parameters are
+// computed, for a block of targets that stays in cache:
 //
 //   z = y + sum over k of a_k (t_k - t_k at an anchor)
 //   the raw quantities of the derivatives of z, less those at the anchor
 //
-// The anchor, a number amid the targets, keeps the columns of nearly constant quantities
+// The anchor, the mean of the targets, keeps the columns of nearly constant quantities
 // small, so that subtracting their means later loses no digits. Targets are given by their
-// distances from it, which have the digits that targets far from zero have lost.
+// differences from it, which have more digits than targets far from zero.
 #pragma once
 
 #include "common/matrix_block.h"
@@ -60,12 +60,12 @@ class step_block {
   step_curvatures* curvatures_;
   anchored_terms* at_anchor_;
   const_vector_view y_{};
-  vector_view arguments_;       // b (y + c), of one step
-  vector_view slopes_;          // d
-  vector_view inverse_slopes_;  // 1 / d
-  matrix_block tangents_;       // t, one column per step
-  matrix_block complements_;    // s = 1 - t^2, likewise
-  vector_view rises_;           // t less that of the anchor, of one step
+  vector_view arguments_;            // b (y + c), of one step
+  vector_view slopes_;               // d
+  vector_view inverse_slopes_;       // 1 / d
+  matrix_block tangents_;            // t, one column per step
+  matrix_block complements_;         // s = 1 - t^2, likewise
+  vector_view tangent_differences_;  // t less that of the anchor, of one step
   matrix_block latent_columns_;
   matrix_block slope_columns_;
 };

@@ -14,8 +14,9 @@ namespace corvane::model::tanh_warper_detail {
 
 namespace {
 
-// The part of its squares that a column must keep outside of Q: two digits may be lost.
-constexpr double smallest_share_outside = 0.01;
+// The smallest fraction of a column's squares outside the span of Q at which C'C - W'W is
+// used, with a loss of two digits.
+constexpr double smallest_fraction_outside = 0.01;
 
 matrix_block as_row(vector_view entries) { return {entries.data(), 1, entries.size(), 1}; }
 
@@ -53,7 +54,7 @@ class moment_sums {
  private:
   index_t num_targets() const { return targets_.num_targets(); }
 
-  // At the nodes of cells, as far as they stand for the targets.
+  // At the nodes of the cells that replace their targets, and at the other targets.
   template <class Visit>
   void for_each_block(const Visit& visit) {
     if (!targets_.cells().has_cells()) return for_each_block_of_targets(visit);
@@ -129,8 +130,8 @@ class moment_sums {
     add_narrow_lower_products(weigh(gradient, weights), gradient, slope_products_);
   }
 
-  // The derivatives lose their means. The latents, which keep the mean of the targets, lose
-  // what the anchor in the place of the means has added to it.
+  // Subtracts the means of the derivatives. The latents keep the mean of the targets; what
+  // the anchor in place of the means of the steps has added is subtracted.
   void subtract_means() {
     const auto n = static_cast<double>(num_targets());
     const const_matrix_block inside{inside_};
@@ -170,11 +171,12 @@ class moment_sums {
 
   bool has_cancelled() const {
     for (index_t j = 0; j < products_.cols(); ++j)
-      if (products_(j, j) < smallest_share_outside * squares_[j]) return true;
+      if (products_(j, j) < smallest_fraction_outside * squares_[j]) return true;
     return false;
   }
 
-  // The same products, of C - Q W itself, which is no function of the targets.
+  // The same products of C - Q W itself, summed over all targets, since Q W is no smooth
+  // function of the target.
   void sum_residuals() {
     clear_products();
     for_each_block_of_targets([&](const_matrix_block rows) {

@@ -1,8 +1,8 @@
 // SPDX-License-Identifier: BSD-3-Clause
 //
-// The terms of one tanh step at one target that the derivatives in its parameters are made
-// of. Those of z are deviations of a raw quantity from its mean over the targets, times a
-// factor: dz/dtheta = factor (raw - mean[raw]).
+// The terms of one tanh step at one target from which the derivatives in its parameters are
+// computed. Those of z are deviations of a raw quantity from its mean over the targets,
+// times a factor: dz/dtheta = factor (raw - mean[raw]).
 #pragma once
 
 #include <array>
@@ -24,18 +24,17 @@ inline step_point make_step_point(double y, double position, double t) {
   return {y + position, t, 1.0 - t * t};
 }
 
-// Where s is known to more digits than t leaves of it.
+// With an s that has more digits than 1 - t^2.
 inline step_point make_step_point(double y, double position, double t, double s) {
   return {y + position, t, s};
 }
 
 // The tangent of p less that of `anchor`. Where both are near the same end of their range,
-// the difference is that of what they lack of it, 1 - |t| = s / (1 + |t|), which has the
-// digits that the tangents have lost.
+// it is the difference of 1 - |t| = s / (1 + |t|), which has the digits that t has lost.
 inline double tangent_difference(const step_point& p, const step_point& anchor) {
-  const double lack = p.s / (1.0 + std::abs(p.t));
-  const double lack_of_anchor = anchor.s / (1.0 + std::abs(anchor.t));
-  const double along_end = std::copysign(1.0, p.t) * (lack_of_anchor - lack);
+  const double one_minus_abs = p.s / (1.0 + std::abs(p.t));
+  const double one_minus_abs_anchor = anchor.s / (1.0 + std::abs(anchor.t));
+  const double along_end = std::copysign(1.0, p.t) * (one_minus_abs_anchor - one_minus_abs);
   return p.t * anchor.t > 0.25 ? along_end : p.t - anchor.t;
 }
 

@@ -1,26 +1,14 @@
 // SPDX-License-Identifier: BSD-3-Clause
 #include "model/warped_linear_regression/map/tanh_step_coefficients.h"
 
-#include <algorithm>
-
-#include "common/compensated_sum.h"
-
 namespace corvane::model::tanh_warper_detail {
-
-double mean_term(const_vector_view terms) {
-  const auto differs = [&](double term) { return term != terms[0]; };
-  const bool constant =
-      terms.size() > 0 && std::none_of(terms.begin(), terms.end(), differs);
-  return constant ? terms[0] : compensated_mean(terms);
-}
 
 step_coefficients make_step_coefficients(const_vector_view triple) {
   const double alpha = triple[0];
   const double beta = triple[1];
   const double a = alpha * alpha;
   const double b = beta * beta;
-  return {.alpha = alpha,
-          .height = a,
+  return {.height = a,
           .steepness = b,
           .position = triple[2],
           .slope = a * b,

@@ -1,13 +1,13 @@
 // SPDX-License-Identifier: BSD-3-Clause
 //
-// What one tanh step contributes, as factors of its parameters (alpha, beta, gamma). With
-// height a = alpha^2, steepness b = beta^2, position c = gamma and, at a target y,
-// u = y + c, t = tanh(b u), s = 1 - t^2, the map of the family is
+// The factors of the terms of one tanh step, computed from its parameters (alpha, beta,
+// gamma). With height a = alpha^2, steepness b = beta^2, position c = gamma and, at a
+// target y, u = y + c, t = tanh(b u), s = 1 - t^2, the map of the family is
 //
 //   z(y)  = y + sum over steps of a (t - h),    h the mean of t over the training targets
 //   dz/dy = 1 + sum over steps of a b s
 //
-// Squares make it increasing whatever the parameters are, so that none is constrained.
+// The squares make it increasing for all parameters, so that none is constrained.
 #pragma once
 
 #include "n_array/n_array_view.h"
@@ -19,7 +19,6 @@ inline constexpr index_t pairs_per_step = 6;
 
 // The factors of z, of dz/dy and of their first derivatives in the parameters.
 struct step_coefficients {
-  double alpha;
   double height;                   // a
   double steepness;                // b
   double position;                 // c
@@ -59,12 +58,6 @@ struct step_curvatures {
   double slope_gamma_gamma_tst;  // 4 alpha^2 beta^6, of (t s) t
   double slope_gamma_gamma_ss;   // -2 alpha^2 beta^6, of s^2
 };
-
-// The mean of a term of a step over the targets: a compensated sum divided by the count.
-// The mean of equal terms is that term, which the rounded division may miss by an ulp:
-// where all targets are equal, or a step is saturated at all of them, its contribution is
-// exactly zero.
-double mean_term(const_vector_view terms);
 
 // From the three parameters of a step.
 step_coefficients make_step_coefficients(const_vector_view triple);

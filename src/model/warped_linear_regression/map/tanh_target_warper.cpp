@@ -5,6 +5,7 @@
 #include <stdexcept>
 #include <utility>
 
+#include "common/compensated_sum.h"
 #include "common/finite.h"
 #include "common/scoped_allocator.h"
 #include "common/vector_math.h"
@@ -34,7 +35,7 @@ tanh_target_warper::tanh_target_warper(const tanh_target_warper_descriptor& desc
     for (index_t i = 0; i < y.size(); ++i)
       arguments[i] = (y[i] + step.position) * step.steepness;
     compute_tanh(arguments, terms);
-    step_means_[k] = mean_term(terms);
+    step_means_[k] = mean_of(terms);
     for (index_t i = 0; i < y.size(); ++i)
       training_latents_[i] += (terms[i] - step_means_[k]) * step.height;
   }
@@ -46,7 +47,7 @@ void tanh_target_warper::check(const_vector_view y) const {
   if (y.size() == 0) throw std::invalid_argument("the training targets are empty");
   if (!all_finite(y))
     throw std::invalid_argument("the training targets hold a value that is not finite");
-  // The map and its first two derivatives in y are made of these.
+  // The factors of the map and its first two derivatives in y.
   for (const step_coefficients& step : step_coefficients_)
     if (!is_finite(step.slope) || !is_finite(step.slope_by_gamma) ||
         !is_finite(step.height))

@@ -11,11 +11,12 @@
 #include <utility>
 #include <vector>
 
-#include "common/column_moments.h"
+#include "common/compensated_sum.h"
 #include "common/finite.h"
 #include "common/linear_algebra.h"
 #include "common/qr_factorization.h"
 #include "model/ridge_regression/data_normalizer.h"
+#include "model/warped_linear_regression/map/boundary_penalty.h"
 #include "model/warped_linear_regression/map/tanh_target_warper_descriptor.h"
 #include "model/warped_linear_regression/warped_linear_regression_model_descriptor.h"
 
@@ -26,7 +27,7 @@ namespace {
 constexpr int num_restarts = 25;
 constexpr double smallest_normal = std::numeric_limits<double>::min();
 
-// Squares of smaller values than 2^this may leave the range of normal numbers.
+// Squares of values below 2^this may be subnormal.
 constexpr int smallest_safe_exponent = -300;
 
 // That of the largest value; 0 for zeros.
@@ -55,7 +56,7 @@ double length_of(const_vector_view values, bool centered) {
   return std::sqrt(sum_squares_about(centered ? mean_of(values) : 0.0, values));
 }
 
-// Columns of X that count, times powers of 2: X itself where none of it changes.
+// The columns of X that are not constant, times powers of 2: X itself if nothing changes.
 struct counted_columns {
   index_t num_features = 0;
   const_matrix_view given;
@@ -66,9 +67,9 @@ struct counted_columns {
   const_matrix_view matrix() const { return changed.size() > 0 ? changed.view() : given; }
 };
 
-// The power of 2 by which a column is to be divided; nothing where it counts as constant.
-// Columns that are not divided by their lengths become alike in size: what is tiny beside
-// another one would count as dependent.
+// The power of 2 by which a column is to be divided; nothing if it counts as constant.
+// Without normalization columns are scaled to similar size: one that is tiny beside another
+// would count as dependent.
 std::optional<int> examine_column(const_vector_view column,
                                   const warped_fit_options& options) {
   const bool centered = options.fit_intercept;
@@ -103,8 +104,7 @@ counted_columns find_varying_columns(const_matrix_view X,
   return data;
 }
 
-// Those of the columns that no linear combination of the ones before them makes, up to
-// rounding.
+// The columns that are not linear combinations of the ones before them, up to rounding.
 std::vector<index_t> find_independent(const data_normalizer& normalizer,
                                       const_matrix_view X, interruption* interrupt) {
   dense_matrix design = normalizer.normalized_features(X, interrupt);
@@ -169,7 +169,7 @@ warped_linear_regression_model_descriptor make_descriptor(
   return warped_linear_regression_model_descriptor{std::move(model)};
 }
 
-// Without the columns that depend on others, where the fit fails because of them.
+// If the fit fails because of dependent columns, a fit without these.
 warped_fit fit_independent_columns(const_vector_view y, counted_columns& data,
                                    const warped_fit_options& options) {
   const warped_linear_regression_model_descriptor descriptor = make_descriptor(options);
@@ -196,7 +196,7 @@ dense_matrix invert_r(const_matrix_view r_transposed) {
   return inverse;
 }
 
-// What the state holds of the kept columns, in the units of the data.
+// The state of the kept columns, in the units of the data.
 warped_state make_state(const warped_fit& fit, const counted_columns& data) {
   const auto q = static_cast<index_t>(data.columns.size());
   const data_normalizer& normalizer = fit.normalizer;
@@ -219,28 +219,24 @@ warped_state make_state(const warped_fit& fit, const counted_columns& data) {
   return state;
 }
 
-// Both likelihoods, from the targets with all of their digits.
-void add_likelihood(const warped_fit& fit, const_vector_view normalized,
-                    const warped_fit_options& options, warped_report& report) {
-  const auto family = make_tanh_target_warper_descriptor(options.num_steps);
-  dense_vector latent(normalized.size());
-  double log_jacobian = 0.0;
-  family->compute_latent(fit.result.x, normalized, log_jacobian, latent);
+// Both likelihoods. The log Jacobian is that of the targets in their own units.
+void add_likelihood(const warped_fit& fit, const_vector_view y, warped_report& report) {
+  dense_vector log_slope(y.size());
+  compute_log_slope(report.state.map, y, log_slope);
+  const double log_jacobian = compensated_total(log_slope);
   double boundary = 0.0;
-  family->boundary().add_value(fit.result.x, boundary);
+  tanh_warper_detail::boundary_penalty{}.add_value(fit.result.x, boundary);
 
-  const auto n = static_cast<double>(normalized.size());
+  const auto n = static_cast<double>(y.size());
   const auto q = static_cast<double>(fit.regressors.size());
   const double sum_of_squares = fit.noise_variance * (n - q);
-  // dz/dy = dz/du / scale
-  log_jacobian -= n * std::log(report.state.map.scale);
   report.criterion = 0.5 * n * std::log(sum_of_squares) - log_jacobian + boundary;
   report.log_likelihood =
       log_jacobian -
       0.5 * n * (std::log(2.0 * std::numbers::pi * sum_of_squares / n) + 1.0);
 }
 
-// What is in the units of the columns.
+// Coefficients and covariance in the units of the columns.
 void add_coefficients(warped_report& report) {
   const warped_state& state = report.state;
   const index_t q = state.columns.size();
@@ -265,7 +261,7 @@ void require_finite(const warped_report& report) {
     throw std::overflow_error("the coefficients overflow");
 }
 
-// With a constant target every map leaves no residual, and the likelihood has no maximum.
+// With a constant target every map has residual 0, and the likelihood has no maximum.
 void require_varying(const_vector_view y, int exponent, bool centered) {
   const double length = length_of(y, centered);
   if (!is_finite(length)) throw std::domain_error("squares overflow");
@@ -291,7 +287,7 @@ warped_report fit_warped(const_vector_view y, const_matrix_view X,
                                    std::ldexp(fit.normalizer.target_mean, exponent),
                                    std::ldexp(fit.normalizer.target_scale, exponent));
   add_coefficients(report);
-  add_likelihood(fit, normalized, options, report);
+  add_likelihood(fit, y, report);
   report.effective_dof =
       static_cast<double>(data.columns.size()) + (options.fit_intercept ? 1.0 : 0.0);
   const auto [smallest, largest] = std::minmax_element(y.begin(), y.end());

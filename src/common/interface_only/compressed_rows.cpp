@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: BSD-3-Clause
-#include "common/compressed_rows.h"
+#include "common/interface_only/compressed_rows.h"
 
 #include <algorithm>
 #include <memory>
@@ -21,7 +21,7 @@ bool columns_are_inside(const object& a) {
                      [&a](index_t j) { return j >= 0 && j < a.columns; });
 }
 
-// The descriptor's triangle alone is read; what else is stored does not count.
+// Only the descriptor's triangle is read.
 bool is_in_triangle(descriptor how, index_t row, index_t column) {
   if (how.type == structure::general) return true;
   return how.fill == stored_triangle::lower ? row >= column : row <= column;
@@ -43,7 +43,7 @@ void for_each_entry(const object& a, descriptor how, Visit visit) {
   }
 }
 
-// With beta 0 whatever Y held, a NaN too, is gone: 0 times it is not formed.
+// With beta 0 the old Y is overwritten, also a NaN.
 void scale(double beta, matrix_block y) {
   if (beta == 0.0) {
     fill(y, 0.0);
@@ -53,7 +53,7 @@ void scale(double beta, matrix_block y) {
     for (double& entry : y.column(j)) entry *= beta;
 }
 
-// Y is op(A)'s rows by X's columns, and what mirrors a triangle needs a square A.
+// Y has the rows of op(A) and the columns of X; a symmetric or triangular A is square.
 bool shapes_agree(transposition op, const object& a, descriptor how, const_matrix_block x,
                   matrix_block y) {
   if (how.type != structure::general && a.rows != a.columns) return false;
@@ -89,7 +89,7 @@ status multiply(transposition op, double alpha, const object* a, descriptor how,
   scale(beta, y);
   // Of real numbers the conjugate transpose is the transpose.
   const bool swaps = op != transposition::none;
-  // One column at a time: each column of X is read where it lies.
+  // One column at a time, so that X is read by columns.
   for (index_t column = 0; column < x.cols(); ++column) {
     const const_vector_view from = x.column(column);
     const vector_view to = y.column(column);

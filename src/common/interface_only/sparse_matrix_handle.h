@@ -5,7 +5,7 @@
 // success is a broken invariant and panics.
 #pragma once
 
-#include "common/compressed_rows.h"
+#include "common/interface_only/compressed_rows.h"
 
 namespace corvane {
 

@@ -1,23 +1,24 @@
 // SPDX-License-Identifier: BSD-3-Clause
 //
-// Products with a sparse matrix. The words for a matrix are the system's: they are mapped
-// here to those of the kernel. A word that has no counterpart, or a status other than
-// success, is a broken invariant and panics.
+// Products with a sparse matrix. The enumerations are mapped here to those of the kernel. A
+// value without a counterpart, or a status other than success, is a broken invariant and
+// panics.
 #pragma once
 
 #include <cstdint>
 
 #include "common/blas_arguments.h"
+#include "common/interface_only/diagonal_kind.h"
+#include "common/interface_only/sparse_matrix_handle.h"
 #include "common/matrix_block.h"
-#include "common/sparse_matrix_handle.h"
 
 namespace corvane {
 
 enum class sparse_matrix_type : std::int32_t { general = 0, symmetric = 1, triangular = 2 };
 
-// How the stored entries are to be read. Of a symmetric matrix the named triangle alone
-// counts, and stands for both; of a triangular one the named triangle alone. A unit
-// diagonal replaces whatever is stored there. A general matrix looks at neither word.
+// How the stored entries are to be read. Of a symmetric or triangular matrix only the named
+// triangle is read. A unit diagonal replaces whatever is stored there. For a general matrix
+// `fill` and `diagonal` are ignored.
 struct sparse_matrix_form {
   sparse_matrix_type type = sparse_matrix_type::general;
   triangle fill = triangle::lower;

@@ -1,21 +1,14 @@
 // SPDX-License-Identifier: BSD-3-Clause
 //
 // One thin forwarder per LAPACK routine, in double and in single precision. Each returns
-// the routine's `info`: 0 is success, and for potrf k + 1 says that pivot k failed.
-// `judge_status` tells what concerns the data from what does not. LAPACKE does not scan its
-// inputs for NaN: a NaN reaches the factorization and shows in its result, so that a status
-// of 0 never proves that the result is finite.
+// the routine's `info`: 0 is success, and for potrf k + 1 says that pivot k failed. The
+// models call the forms over views in common/linear_algebra.h instead.
 #pragma once
 
 #include "common/blas_arguments.h"
+#include "common/interface_only/diagonal_kind.h"
 
 namespace corvane::lapack {
-
-// The status where it is 0, or positive and thus a finding about the data. Below 0 it is
-// either LAPACKE's word for work space that the heap did not give, which throws
-// std::bad_alloc, or a wrong argument of ours, std::logic_error: in both cases nothing was
-// computed.
-[[nodiscard]] int judge_status(int status);
 
 // A = A^-1, A triangular
 template <class T>

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: BSD-3-Clause
 //
 // The LAPACK forwarders: each factorization multiplied back by plain loops.
-#include "common/lapack.h"
+#include "common/interface_only/lapack.h"
 
 #include <gtest/gtest.h>
 
@@ -316,21 +316,6 @@ TYPED_TEST(lapack_forwarder, syevd_gives_back_the_symmetric_matrix_of_either_tri
                           [&](int l, int c) { return vectors(c, l); }),
                       symmetric_element(a, which, i, j), n * test::tolerance<T>);
     }
-}
-
-TEST(lapack_status, a_positive_one_is_handed_on) {
-  EXPECT_EQ(lapack::judge_status(0), 0);
-  EXPECT_EQ(lapack::judge_status(7), 7);
-}
-
-// LAPACKE's words for work space and for a transposed copy that it could not allocate.
-TEST(lapack_status, a_failed_allocation_is_an_exception) {
-  EXPECT_THROW(static_cast<void>(lapack::judge_status(-1010)), std::bad_alloc);
-  EXPECT_THROW(static_cast<void>(lapack::judge_status(-1011)), std::bad_alloc);
-}
-
-TEST(lapack_status, a_wrong_argument_is_a_mistake_of_the_program) {
-  EXPECT_THROW(static_cast<void>(lapack::judge_status(-3)), std::logic_error);
 }
 
 }  // namespace

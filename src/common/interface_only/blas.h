@@ -1,11 +1,12 @@
 // SPDX-License-Identifier: BSD-3-Clause
 //
 // One thin forwarder per BLAS routine, in double and in single precision: they fix the
-// layout and map the system's words, and do nothing else. The models call the forms over
-// views in common/linear_algebra.h.
+// layout and map the arguments, and do nothing else. The models call the forms over views
+// in common/linear_algebra.h instead.
 #pragma once
 
 #include "common/blas_arguments.h"
+#include "common/interface_only/diagonal_kind.h"
 
 namespace corvane::blas {
 
@@ -63,8 +64,8 @@ template <class T>
 void syr2k(triangle which, transposition op, int n, int k, const T* a, int lda, const T* b,
            int ldb, T* c, int ldc, T alpha, T beta);
 
-// One triangle of C = alpha op(A) op(B) + beta C, C n by n. Not standard BLAS: made of
-// panels of gemm, so that half of the work is saved at the speed of level 3.
+// One triangle of C = alpha op(A) op(B) + beta C, C n by n. Not standard BLAS: a gemm into
+// scratch of which one triangle is kept.
 template <class T>
 void gemmt(triangle which, transposition op_a, transposition op_b, int n, int k, const T* a,
            int lda, const T* b, int ldb, T* c, int ldc, T alpha, T beta);

@@ -1,11 +1,10 @@
 // SPDX-License-Identifier: BSD-3-Clause
-#include "common/column_moments.h"
+#include "common/compensated_sum.h"
 
 #include <algorithm>
 #include <array>
 #include <numeric>
 
-#include "common/compensated_sum.h"
 #include "common/vector_dispatch.h"
 #include "common/vector_register.h"
 
@@ -13,9 +12,10 @@ namespace corvane {
 
 namespace {
 
-// Sums go in lanes, which depend on each other only at the end: one sum after the other
-// would wait for each addition. As many as the widest vector register has: so every
-// processor adds in the same order.
+// Value i is added to the sum of lane i mod 8; the sums of the lanes are added at the end.
+// The additions of different lanes are independent, so that they become vector
+// instructions. The number of lanes is that of the widest vector register: every processor
+// adds in the same order.
 constexpr int num_lanes = 8;
 using lanes = vector_register<num_lanes>::lanes;
 using lane_sums = std::array<double, num_lanes>;
@@ -24,9 +24,9 @@ index_t whole_lanes(const_vector_view values) {
   return values.size() - values.size() % num_lanes;
 }
 
-// The sum of term(x), which changes its argument: a lane or a number. The part that each
-// addition loses, by D. E. Knuth, The Art of Computer Programming 2, 4.2.2, theorem B:
-// without a look at which of the two is larger.
+// The sum of term(x); `term` replaces its argument, the lanes or a number. The rounding
+// error of each addition by D. E. Knuth, The Art of Computer Programming 2, 4.2.2, theorem
+// B, which needs no comparison of the two terms.
 template <class Term>
 double compensated_sum_in_lanes(const_vector_view values, Term term) {
   const index_t whole = whole_lanes(values);
@@ -61,13 +61,17 @@ double compensated_sum_in_lanes(const_vector_view values, Term term) {
 
 }  // namespace
 
+double compensated_total(const_vector_view values) {
+  return compensated_sum_in_lanes(values, [](auto&) {});
+}
+
 double mean_of(const_vector_view values) {
+  if (values.size() == 0) return 0.0;
   const double first = values[0];
   const bool constant = std::all_of(values.begin(), values.end(),
                                     [first](double value) { return value == first; });
   if (constant) return first;
-  return compensated_sum_in_lanes(values, [](auto&) {}) /
-         static_cast<double>(values.size());
+  return compensated_total(values) / static_cast<double>(values.size());
 }
 
 double sum_squares_about(double center, const_vector_view values) {

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: BSD-3-Clause
 //
 // The compressed-sparse-row kernel: a matrix object over the caller's arrays, and its
-// product with a dense matrix. Every routine returns a status; the callers judge it.
+// product with a dense matrix. Every routine returns a status.
 //
 // Row i of the matrix holds the entries k with row_pointers[i] <= k < row_pointers[i + 1],
 // entry k being values[k] in column column_indices[k]; all indices count from zero. Columns
@@ -17,19 +17,19 @@ namespace corvane::compressed_rows {
 
 enum class status : std::int32_t { success = 0, not_initialized = 1, invalid_value = 3 };
 
-// Which stored entries count, in the words of the kernel.
+// Which stored entries are read, as enumerations of the kernel.
 enum class structure : std::int32_t { general = 20, symmetric = 21, triangular = 23 };
 enum class stored_triangle : std::int32_t { lower = 40, upper = 41 };
 enum class stored_diagonal : std::int32_t { non_unit = 50, unit = 51 };
 
-// A general matrix has zeros in the other two words.
+// A general matrix has zeros in the other two fields.
 struct descriptor {
   structure type = structure::general;
   stored_triangle fill{};
   stored_diagonal diagonal{};
 };
 
-// It looks at the arrays and owns none of them: they must outlive it.
+// It does not own the arrays: they must outlive it.
 struct object {
   index_t rows = 0;
   index_t columns = 0;

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: BSD-3-Clause
-#include "common/sparse_matrix_handle.h"
+#include "common/interface_only/sparse_matrix_handle.h"
 
 #include <fmt/format.h>
 

@@ -7,7 +7,7 @@
 #include <array>
 #include <csignal>
 
-#include "common/blas.h"
+#include "common/interface_only/blas.h"
 #include "support/padded_matrix.h"
 
 namespace corvane {

@@ -10,8 +10,8 @@
 #include <utility>
 #include <vector>
 
-#include "common/sparse_matrix_handle.h"
-#include "common/sparse_matrix_operation.h"
+#include "common/interface_only/sparse_matrix_handle.h"
+#include "common/interface_only/sparse_matrix_operation.h"
 #include "n_array/n_array.h"
 
 namespace corvane {

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: BSD-3-Clause
 //
 // The forwarders to general and symmetric routines against their formulas as plain loops.
-#include "common/blas.h"
+#include "common/interface_only/blas.h"
 
 #include <gtest/gtest.h>
 
