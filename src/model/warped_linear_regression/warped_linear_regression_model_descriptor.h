@@ -57,8 +57,8 @@ class warped_linear_regression_model_descriptor {
   // what the initializer throws.
   warped_fit fit(const_vector_view y, const_matrix_view X) const;
 
-  // The objective as `fit` would build it, with restarts without end and of the targets
-  // with all of their digits.
+  // The objective as `fit` would build it, with an unlimited number of restarts and of the
+  // targets with all of their digits.
   std::unique_ptr<warped_linear_regression_detail::objective> make_objective(
       const_vector_view y, const_matrix_view X) const;
 
@@ -76,7 +76,7 @@ class warped_linear_regression_model_descriptor {
   void predict(const warped_fit& fit, const_matrix_view X, std::int64_t count,
                double tolerance, vector_view out) const;
 
-  // The same with X = op(A), for rows that lie one behind another.
+  // The same with X = op(A), for rows that are contiguous in memory.
   void predict_latent(const warped_fit& fit, transposition op, const_matrix_block A,
                       vector_view latent, vector_view variance) const;
   void predict(const warped_fit& fit, transposition op, const_matrix_block A,

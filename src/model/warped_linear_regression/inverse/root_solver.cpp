@@ -37,7 +37,7 @@ double root_bracket::safeguard(double threshold, double x) const {
                                        : std::max(upper, std::min(lower, x));
   const double to_nearer_end =
       std::min(std::abs(upper - clamped), std::abs(lower - clamped));
-  // A bracket of no width makes this NaN, which fails the test: the point stands.
+  // For a bracket of width 0 this is NaN, the comparison is false and the point is kept.
   const double closeness = to_nearer_end / std::abs(upper - lower);
   return threshold > closeness ? (upper - lower) * 0.5 + lower : clamped;
 }

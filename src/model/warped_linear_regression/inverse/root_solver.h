@@ -59,12 +59,12 @@ struct root_bracket {
   void update(double x, double residual);
   // The point to use in place of x: x clamped to the bracket, or the midpoint where that is
   // closer to an end than `threshold` times the width. With equal signs there is no
-  // bracket, and x stands.
+  // bracket, and x is returned.
   double safeguard(double threshold, double x) const;
 };
 
-// What the solver asks of f. The derivatives are asked for at the point of the last value
-// alone, so that f may share work between the three.
+// What the solver requires of f. The derivatives are only evaluated at the point of the
+// last value, so that f may share work between the three.
 template <class F>
 concept twice_differentiable_function = requires(F& f, double x) {
   { f.value(x) } -> std::convertible_to<double>;
@@ -77,7 +77,7 @@ namespace root_solver_detail {
 inline constexpr double bisection_threshold = 2.220446049250313e-13;        // 1000 * 2^-52
 inline constexpr double zero_derivative_threshold = 2.220446049250313e-16;  // 2^-52
 
-// An exact zero alone has no scale of its own to measure by.
+// Relative to the target, or absolute if the target is 0.
 inline double relative_residual(double residual, double target) {
   const double scale = target != 0.0 ? std::abs(target) : 1.0 + std::abs(target);
   return std::abs(residual) / scale;

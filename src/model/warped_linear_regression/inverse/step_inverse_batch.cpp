@@ -17,7 +17,7 @@ constexpr index_t chunk_size = step_sum_array::max_points;
 // The most points at which f is evaluated for an entry.
 constexpr int max_rounds = 5;
 
-// What is left of an inverse after its last step, relative to itself.
+// The relative error of an inverse after its last step.
 constexpr double accuracy = 1e-13;
 
 double largest_steepness(std::span<const step_coefficients> steps) {
@@ -96,7 +96,8 @@ void step_inverse_batch::solve_chunk(const_vector_view latent, double tolerance,
     x[indices_[i]] = std::numeric_limits<double>::quiet_NaN();
 }
 
-// The relative residuals at the points, the points one step on and their errors.
+// The relative residuals at the points, the points after one more step and bounds of their
+// errors.
 void step_inverse_batch::take_halley_steps(const_vector_view latent, const_vector_view x) {
   function_.evaluate(x);
   const index_t count = x.size();
@@ -124,8 +125,8 @@ void step_inverse_batch::take_halley_steps(const_vector_view latent, const_vecto
   });
 }
 
-// Writes the points one step on of the first `count` pending entries, and moves the entries
-// that these do not solve to the front. Their number.
+// Writes the points after one more step of the first `count` pending entries, and moves the
+// entries that are not solved to the front. Returns their number.
 index_t step_inverse_batch::keep_unsolved(index_t count, double tolerance, vector_view x) {
   index_t kept = 0;
   for (index_t i = 0; i < count; ++i) {

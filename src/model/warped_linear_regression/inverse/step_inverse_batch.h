@@ -1,11 +1,11 @@
 // SPDX-License-Identifier: BSD-3-Clause
 //
-// The inverse of a sum of tanh steps at many latents, on arrays: Halley's steps from given
-// points, until an inverse is known to nearly all its digits. It then depends neither on
-// where the steps began nor on the other latents. The few entries where they do not get
-// there are left to a solver that keeps a bracket.
+// The inverse of a sum of tanh steps at many latents, on arrays: Halley's iteration from
+// given points, until an inverse is known to nearly all its digits. It then depends neither
+// on the start point nor on the other latents. The few entries that do not converge are
+// left to a solver with a bracket.
 //
-// Near the root a step d leaves an error e with, where all b_k are at most b,
+// Near the root the error e after a step d satisfies, if all b_k are at most b,
 //   |e| <= |(f'' / 2 f')^2 - f''' / 6 f'| |d|^3 <= 2 b^2 |d|^3,
 // since |f''| <= 2 b f' and |f'''| <= 4 b^2 f'.
 #pragma once
@@ -26,13 +26,13 @@ class step_inverse_batch {
   step_inverse_batch(scoped_allocator& scope, std::span<const step_coefficients> steps,
                      const_vector_view step_means, const root_bracket& bracket);
 
-  // Fills the table from its inverse x at every knot, to whatever accuracy. The x of a
-  // coarser table make those of a finer one.
+  // Fills the table from approximate inverses x at every knot, or from a coarser table.
   void fill_table(step_inverse_table& table, const_vector_view x);
   void fill_table(step_inverse_table& table, const step_inverse_table& coarser);
 
-  // Replaces each x, which the steps start from, by f^-1(v) for its latent v, within
-  // `tolerance` times |v| and within 1e-13 of |x| but for the rounding of f. Or by NaN.
+  // Replaces each x, the start point, by f^-1(v) for its latent v, within `tolerance` times
+  // |v| and within 1e-13 of |x| up to the rounding of f, or by NaN if the iteration does
+  // not converge.
   void solve(const_vector_view latent, double tolerance, vector_view x);
 
  private:

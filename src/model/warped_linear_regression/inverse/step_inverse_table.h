@@ -1,8 +1,8 @@
 // SPDX-License-Identifier: BSD-3-Clause
 //
 // A table of the inverse of a sum of tanh steps on an interval of latents: cubic Hermite
-// polynomials between equidistant latents v_j, from x_j = f^-1(v_j) and 1 / f'(x_j). It is
-// what an iteration starts from, and promises no accuracy.
+// polynomials between equidistant latents v_j, from x_j = f^-1(v_j) and 1 / f'(x_j). It
+// gives start points for an iteration, without a bound of their error.
 #pragma once
 
 #include "common/scoped_allocator.h"
@@ -12,8 +12,8 @@ namespace corvane::model::tanh_warper_detail {
 
 class step_inverse_table {
  public:
-  // Of `num_cells` polynomials on [first, last], taken from `scope`. One that is made over
-  // an interval of no width, or a width beyond doubles, gives NaN.
+  // Of `num_cells` polynomials on [first, last], taken from `scope`. Over an interval whose
+  // width is 0 or overflows it gives NaN.
   step_inverse_table(scoped_allocator& scope, double first, double last, index_t num_cells);
 
   index_t num_knots() const { return num_cells_ + 1; }

@@ -15,7 +15,8 @@
 
 namespace corvane::model::tanh_warper_detail {
 
-// As the root solver wants its function: the derivatives are those at the last value.
+// The function of the root solver: the derivatives are those at the point of the last
+// value.
 class step_sum {
  public:
   step_sum(scoped_allocator& scope, std::span<const step_coefficients> steps,
@@ -48,7 +49,7 @@ class step_sum_array {
   // At these points, at most `max_points`.
   void evaluate(const_vector_view x);
 
-  // Of the last `evaluate`, with entries behind its points that mean nothing.
+  // Of the last `evaluate`; entries behind the last point are unspecified.
   const_vector_view values() const { return values_; }
   const_vector_view slopes() const { return slopes_; }          // f'
   const_vector_view curvatures() const { return curvatures_; }  // f''

@@ -17,21 +17,20 @@ namespace corvane::model::tanh_warper_detail {
 
 namespace {
 
-// What the solver has not solved by then is up to the rounding of f, and is settled by
-// bisection.
+// Beyond this limit the rounding of f prevents convergence, and bisection takes over.
 constexpr std::int64_t max_iterations = 200;
 
-// Fewer latents are solved one after the other: a table does not pay for them.
+// Fewer latents are solved one after the other, without a table.
 constexpr index_t smallest_batch = 80;
 
 constexpr index_t coarse_cells = 64;
 constexpr index_t most_cells = 4096;
 constexpr index_t latents_per_cell = 16;
 
-// The point beyond which f has passed `extreme`, on the side of `step`: strides from 0 that
-// grow by a tenth. As f(x) - f(0) is at least as large as x, the stride overtakes any
-// finite extreme; it starts at a normal number, since a tenth of a subnormal one may round
-// to none, and ends at the largest double.
+// A point where f is beyond `extreme`, on the side of `step`, by steps from 0 that grow by
+// a tenth. As f(x) - f(0) is at least as large as x, any finite extreme is reached; it
+// starts at a normal number, since a tenth of a subnormal one may round to none, and ends
+// at the largest double.
 double expand(step_sum& function, double step, double extreme) {
   const double side = std::copysign(1.0, step);
   step = side * std::max(std::abs(step), std::numeric_limits<double>::min());
@@ -72,7 +71,7 @@ root_bracket bracket_all(step_sum& function, const latent_range& range) {
   return bracket;
 }
 
-// Bisection down to neighbouring doubles, and of the two the one with the smaller residual.
+// Bisection down to neighbouring doubles; returns the one with the smaller residual.
 double find_closest(step_sum& function, double target, const root_bracket& bracket) {
   double below = bracket.lower;
   double above = bracket.upper;
@@ -97,8 +96,8 @@ class step_inversion {
         bracket_{bracket_all(function_, range_)},
         batch_{scope_, steps, step_means, bracket_} {}
 
-  // The steps of the batch end where they would from any start nearby: in nearly all digits
-  // of an inverse, whichever way its first ones were found.
+  // The iteration of the batch determines nearly all digits of an inverse, whatever point
+  // nearby it starts from.
   void run(vector_view x) {
     if (latent_.size() < smallest_batch)
       for (index_t i = 0; i < latent_.size(); ++i) x[i] = find_near(latent_[i]);
@@ -128,7 +127,7 @@ class step_inversion {
     return std::isnan(x) ? find_closest(function_, target, bracket_) : x;
   }
 
-  // The solver makes a coarse table, and that one a fine one.
+  // A coarse table from the solver, and a fine one from the coarse one.
   step_inverse_table make_table() {
     step_inverse_table coarse{scope_, range_.smallest, range_.largest, coarse_cells};
     const vector_view x = scope_.vector(coarse.num_knots());

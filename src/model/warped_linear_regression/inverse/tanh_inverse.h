@@ -2,7 +2,7 @@
 //
 // The inverse of a sum of tanh steps, in standardized units. One bracket, grown from the
 // extremes of the latents, serves every entry. The root solver's Halley iteration starts
-// from the latent value itself, which is right where the map is near the identity; many
+// from the latent value itself, which is close where the map is near the identity; many
 // latents at once start from a table. Either way the last steps are taken on arrays, until
 // nearly all digits of a result are those of the exact inverse: it does not depend on other
 // latents.

@@ -1,8 +1,8 @@
 // SPDX-License-Identifier: BSD-3-Clause
 //
-// Draws whose every bit is fixed, so that a fit takes the same path on every platform; the
-// distributions of the standard library leave their methods open. The generator itself,
-// MT19937, is fixed by the standard.
+// Random draws that are the same bit for bit on every platform; the methods of the standard
+// library's distributions are not specified. The generator itself, MT19937, is specified by
+// the standard.
 #pragma once
 
 #include <cstdint>

@@ -8,13 +8,13 @@ namespace corvane::model::tanh_warper_detail {
 
 namespace {
 
-// With 24 points on an interval of half width h and singularities no nearer than pi / 2 in
-// units of 1 / b, the error of each term is below its rounding up to b h = 0.5: measured
-// against 40 digits, below 1e-17 of its size.
+// With 24 points on an interval of half width h and singularities at a distance of at least
+// pi / 2 in units of 1 / b, the error of each term is below its rounding up to b h = 0.5:
+// measured against 40 digits, below 1e-17 of its size.
 constexpr double widest_half_width = 0.5;
 static_assert(target_cells::num_nodes == 24, "the limit above is that of 24 points");
 
-// From this distance on, in units of 1 / b, what a step of slope a b still changes is below
+// From this distance on, in units of 1 / b, the change of a step of slope a b is below
 // 1e-17, factors (b (y + c))^2 of its derivatives included.
 double saturation_distance(double slope) { return 24.0 + 0.5 * std::log1p(slope); }
 
@@ -86,8 +86,8 @@ void summation_blocks::add_rows(const_matrix_block rows) {
   size_ += rows.rows();
 }
 
-// To what lies at the right of the cell: the right half of the nearest cell above of which
-// this is not the right half itself.
+// To the next cell at the right: the right half of the nearest ancestor whose right half
+// does not contain this cell.
 void summation_blocks::pass_cell() {
   while (cell_ % 2 != 0) cell_ /= 2;
   if (cell_ != 0) ++cell_;

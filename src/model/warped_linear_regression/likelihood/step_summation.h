@@ -1,8 +1,8 @@
 // SPDX-License-Identifier: BSD-3-Clause
 //
-// Where the sums over the targets that the likelihood of a sum of tanh steps is made of are
-// taken: at the nodes of the largest cells on which all of its terms are polynomials of low
-// degree up to rounding, and at the targets themselves where no cell is small enough.
+// The abscissas of the sums over the targets in the likelihood of a sum of tanh steps: at
+// the nodes of the largest cells on which all of its terms are polynomials of low degree up
+// to rounding, and at the targets themselves where no cell is small enough.
 //
 // The terms are made of tanh(b (y + c)), with poles pi / (2 b) away from the real axis, of
 // log d and of 1 / d, d = 1 + sum of a b / cosh^2(b (y + c)). At a distance v from the real
@@ -38,7 +38,7 @@ struct summation_block {
   const_matrix_block rows;
 };
 
-// Goes through blocks of abscissas that together stand for all targets of the cells.
+// Iterates over blocks of abscissas that together replace all targets of the cells.
 class summation_blocks {
  public:
   // `max_rows` is at least what a cell or a leaf comes to, 145.

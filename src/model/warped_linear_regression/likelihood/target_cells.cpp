@@ -42,7 +42,7 @@ void chebyshev_basis::fill_polynomials(const_vector_view x, matrix_block polynom
 
 namespace {
 
-// With fewer targets than this for each node, a leaf is as fast without nodes.
+// The least number of targets per node at which nodes are faster than the targets.
 constexpr index_t least_targets_per_node = 3;
 
 // The largest power of 2 that leaves enough targets to each leaf; 0 when one leaf has not.
@@ -69,7 +69,7 @@ struct target_cells::spread {
     count = both;
   }
 
-  // Whether the standard deviation is a notable part of the half width of the cell.
+  // Whether the standard deviation is at least an eighth of the half width of the cell.
   bool fills(double half_width) const {
     constexpr double least_part = 0.125;
     return squares >= count * (least_part * half_width) * (least_part * half_width);

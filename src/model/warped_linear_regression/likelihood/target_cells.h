@@ -1,9 +1,9 @@
 // SPDX-License-Identifier: BSD-3-Clause
 //
-// The targets in ascending order, each with a row of numbers q_i, and the nodes that stand
-// for them in sums of smooth functions. A binary tree of cells halves the targets down to
-// about a hundred. On a cell where f is a polynomial of low degree up to rounding, m nodes
-// are as good as all of its targets:
+// The targets in ascending order, each with a row of numbers q_i, and the nodes that
+// replace them in sums of smooth functions. A binary tree of cells halves the targets down
+// to about a hundred. On a cell where f is a polynomial of low degree up to rounding, m
+// nodes replace all of its targets:
 //
 //   sum over i of q_i f(y_i) = sum over j of V_j f(x_j),   V_j = sum over i of q_i l_j(y_i)
 //
@@ -71,8 +71,9 @@ class target_cells {
   double upper(index_t c) const { return upper_[c]; }
   double half_width(index_t c) const { return 0.5 * (upper(c) - lower(c)); }
 
-  // False where most targets of a cell are in a small part of it. Its nodes, which lie all
-  // over it, would stand for them with terms that are larger than theirs, and rounded so.
+  // False where most targets of a cell are in a small part of it. The terms at its nodes,
+  // which are spread over the cell, may be larger than those at the targets, and with them
+  // the rounding errors.
   bool is_filled(index_t c) const { return filled_[static_cast<std::size_t>(c)]; }
 
   // The targets of a leaf are those from its first one to that of the next leaf.

@@ -57,9 +57,9 @@ void objective::factor_design(interruption* interrupt) {
 }
 
 // A column counts as dependent when its part outside the earlier ones is within 2^-52 of
-// the largest such part, or is no more than the rounding that the reflectors leave of a
-// column that lies in the span of the earlier ones: measured, below 8 * 2^-52 of its length
-// for 100 columns, and thus often above the first limit.
+// the largest such part, or is no more than the rounding error of a column in the span of
+// the earlier ones: measured, below 8 * 2^-52 of its length for 100 columns, and thus often
+// above the first limit.
 void objective::check_rank() const {
   const index_t p = design_.cols();
   double largest = -largest_double;
@@ -73,8 +73,8 @@ void objective::check_rank() const {
   }
 }
 
-// The columns of Q that span X, once and for all: with their rows at hand, one pass over
-// the targets projects what it has just evaluated.
+// Forms the columns of Q that span X: with their rows, one pass over the targets evaluates
+// the map and projects it.
 void objective::project_targets(interruption* interrupt) {
   const index_t p = design_.cols();
   dense_matrix ones_and_basis(design_.rows(), 1 + p);
@@ -90,8 +90,8 @@ void objective::project_targets(interruption* interrupt) {
   projected_ = projected_targets{target_, std::move(ones_and_basis), interrupt};
 }
 
-// The optimizer asks for the derivatives where it has last asked for the value, and both
-// come from the same sums. Nothing else carries over from one point to the next.
+// The optimizer evaluates the derivatives at the point of the last value, and both come
+// from the same sums. No other state is kept from one point to the next.
 void objective::evaluate(const_vector_view x) {
   if (evaluated_.size() > 0 && same_point(x, evaluated_)) return;
   evaluated_ = dense_vector{};

@@ -44,8 +44,8 @@ class objective final : public second_order_objective {
   bool compute_hessian(const_vector_view x, symmetric_view hessian) override;
 
   // A step of height zero contributes nothing, and its gradient and Hessian can vanish
-  // together: the optimizer would stop there as at an optimum. These two refuse such a
-  // point and draw the parameters of its dead steps anew, as long as restarts remain.
+  // together: the optimizer would stop there as at an optimum. These two reject such a
+  // point and draw new parameters for its degenerate steps, as long as restarts remain.
   bool adjust_point(vector_view x, double& value, vector_view gradient,
                     symmetric_view hessian) override;
   bool accept_convergence(const_vector_view x, double value, const_vector_view gradient,

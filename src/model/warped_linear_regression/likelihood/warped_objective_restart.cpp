@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: BSD-3-Clause
 //
-// Escaping from points where a step has gone dead.
+// Restarts from points with a degenerate step: one whose parameters do not change the
+// objective.
 #include <algorithm>
 #include <cmath>
 
@@ -15,12 +16,12 @@ namespace {
 
 constexpr double degenerate_curvature = 2.220446049250313e-07;  // 10^9 * 2^-52
 
-// A re-draw that lands on an undefined point uses up no restart. With restarts without end
-// the optimizer and these hooks could then go round for ever, so that after so many in a
-// row the objective behaves as if no restart were left.
+// A draw of new parameters at which the objective is undefined does not count as a restart.
+// With an unlimited number of restarts the loop of optimizer and hooks might then not end:
+// after so many failures in a row the objective behaves as if no restart were left.
 constexpr int max_failed_redraws = 100;
 
-// The arguments of adjust_point as they came in, to be put back.
+// The arguments of adjust_point at its start, to be restored.
 class saved_point {
  public:
   saved_point(scoped_allocator& scope, vector_view x, double& value, vector_view gradient,

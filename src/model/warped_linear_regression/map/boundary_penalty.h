@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: BSD-3-Clause
 //
-// boundary_penalty: keeps the parameters of a family of warpers from running away. It is
+// boundary_penalty: keeps the parameters of a family of warpers bounded. It is
 // zero well inside the allowed region, and twice differentiable everywhere but at the
 // joints of its pieces.
 #pragma once

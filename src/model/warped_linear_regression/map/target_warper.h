@@ -1,8 +1,8 @@
 // SPDX-License-Identifier: BSD-3-Clause
 //
 // target_warper: an increasing map z = w(y) from raw targets to latent values, with fixed
-// parameters and bound to the training targets that it was made for. Immutable, and so safe
-// to share.
+// parameters and bound to the training targets that it was made for. Immutable, so that it
+// may be shared.
 #pragma once
 
 #include "n_array/n_array_view.h"

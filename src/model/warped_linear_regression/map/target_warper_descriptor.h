@@ -10,7 +10,7 @@
 // and q that of packed pairs, the shapes are
 //   latent n    jacobian n by m    latent_hessian n by q
 //   log_jacobian_gradient m        log_jacobian_hessian m by m, its lower triangle
-// Targets are in standardized units. Immutable, and so safe to share.
+// Targets are in standardized units. Immutable, so that it may be shared.
 #pragma once
 
 #include <memory>
@@ -55,14 +55,14 @@ class target_warper_descriptor {
   // large that the map overflows, and when y is empty or not finite.
   virtual std::unique_ptr<target_warper> make_warper(dense_vector&& theta,
                                                      const_vector_view y) const = 0;
-  // The warper maps a raw target r by way of (r - shift) / scale.
+  // The warper maps a raw target r at (r - shift) / scale.
   virtual std::unique_ptr<target_warper> make_warper(dense_vector&& theta,
                                                      const_vector_view y, double shift,
                                                      double scale) const = 0;
   virtual const boundary_penalty& boundary() const = 0;
 
-  // The sums over the targets that the likelihood and its derivatives are made of, without
-  // keeping any of the above at the length of the targets.
+  // The sums over the targets in the likelihood and its derivatives, without arrays of the
+  // length of the targets.
   virtual void compute_residual_moments(const_vector_view theta,
                                         const projected_targets& targets,
                                         residual_moments& moments) const = 0;

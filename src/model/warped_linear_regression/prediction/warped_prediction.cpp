@@ -14,11 +14,11 @@ namespace corvane::model {
 
 namespace {
 
-// What is worked on at once fits into the scratch of a thread: entries of normalized rows,
-// and latents that are inverted in one call, which must pay for what a call prepares.
+// The numbers of a block fit into the scratch memory of a thread: entries of normalized
+// rows, and latents that are inverted in one call, enough to amortize its set-up.
 constexpr index_t entries_per_block = 65536;
 
-// X = op(block): the rows of one that is transposed lie one behind another.
+// X = op(block): of a transposed block the rows are contiguous.
 struct feature_rows {
   transposition op;
   const_matrix_block block;
@@ -32,7 +32,7 @@ struct feature_rows {
 };
 
 // Calls `visit` with a block of rows of X, the number of its first row and scratch for its
-// normalized rows. `entries` is how many numbers a row stands for.
+// normalized rows. `entries` is the number of scratch entries per row.
 template <class Visit>
 void for_each_row_block(const warped_fit& fit, const feature_rows& X, index_t entries,
                         const Visit& visit) {
@@ -65,7 +65,7 @@ void normalize_rows(const data_normalizer& normalizer, const feature_rows& X,
   std::fill(bias.begin(), bias.end(), 1.0 / normalizer.feature_scales[X.cols()]);
 }
 
-// Of a block of rows; leaves what it needs in `rows`.
+// Of a block of rows; `rows` is scratch.
 void predict_latent_block(const warped_fit& fit, const feature_rows& X, matrix_block rows,
                           vector_view latent, vector_view variance) {
   normalize_rows(fit.normalizer, X, rows);

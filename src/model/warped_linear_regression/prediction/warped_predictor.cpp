@@ -21,8 +21,8 @@ namespace {
 // Exact for inverse maps that are polynomials of degree 41.
 constexpr index_t num_quadrature_points = 21;
 
-// What is worked on at once fits into the scratch of a thread: entries of normalized rows,
-// and latents that are inverted in one call, which must pay for what a call prepares.
+// The numbers of a block fit into the scratch memory of a thread: entries of normalized
+// rows, and latents that are inverted in one call, enough to amortize its set-up.
 constexpr index_t entries_per_block = 65536;
 
 const double infinity = std::numeric_limits<double>::infinity();
@@ -34,7 +34,7 @@ prediction_rows part_rows(const prediction_rows& X, index_t first, index_t count
       X.interrupter};
 }
 
-// Row j of X' as it stands, without a copy where X is column-major.
+// Column j of X.
 void copy_column(const prediction_rows& X, index_t j, vector_view column) {
   for (index_t i = 0; i < column.size(); ++i)
     column[i] = X.op == plain ? X.block(i, j) : X.block(j, i);
@@ -72,7 +72,7 @@ void predict_latent_block(const warped_state& state, const prediction_rows& X,
 }
 
 // Calls visit(first, mean, deviation) with the latent distributions of a block of rows.
-// `entries` is how many numbers a row stands for.
+// `entries` is the number of scratch entries per row.
 template <class Visit>
 void for_each_block(const warped_state& state, const prediction_rows& X, index_t entries,
                     const Visit& visit) {
@@ -119,7 +119,7 @@ normal_rule make_normal_rule() {
   return normal;
 }
 
-// log of the normal density; without noise all of it lies at the mean.
+// log of the normal density; without noise it is concentrated at the mean.
 double log_normal_density(double z, double mean, double deviation) {
   if (deviation == 0.0) return z == mean ? infinity : -infinity;
   const double distance = (z - mean) / deviation;
@@ -127,7 +127,7 @@ double log_normal_density(double z, double mean, double deviation) {
          0.5 * std::log(2.0 * std::numbers::pi);
 }
 
-// The order in which the scores rise.
+// The indices of the scores in ascending order.
 std::vector<index_t> rising_order(const_vector_view scores) {
   std::vector<index_t> order(static_cast<std::size_t>(scores.size()));
   std::iota(order.begin(), order.end(), index_t{0});

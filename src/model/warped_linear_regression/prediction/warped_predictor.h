@@ -5,7 +5,7 @@
 //
 //   mean m = w'beta,   variance s^2 = v (1 + |w'V|^2),   V V' = inverse(X'X),
 //
-// v the variance of the noise and the rest what the data leave open of beta. The target is
+// v the variance of the noise; the other term is the uncertainty of beta. The target is
 // the inverse of the map at that value.
 #pragma once
 
@@ -58,7 +58,7 @@ void predict_moments(const warped_state& state, const prediction_rows& X, vector
 void predict_quantiles(const warped_state& state, const prediction_rows& X,
                        const_vector_view scores, matrix_view quantiles);
 
-// log of the density of each row's target y: of the normal density at z(y) times dz/dy.
+// log of the density of each row's target y: the normal density at z(y) times dz/dy.
 void predict_log_density(const warped_state& state, const prediction_rows& X,
                          const_vector_view target, vector_view log_density);
 

@@ -1,13 +1,13 @@
 // SPDX-License-Identifier: BSD-3-Clause
 //
-// fit_warped: fits a warped linear regression and reports all that there is to say about
-// it, in the units of the data. With n targets, S the residual sum of squares of z(y) on X,
-// and dz/dy in latent units per unit of the target,
+// fit_warped: fits a warped linear regression and reports it in the units of the data. With
+// n targets, S the residual sum of squares of z(y) on X, and dz/dy in latent units per unit
+// of the target,
 //
 //   log likelihood = -n/2 (log(2 pi S / n) + 1) + sum over i of log dz/dy at y_i
 //   criterion      =  n/2 log S - sum over i of log dz/dy at y_i + B
 //
-// B keeps heights and steepnesses from running away, and is 0 for all but extreme ones. The
+// B bounds heights and steepnesses, and is 0 for all but extreme ones. The
 // likelihood is at its maximum over coefficients and noise, S / n; the reported noise is S
 // divided by n less the number of kept columns.
 #pragma once
@@ -36,7 +36,7 @@ struct warped_report {
   // ones, and those that depend linearly on the ones before them.
   dense_vector coef;
   double intercept = 0.0;
-  // p by q: the data leave the covariance v W W' of the coefficients, v that of the noise.
+  // p by q: the covariance of the coefficients is v W W', v the noise variance.
   dense_matrix covariance_root;
   double log_likelihood = 0.0;
   double criterion = 0.0;

@@ -116,7 +116,7 @@ TEST(root_solver, a_halley_step_that_leaves_the_bracket_becomes_a_bisection) {
   EXPECT_EQ(f.points[2], 1.0);   // the midpoint of [-1, 3]
 }
 
-TEST(root_solver, equal_signs_make_no_bracket_and_leave_plain_halley) {
+TEST(root_solver, equal_signs_make_no_bracket_and_halley_is_unguarded) {
   root_bracket bracket;
   bracket.initialize(5.0, 6.0, 1.0, 1.0);
   EXPECT_EQ(bracket.safeguard(0.5, -70.0), -70.0);
@@ -199,7 +199,7 @@ TEST(root_solver, a_limit_that_is_not_positive_fails_without_an_evaluation) {
   }
 }
 
-TEST(root_solver, a_flat_point_that_is_no_root_has_no_derivative_to_go_by) {
+TEST(root_solver, a_flat_point_that_is_no_root_is_an_error) {
   recorded_function f = cubic();
   f.df = [](double) { return 2e-16; };
   EXPECT_THROW(find_root(tight, f, 1.0, 10.0, make_bracket(-9.0, 9.0)),

@@ -88,7 +88,7 @@ TEST(step_inverse, the_inverse_of_a_latent_does_not_depend_on_the_others) {
 
 // Fits of an exponential end in a high step whose upper half the data do not see: their
 // latents are differences of terms that are 10^6 times larger.
-TEST(step_inverse, all_digits_of_an_inverse_behind_a_high_step_are_its_own) {
+TEST(step_inverse, an_inverse_beyond_a_high_step_has_all_digits) {
   auto y = normal_vector(400, 4);
   double mean = 0.0;
   for (double& entry : y) mean += (entry = std::exp(2.0 * entry)) / 400.0;

@@ -43,7 +43,7 @@ double interpolate(const chebyshev_basis& basis, const std::vector<double>& valu
   return sum;
 }
 
-TEST(chebyshev_basis, interpolates_entire_functions_to_the_last_digits) {
+TEST(chebyshev_basis, interpolates_entire_functions_to_rounding) {
   const chebyshev_basis basis;
   const auto values =
       at_points(basis, [](double x) { return std::exp(2.0 * x) + std::sin(x); });
@@ -53,7 +53,7 @@ TEST(chebyshev_basis, interpolates_entire_functions_to_the_last_digits) {
 
 // 1 / (x^2 + 1/4), the poles of which lie on the ellipse with rho = (1 + sqrt 5) / 2: of
 // 24 points the error is of the order of rho^-24 = 1e-5, and it is not less.
-TEST(chebyshev_basis, has_the_error_that_the_nearest_pole_leaves) {
+TEST(chebyshev_basis, has_the_error_of_the_nearest_pole) {
   const chebyshev_basis basis;
   const auto values = at_points(basis, [](double x) { return 1.0 / (x * x + 0.25); });
   double worst = 0.0;
@@ -169,7 +169,7 @@ TEST(step_resolution, is_smooth_on_narrow_intervals_and_where_all_steps_are_satu
 
 // Whatever the steps are, the weights of all blocks are as many as the targets, and no
 // block is longer than asked for.
-TEST(summation_blocks, stand_for_all_targets) {
+TEST(summation_blocks, replace_all_targets) {
   for (const index_t n : {72, 500, 5000}) {
     dense_matrix ones(n, 1);
     fill(matrix_block{ones}, 1.0);

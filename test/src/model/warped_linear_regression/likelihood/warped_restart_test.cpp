@@ -64,7 +64,7 @@ std::vector<double> first_normal_draws(std::size_t count) {
   return values;
 }
 
-TEST(warped_restart, theta_zero_is_degenerate_refused_and_drawn_anew) {
+TEST(warped_restart, theta_zero_is_degenerate_rejected_and_redrawn) {
   const auto problem = make_objective(2, 25);
   visited_point at{*problem, std::vector<double>(6, 0.0)};
   for (const double entry : at.gradient) EXPECT_EQ(entry, 0.0);
@@ -86,7 +86,7 @@ TEST(warped_restart, the_adjusted_point_comes_with_its_value_and_derivatives) {
     for (index_t i = j; i < 3; ++i) EXPECT_EQ(at.hessian(i, j), fresh.hessian(i, j));
 }
 
-TEST(warped_restart, two_dead_steps_are_drawn_in_one_call_for_one_restart) {
+TEST(warped_restart, two_degenerate_steps_are_redrawn_in_one_call_for_one_restart) {
   const auto problem = make_objective(3, 25);
   visited_point at{*problem, {0.0, 0.0, 0.4, 1.1, 0.9, 0.2, 0.0, 0.0, -0.4}};
   EXPECT_TRUE(at.adjust(*problem));
@@ -111,7 +111,7 @@ TEST(warped_restart, a_spare_draw_does_not_outlive_its_call) {
   EXPECT_EQ(second.x, expected);
 }
 
-TEST(warped_restart, a_step_is_dead_when_all_three_curvatures_are_at_most_the_limit) {
+TEST(warped_restart, a_step_is_degenerate_when_all_three_curvatures_are_at_most_the_limit) {
   constexpr double limit = 2.220446049250313e-07;
   const auto problem = make_objective(2, 25);
   visited_point at{*problem, {0.8, 1.1, 0.2, 0.4, 1.3, -0.5}};
@@ -125,7 +125,7 @@ TEST(warped_restart, a_step_is_dead_when_all_three_curvatures_are_at_most_the_li
   }
 }
 
-TEST(warped_restart, a_living_step_is_left_alone) {
+TEST(warped_restart, a_step_that_is_not_degenerate_is_not_changed) {
   const auto problem = make_objective(1, 25);
   visited_point at{*problem, {0.8, 1.1, 0.2}};
   const visited_point before = at;
@@ -152,7 +152,7 @@ TEST(warped_restart, the_last_restart_ends_the_refusal) {
   EXPECT_TRUE(dead.accepted_by(*problem));
 }
 
-TEST(warped_restart, a_restart_on_an_undefined_point_is_put_back_and_costs_nothing) {
+TEST(warped_restart, a_redraw_at_an_undefined_point_is_undone_and_not_counted) {
   const auto problem = make_undefined_objective(25);
   visited_point at{*problem, {0.0, 0.0, 0.0}};
   at.value = 17.0;
@@ -169,7 +169,7 @@ TEST(warped_restart, a_restart_on_an_undefined_point_is_put_back_and_costs_nothi
   EXPECT_EQ(problem->remaining_restarts(), 25);
 }
 
-TEST(warped_restart, restarts_that_never_land_do_not_refuse_for_ever) {
+TEST(warped_restart, failed_redraws_end_after_a_limit) {
   const auto problem = make_undefined_objective(endless);
   visited_point at{*problem, {0.0, 0.0, 0.0}};
   for (index_t j = 0; j < 3; ++j)

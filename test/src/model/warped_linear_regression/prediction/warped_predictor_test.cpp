@@ -60,7 +60,7 @@ TEST(warped_predictor, the_latent_distribution_is_that_of_its_formula) {
   }
 }
 
-TEST(warped_predictor, rows_one_behind_another_are_predicted_as_columns_are) {
+TEST(warped_predictor, contiguous_rows_are_predicted_as_contiguous_columns_are) {
   const warped_state state = make_state();
   const dense_matrix X = normal_matrix(7000, 4, 5);
   dense_matrix transposed_X(4, 7000);

@@ -176,7 +176,7 @@ TEST(warped_report, the_covariance_root_is_that_of_the_inverse_of_the_centered_p
               -product(0, 1) / determinant, 1e-14);
 }
 
-TEST(warped_report, data_that_no_fit_makes_sense_of_are_refused) {
+TEST(warped_report, data_without_a_fit_are_refused) {
   const model_data data = draw_model(50, 2, 0.5, 8);
   const auto refusal = [](const std::vector<double>& y, const dense_matrix& X) {
     try {
