@@ -71,8 +71,8 @@ void gemm(double alpha, transposition op_a, const_matrix_block a, transposition 
               c.data(), stride(c));
 }
 
-// By panels of columns: the square on the diagonal by way of scratch, so that the upper
-// triangle of C is never written, and the rectangle below it.
+// By panels of columns: the square on the diagonal through scratch memory, so that the
+// upper triangle of C is never written, and the rectangle below it.
 void gemmt(double alpha, transposition op_a, const_matrix_block a, transposition op_b,
            const_matrix_block b, double beta, matrix_block c) {
   constexpr index_t panel = 64;

@@ -14,7 +14,7 @@ namespace corvane {
 
 struct qr_factorization {
   std::int32_t kind = 0;           // 0 is the only supported kind
-  std::int32_t transposition = 0;  // 0 stands for Q, 1 for Q'
+  std::int32_t transposition = 0;  // 0 for Q, 1 for Q'
   const_matrix_block factor;       // m by n as geqrf packed it
   const double* tau = nullptr;     // min(m, n) scalars
 };

@@ -2,7 +2,7 @@
 //
 // A real vector of even length is packed into a complex one of half the length; an odd
 // length is transformed as it is. The complex transform is that of kissfft, whose cost
-// grows with the prime factors of the length; where that is less, the length is changed by
+// grows with the prime factors of the length; if that is cheaper, the length is changed by
 // the algorithm of L. Bluestein, "A linear filtering approach to the computation of
 // discrete Fourier transform", IEEE Trans. Audio Electroacoustics 18 (1970).
 #include "common/real_fft.h"

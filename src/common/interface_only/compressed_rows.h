@@ -39,9 +39,9 @@ struct object {
   bool is_live = false;           // from `create` until `destroy`
 };
 
-// Makes a live object of `parts` in `made`. Arrays of the wrong length, an offset that
-// falls and a column outside of the matrix are invalid values: no later product leaves the
-// arrays.
+// Makes a live object of `parts` in `made`. Arrays of the wrong length, decreasing offsets
+// and a column outside of the matrix are invalid values: no later product reads outside of
+// the arrays.
 status create(object*& made, const object& parts);
 
 // Releases what `create` made, not the arrays. An object that is not live is an invalid

@@ -32,10 +32,10 @@ struct warped_linear_regression_model_options {
   std::unique_ptr<trust_region_optimizer> optimizer;  // null means one with 1e-4 and 1e-3
   std::function<void(vector_view)> initializer;      // empty means uniform draws on [-1, 1)
   std::unique_ptr<target_warper_descriptor> warper;  // the family; never null
-  interruption* interrupt = nullptr;  // not owned; asked while the data are prepared
+  interruption* interrupt = nullptr;  // not owned; checked while the data are prepared
 };
 
-// What a fit leaves: all that prediction and reporting need.
+// The result of a fit, with all that prediction and reporting need.
 struct warped_fit {
   data_normalizer normalizer;  // of new rows
   trust_region_result result;  // holds the final parameters and value

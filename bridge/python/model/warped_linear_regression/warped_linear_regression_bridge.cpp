@@ -105,7 +105,7 @@ auto warped_linear_regression_bridge::read_rows(PyObject* arguments,
   // The parser's errors show this name for both predictions.
   const python_object X = parse_object(arguments, keywords, "O:predict_latent", "X");
   readable_matrix rows{X.get()};
-  // Taken after the conversion, which may have fitted the model anew.
+  // Taken after the conversion, which may have fitted the model again.
   auto fitted = require_fitted(fitted_);
   require_columns(rows.cols(), fitted->regressors.size());
   // A latent value that is not finite has no inverse.
@@ -139,7 +139,7 @@ python_object warped_linear_regression_bridge::predict(PyObject* arguments,
   return predictions.release();
 }
 
-// numpy may run Python code while a result is written, which may fit the model anew: each
+// numpy may run Python code while a result is written, which may fit the model again: each
 // attribute holds the record that it reads.
 python_object warped_linear_regression_bridge::regressors() const {
   const auto fitted = require_fitted(fitted_);

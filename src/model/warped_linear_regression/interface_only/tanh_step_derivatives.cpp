@@ -89,7 +89,7 @@ class step_evaluation {
     }
   }
 
-  // d = dz/dy at each target of the block; keeps every tanh for what follows.
+  // d = dz/dy at each target of the block; stores every tanh.
   void compute_slopes(index_t first, index_t count) {
     const vector_view slopes = slope_.part(0, count);
     std::fill(slopes.begin(), slopes.end(), 1.0);

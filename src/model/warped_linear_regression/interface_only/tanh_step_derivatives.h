@@ -1,8 +1,8 @@
 // SPDX-License-Identifier: BSD-3-Clause
 //
-// One pass over the targets that evaluates a sum of tanh steps and whatever is asked for of
-// its derivatives in the parameters. Value and derivatives share one tanh per step and
-// target. The pass goes by blocks of rows, so that what one block needs stays in cache.
+// One pass over the targets that evaluates a sum of tanh steps and those of its derivatives
+// in the parameters that are requested. Value and derivatives share one tanh per step and
+// target. The rows are processed in blocks that stay in cache.
 #pragma once
 
 #include "n_array/n_array_view.h"

@@ -7,7 +7,7 @@ namespace corvane {
 
 namespace {
 
-// By the sign bit: a residual of -0.0 counts as negative, and a NaN has a side too.
+// By the sign bit: a residual of -0.0 is negative, and a NaN has a sign too.
 double sign_of(double value) { return std::signbit(value) ? -1.0 : 1.0; }
 
 }  // namespace

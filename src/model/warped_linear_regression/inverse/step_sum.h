@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: BSD-3-Clause
 //
 // A sum of tanh steps with its first two derivatives in x, at one point and at an array of
-// them: one tanh per step and point serves all three.
+// them: one tanh per step and point is used for all three.
 //
 //   f(x) = x + sum over k of a_k (t_k - h_k),   t_k = tanh(b_k (x + c_k)),  s_k = 1 - t_k^2
 //   f'   = 1 + sum of a_k b_k s_k,              f'' = -2 sum of a_k b_k^2 t_k s_k

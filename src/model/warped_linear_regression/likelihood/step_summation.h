@@ -4,7 +4,7 @@
 // the nodes of the largest cells on which all of its terms are polynomials of low degree up
 // to rounding, and at the targets themselves where no cell is small enough.
 //
-// The terms are made of tanh(b (y + c)), with poles pi / (2 b) away from the real axis, of
+// The terms contain tanh(b (y + c)), with poles pi / (2 b) away from the real axis, of
 // log d and of 1 / d, d = 1 + sum of a b / cosh^2(b (y + c)). At a distance v from the real
 // axis each term of d has an argument of at most 2 b v. All lie in one half plane, so that
 // d is not zero, as long as 2 v times the sum of the two largest b is below pi.

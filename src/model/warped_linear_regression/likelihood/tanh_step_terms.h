@@ -45,8 +45,8 @@ using pair_terms = std::array<double, pairs_per_step>;
 // The raw quantities of dz/dtheta.
 inline parameter_terms raw_gradient(const step_point& p) { return {p.t, p.us(), p.s}; }
 
-// The raw quantities of d2z/dtheta2 behind the pairs with alpha, whose own are those of
-// dz/dtheta.
+// The raw quantities of d2z/dtheta2 for the pairs without alpha. Those of the pairs with
+// alpha are the raw quantities of dz/dtheta.
 inline parameter_terms raw_curvature(const step_curvatures& f, const step_point& p) {
   const double uts = p.uts();
   return {f.beta_beta_inner * uts * p.u + p.us(), f.beta_gamma_inner * uts + p.s, p.ts()};

@@ -45,7 +45,7 @@ namespace {
 // The least number of targets per node at which nodes are faster than the targets.
 constexpr index_t least_targets_per_node = 3;
 
-// The largest power of 2 that leaves enough targets to each leaf; 0 when one leaf has not.
+// The largest power of 2 at which each leaf has enough targets; 0 if one leaf has too few.
 index_t count_leaves(index_t num_targets) {
   const auto leaves = static_cast<std::uint64_t>(
       num_targets / (least_targets_per_node * target_cells::num_nodes));
@@ -153,7 +153,7 @@ double target_cells::node(index_t c, index_t j) const {
   return middle(c) + half_width(c) * basis_.point(j);
 }
 
-// The leaves from their targets, the others from their halves.
+// Leaves are built from their targets, other cells from their halves.
 void target_cells::build_cells(interruption* interrupt) {
   const index_t num_cells = 2 * num_leaves_;
   lower_ = dense_vector(num_cells);

@@ -57,7 +57,7 @@ class target_cells {
 
   target_cells() = default;
   // Row i of `rows` belongs to y_i; all are finite.
-  // `interrupt`, not owned, is asked between columns and between cells.
+  // `interrupt`, not owned, is checked between columns and between cells.
   target_cells(const_vector_view y, dense_matrix&& rows, interruption* interrupt = nullptr);
 
   const_vector_view y() const { return y_; }         // ascending

@@ -2,7 +2,6 @@
 #include "model/warped_linear_regression/likelihood/warped_objective.h"
 
 #include <algorithm>
-#include <bit>
 #include <cmath>
 #include <stdexcept>
 #include <utility>
@@ -18,14 +17,6 @@ const target_warper_descriptor& existing(
     const std::shared_ptr<const target_warper_descriptor>& descriptor) {
   if (descriptor == nullptr) throw std::invalid_argument("no family of warpers was given");
   return *descriptor;
-}
-
-// Bit for bit, so that a NaN is the same as itself and -0 another number than 0.
-bool same_point(const_vector_view a, const_vector_view b) {
-  const auto same_bits = [](double left, double right) {
-    return std::bit_cast<std::uint64_t>(left) == std::bit_cast<std::uint64_t>(right);
-  };
-  return std::equal(a.begin(), a.end(), b.begin(), b.end(), same_bits);
 }
 
 }  // namespace
@@ -93,10 +84,10 @@ void objective::project_targets(interruption* interrupt) {
 // The optimizer evaluates the derivatives at the point of the last value, and both come
 // from the same sums. No other state is kept from one point to the next.
 void objective::evaluate(const_vector_view x) {
-  if (evaluated_.size() > 0 && same_point(x, evaluated_)) return;
-  evaluated_ = dense_vector{};
+  if (evaluated_.is_at(x)) return;
+  evaluated_.forget();  // until the moments are complete
   descriptor_->compute_residual_moments(x, projected_, moments_);
-  evaluated_ = dense_vector{x};
+  evaluated_.move_to(x);
 }
 
 bool objective::compute_value(const_vector_view x, double& value) {

@@ -20,6 +20,7 @@
 #include "common/qr_factorization.h"
 #include "model/warped_linear_regression/map/target_warper_descriptor.h"
 #include "n_array/n_array.h"
+#include "optimization/evaluation_cache.h"
 #include "optimization/objective.h"
 
 namespace corvane::model::warped_linear_regression_detail {
@@ -28,7 +29,7 @@ class objective final : public second_order_objective {
  public:
   // `design` is n by p with p < n; both are normalized. Throws std::invalid_argument on
   // shapes that do not fit, and std::runtime_error on dependent columns. `interrupt`, not
-  // owned, is asked while the columns are factored.
+  // owned, is checked while the columns are factored.
   objective(std::shared_ptr<const target_warper_descriptor> descriptor,
             dense_matrix&& design, dense_vector&& target, std::int64_t num_restarts,
             interruption* interrupt = nullptr);
@@ -75,8 +76,8 @@ class objective final : public second_order_objective {
   const_matrix_block r_factor_;  // p by p, its upper triangle
   projected_targets projected_;  // on the first p columns of Q
   residual_moments moments_;     // at `evaluated_`
-  dense_vector evaluated_;       // the last x, or empty
-  int failed_redraws_ = 0;       // since the last restart that succeeded
+  evaluated_point evaluated_;
+  int failed_redraws_ = 0;  // since the last restart that succeeded
 };
 
 }  // namespace corvane::model::warped_linear_regression_detail

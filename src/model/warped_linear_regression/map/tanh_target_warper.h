@@ -18,7 +18,7 @@ namespace corvane::model::tanh_warper_detail {
 
 class tanh_target_warper final : public target_warper {
  public:
-  // `y` is in standardized units. Throws std::invalid_argument as make_warper tells.
+  // `y` is in standardized units. Throws std::invalid_argument as make_warper does.
   tanh_target_warper(const tanh_target_warper_descriptor& descriptor, dense_vector&& theta,
                      const_vector_view y, double shift, double scale);
 

@@ -3,7 +3,7 @@
 // The family of sums of tanh steps, z(y) = y + sum over k of a_k (tanh(b_k (y + c_k)) -
 // h_k), with the parameters (alpha, beta, gamma) of each step standing for a = alpha^2, b =
 // beta^2, c = gamma. E. Snelson, C. Rasmussen, Z. Ghahramani, "Warped Gaussian processes",
-// NIPS 16 (2003), section 3; here the mean h_k keeps the mean of z at that of y.
+// NIPS 16 (2003), section 3; here the mean h_k makes the mean of z that of y.
 #pragma once
 
 #include <memory>

@@ -31,7 +31,7 @@ struct warped_state {
 void check_state(const warped_state& state);
 
 // Rows to predict: X = op(block). The functions below throw std::invalid_argument where its
-// columns are not as many as those of the state, and ask `interruption` between blocks of
+// columns are not as many as those of the state, and check `interrupter` between blocks of
 // rows. Their outputs have an entry for each row.
 struct prediction_rows {
   transposition op;
