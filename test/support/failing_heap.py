@@ -80,8 +80,8 @@ class Heap:
         try:
             result = function(*arguments)
         except BaseException as raised:  # whatever it is: it is told
-            # The traceback holds this frame, and the frame the error. Python 3.14 does not
-            # collect such a cycle of a MemoryError.
+            # The traceback holds this frame, and the frame the error. Python 3.13 and 3.14
+            # do not collect such a cycle of a MemoryError.
             error = raised.with_traceback(None)
         requests = self._disarm()
         return result, error, requests
