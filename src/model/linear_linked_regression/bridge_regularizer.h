@@ -49,10 +49,6 @@ class bridge_regularizer final : public regularizer {
   regularizer_status compute_third_derivative_hyperparameter_derivative(
       const_vector_view theta, const_vector_view w, sparse_matrix& out) const override;
 
-  double zone() const override { return std::abs(smoothing_threshold_); }
-  std::unique_ptr<const weight_penalty> at_hyperparameters(
-      const_vector_view theta) const override;
-
   bool has_third_derivative() const override { return true; }
   bool has_fourth_derivative() const override { return true; }
   bool has_third_derivative_hyperparameter_derivative() const override { return true; }

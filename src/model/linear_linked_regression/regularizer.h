@@ -11,10 +11,8 @@
 #pragma once
 
 #include <cstdint>
-#include <memory>
 
 #include "model/linear_linked_regression/sparse_matrix.h"
-#include "model/linear_linked_regression/weight_penalty.h"
 #include "n_array/n_array_view.h"
 #include "optimization/variable_mapping.h"
 
@@ -91,14 +89,6 @@ class regularizer {
   virtual bool has_third_derivative() const { return false; }
   virtual bool has_fourth_derivative() const { return false; }
   virtual bool has_third_derivative_hyperparameter_derivative() const { return false; }
-
-  // Below this |w| a polynomial stands for the penalty, which is not convex throughout; 0
-  // where there is no such zone.
-  virtual double zone() const { return 0.0; }
-  // The penalty of single weights at theta, for as long as this lives and no scratch
-  // memory taken before is given back; null where the weights cannot be told apart.
-  virtual std::unique_ptr<const weight_penalty> at_hyperparameters(
-      const_vector_view theta) const;
 };
 
 }  // namespace corvane::model

@@ -68,11 +68,6 @@ class logging_regularizer final : public regularizer {
 
   const variable_mapping& mapping() const override { return inner_->mapping(); }
   index_t num_hyperparameters() const override { return inner_->num_hyperparameters(); }
-  double zone() const override { return inner_->zone(); }
-  std::unique_ptr<const weight_penalty> at_hyperparameters(
-      const_vector_view theta) const override {
-    return inner_->at_hyperparameters(theta);
-  }
   void initialize_hyperparameters(vector_view theta) const override {
     inner_->initialize_hyperparameters(theta);
   }
