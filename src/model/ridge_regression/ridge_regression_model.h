@@ -7,7 +7,7 @@
 
 #include "common/blas_arguments.h"
 #include "common/matrix_block.h"
-#include "model/ridge_regression/ridge_influence.h"
+#include "model/ridge_regression/report/ridge_influence.h"
 #include "n_array/n_array.h"
 #include "optimization/trust_region_state.h"
 

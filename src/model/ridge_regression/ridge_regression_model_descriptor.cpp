@@ -13,9 +13,9 @@
 #include "common/compensated_sum.h"
 #include "common/finite.h"
 #include "common/scoped_allocator.h"
-#include "model/ridge_regression/cluster_weights.h"
-#include "model/ridge_regression/grouped_ridge_objective.h"
-#include "model/ridge_regression/make_ridge_score.h"
+#include "model/ridge_regression/grouping/cluster_weights.h"
+#include "model/ridge_regression/grouping/grouped_ridge_objective.h"
+#include "model/ridge_regression/scores/make_ridge_score.h"
 #include "n_array/panic.h"
 #include "optimization/order_invariant_run.h"
 

@@ -10,9 +10,9 @@
 #include <memory>
 
 #include "model/ridge_regression/data_normalizer.h"
-#include "model/ridge_regression/make_ridge_score.h"
 #include "model/ridge_regression/ridge_regression_model.h"
-#include "model/ridge_regression/ridge_regression_objective.h"
+#include "model/ridge_regression/scores/make_ridge_score.h"
+#include "model/ridge_regression/scores/ridge_regression_objective.h"
 #include "n_array/n_array.h"
 #include "optimization/trust_region_optimizer.h"
 
