@@ -11,7 +11,6 @@
 
 #include "model/ridge_regression/data_normalizer.h"
 #include "model/ridge_regression/ridge_regression_model.h"
-#include "model/ridge_regression/scores/make_ridge_score.h"
 #include "model/ridge_regression/scores/ridge_regression_objective.h"
 #include "n_array/n_array.h"
 #include "optimization/trust_region_optimizer.h"

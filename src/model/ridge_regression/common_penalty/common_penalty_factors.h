@@ -18,8 +18,8 @@ namespace corvane::model::ridge_regression_detail {
 // f and g of one singular value, each with full relative precision, and the derivatives of
 // g with respect to t: g' = 2 f g / t, g'' = 2 f g (f - 3 g) / t^2.
 struct ridge_filter {
-  double passed;   // f
-  double stopped;  // g
+  double filter_factor;  // f
+  double complement;     // g
   double first;
   double second;
 };
@@ -38,7 +38,7 @@ struct penalty_spectrum {
 };
 
 // The observations' own view of the fit. With the row u of U,
-//   1 - leverage(t) = clearance + sum over k of g_k u_k^2,
+//   1 - leverage(t) = one_minus_leverage + sum over k of g_k u_k^2,
 //   residual(t) = residual + sum over k of g_k z_k u_k.
 struct penalty_rows {
   dense_matrix columns;  // n by k + 2: U, then the two below
@@ -47,7 +47,7 @@ struct penalty_rows {
   const_matrix_block basis() const {
     return const_matrix_block{columns}.part_columns(0, rank());
   }
-  const_vector_view clearance() const { return columns.view().column(rank()); }
+  const_vector_view one_minus_leverage() const { return columns.view().column(rank()); }
   const_vector_view residual() const { return columns.view().column(rank() + 1); }
 };
 
@@ -66,10 +66,16 @@ class common_penalty_factors {
   virtual void solve(double t, vector_view weights) const = 0;
 };
 
-// Picks the way by the shape: rows as observations, or the dual one where these are not
-// more than the columns, in which nothing of the size columns by columns is formed. Throws
-// std::runtime_error when the singular value decomposition fails.
+// By rows as observations, or in the dual form where these are not more than the columns,
+// in which nothing of the size columns by columns is formed. Throws std::runtime_error when
+// the singular value decomposition fails.
 std::unique_ptr<const common_penalty_factors> factor_common_penalty(
+    const common_penalty_design& design);
+
+// The two forms, for designs with more rows than columns, and for the others.
+std::unique_ptr<const common_penalty_factors> make_primal_factors(
+    const common_penalty_design& design);
+std::unique_ptr<const common_penalty_factors> make_dual_factors(
     const common_penalty_design& design);
 
 }  // namespace corvane::model::ridge_regression_detail

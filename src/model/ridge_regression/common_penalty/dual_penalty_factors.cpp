@@ -1,6 +1,12 @@
 // SPDX-License-Identifier: BSD-3-Clause
-#include "model/ridge_regression/common_penalty/dual_penalty_factors.h"
-
+//
+// dual_penalty_factors: the factors of a design with at least as many columns as rows. A
+// reflection P takes N to the first axis; what lies below it, A = (P X1) without its first
+// row, is X1 with N projected out, in a basis of the complement of N. Of A = U diag(s) V'
+// only s and U are needed:
+//   weights = A' U diag(1 / (s^2 + t^2)) U'y.
+// They are the eigenvalues and eigenvectors of A A' where these are far from zero, and
+// otherwise the singular ones of T' in A' = Q T (tall), which has not been squared.
 #include <algorithm>
 #include <cmath>
 #include <limits>
@@ -11,9 +17,38 @@
 #include "common/linear_algebra.h"
 #include "common/scoped_allocator.h"
 #include "common/vector_dispatch.h"
+#include "model/ridge_regression/common_penalty/common_penalty_factors.h"
 #include "model/ridge_regression/factorization/tall_factorization.h"
 
 namespace corvane::model::ridge_regression_detail {
+
+namespace {
+
+class dual_penalty_factors final : public common_penalty_factors {
+ public:
+  explicit dual_penalty_factors(const common_penalty_design& design);
+
+  const penalty_spectrum& spectrum() const override { return spectrum_; }
+  penalty_rows rows() const override;
+  void column_dof(double t, vector_view dof) const override;
+  void solve(double t, vector_view weights) const override;
+
+ private:
+  dense_matrix compute_gram() const;  // A A', lower triangle
+  bool decompose_gram(const dense_matrix& gram);
+  void decompose_triangle(dense_matrix&& gram);
+  // Columns of A, read into as many columns of `room`, which has a row for each
+  // observation.
+  const_matrix_block read_columns(index_t first, matrix_block room) const;
+  // Each column x of the observations' space becomes P x.
+  void reflect(matrix_block columns) const;
+  index_t rank() const { return left_.rows(); }
+
+  common_penalty_design design_;
+  index_t free_;       // columns of N: 1 or 0
+  dense_matrix left_;  // U
+  penalty_spectrum spectrum_;
+};
 
 dual_penalty_factors::dual_penalty_factors(const common_penalty_design& design)
     : design_{design},
@@ -112,8 +147,8 @@ void dual_penalty_factors::reflect(matrix_block columns) const {
   }
 }
 
-// P [0; U]. N and U reach all of the space: clearance and residual are zero without a
-// penalty.
+// P [0; U]. N and U reach all of the space: one_minus_leverage and residual are zero
+// without a penalty.
 penalty_rows dual_penalty_factors::rows() const {
   const index_t k = rank();
   dense_matrix columns{spectrum_.observations, k + 2};
@@ -177,6 +212,13 @@ void dual_penalty_factors::solve(double t, vector_view weights) const {
   double rest = 0.0;
   for (index_t i = 0; i < n; ++i) rest += target[i] - fitted[i];
   weights[design_.penalized()] = rest * design_.bias_entry();
+}
+
+}  // namespace
+
+std::unique_ptr<const common_penalty_factors> make_dual_factors(
+    const common_penalty_design& design) {
+  return std::make_unique<dual_penalty_factors>(design);
 }
 
 }  // namespace corvane::model::ridge_regression_detail

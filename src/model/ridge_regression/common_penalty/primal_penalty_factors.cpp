@@ -1,12 +1,17 @@
 // SPDX-License-Identifier: BSD-3-Clause
-#include "model/ridge_regression/common_penalty/primal_penalty_factors.h"
-
+//
+// primal_penalty_factors: the factors of a design with more rows than columns, from
+//   [N X1 y] = Q R,   R = [1 r' v ; 0 B c ; 0 0 d],   B = W diag(s) V'.
+// N is the first column, so that B is X1 with N projected out. U = Q2 W, z = W'c, and d is
+// the length of what is left of y.
 #include <algorithm>
 #include <stdexcept>
 
 #include "common/linear_algebra.h"
 #include "common/scoped_allocator.h"
 #include "common/vector_dispatch.h"
+#include "model/ridge_regression/common_penalty/common_penalty_factors.h"
+#include "model/ridge_regression/factorization/tall_factorization.h"
 
 namespace corvane::model::ridge_regression_detail {
 
@@ -21,7 +26,7 @@ tall_matrix augmented(const common_penalty_design& design) {
 
 // 1 - |row of N|^2 - |row of U|^2, in place of the column N. By blocks that stay in the
 // first-level cache while U passes by.
-void turn_into_clearance(const_matrix_block U, vector_view N) {
+void subtract_squared_rows(const_matrix_block U, vector_view N) {
   constexpr index_t block_rows = 1024;
   for (index_t first = 0; first < N.size(); first += block_rows) {
     const index_t count = std::min(block_rows, N.size() - first);
@@ -36,7 +41,22 @@ void turn_into_clearance(const_matrix_block U, vector_view N) {
   }
 }
 
-}  // namespace
+class primal_penalty_factors final : public common_penalty_factors {
+ public:
+  explicit primal_penalty_factors(const common_penalty_design& design);
+
+  const penalty_spectrum& spectrum() const override { return spectrum_; }
+  penalty_rows rows() const override;
+  void column_dof(double t, vector_view dof) const override;
+  void solve(double t, vector_view weights) const override;
+
+ private:
+  index_t free_;  // columns of N: 1 or 0
+  tall_factorization qr_;
+  dense_matrix left_;   // W
+  dense_matrix right_;  // V'
+  penalty_spectrum spectrum_;
+};
 
 primal_penalty_factors::primal_penalty_factors(const common_penalty_design& design)
     : free_{design.has_free_bias() ? 1 : 0},
@@ -56,7 +76,7 @@ primal_penalty_factors::primal_penalty_factors(const common_penalty_design& desi
 }
 
 // All from one product with Q: U, the column N, and the residual of y, d times the last
-// column of Q. clearance = 1 - |row of N|^2 - |row of U|^2
+// column of Q. one_minus_leverage = 1 - |row of N|^2 - |row of U|^2
 penalty_rows primal_penalty_factors::rows() const {
   const index_t k = right_.rows();
   const index_t last = free_ + k;
@@ -68,7 +88,7 @@ penalty_rows primal_penalty_factors::rows() const {
 
   dense_matrix columns{spectrum_.observations, k + 2};
   qr_.multiply(selection, columns);
-  turn_into_clearance(matrix_block{columns}.part_columns(0, k), columns.view().column(k));
+  subtract_squared_rows(matrix_block{columns}.part_columns(0, k), columns.view().column(k));
   return {std::move(columns)};
 }
 
@@ -76,7 +96,7 @@ penalty_rows primal_penalty_factors::rows() const {
 void primal_penalty_factors::column_dof(double t, vector_view dof) const {
   std::fill(dof.begin(), dof.end(), 0.0);
   for (index_t k = 0; k < spectrum_.s.size(); ++k) {
-    const double f = filter_of(spectrum_.s[k], t).passed;
+    const double f = filter_of(spectrum_.s[k], t).filter_factor;
     for (index_t j = 0; j < dof.size(); ++j) dof[j] += f * right_(k, j) * right_(k, j);
   }
 }
@@ -94,6 +114,13 @@ void primal_penalty_factors::solve(double t, vector_view weights) const {
   double rest = R(0, free_ + k);
   for (index_t j = 0; j < k; ++j) rest -= R(0, free_ + j) * weights[j];
   weights[k] = rest / R(0, 0);
+}
+
+}  // namespace
+
+std::unique_ptr<const common_penalty_factors> make_primal_factors(
+    const common_penalty_design& design) {
+  return std::make_unique<primal_penalty_factors>(design);
 }
 
 }  // namespace corvane::model::ridge_regression_detail

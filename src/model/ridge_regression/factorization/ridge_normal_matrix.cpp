@@ -112,15 +112,21 @@ bool factor_normal_matrix(const ridge_system& system, const_vector_view t,
   return factor_normal_matrix(B, t.size(), cholesky);
 }
 
+bool solve_forward(const ridge_system& system, const_vector_view t, matrix_block cholesky,
+                   vector_view z) {
+  if (!factor_normal_matrix(system, t, cholesky)) return false;
+  std::copy(system.correlation.begin(), system.correlation.end(), z.begin());
+  divide_entries(t, z);
+  trsv(triangle::lower, plain, cholesky, z);
+  return true;
+}
+
 // inverse(A) b = inverse(D) inverse(L)' inverse(L) inverse(D) b
 bool solve_ridge_weights(const ridge_system& system, const_vector_view t,
                          vector_view weights) {
   scoped_allocator scope;
   const matrix_view cholesky = scope.matrix(weights.size(), weights.size());
-  if (!factor_normal_matrix(system, t, cholesky)) return false;
-  std::copy(system.correlation.begin(), system.correlation.end(), weights.begin());
-  divide_entries(t, weights);
-  trsv(triangle::lower, plain, cholesky, weights);
+  if (!solve_forward(system, t, cholesky, weights)) return false;
   trsv(triangle::lower, transposed, cholesky, weights);
   divide_entries(t, weights);
   return true;

@@ -52,6 +52,10 @@ bool factor_normal_matrix(const_matrix_block B, index_t penalized, matrix_block 
 bool factor_normal_matrix(const ridge_system& system, const_vector_view t,
                           matrix_block cholesky);
 
+// Factors M as above, and z = inverse(L) inverse(D) b, p entries.
+bool solve_forward(const ridge_system& system, const_vector_view t, matrix_block cholesky,
+                   vector_view z);
+
 // weights = inverse(A) b. False when M is not positive definite.
 bool solve_ridge_weights(const ridge_system& system, const_vector_view t,
                          vector_view weights);

@@ -5,22 +5,34 @@
 #pragma once
 
 #include <algorithm>
+#include <utility>
 
-#include "n_array/n_array_view.h"
+#include "n_array/n_array.h"
 
 namespace corvane::model::ridge_regression_detail {
+
+// Groups are numbered from 0; one without a column has no influence.
+inline index_t count_groups(const_index_view of_column) {
+  return *std::max_element(of_column.begin(), of_column.end()) + 1;
+}
 
 class penalty_groups {
  public:
   // Each column is a group of its own.
   explicit penalty_groups(index_t columns) : count_{columns} {}
-  // Column j is in group of_column[j], below `count`.
-  penalty_groups(const_index_view of_column, index_t count)
-      : of_column_{of_column}, count_{count} {}
+  // Column j is in group of_column[j].
+  explicit penalty_groups(index_vector&& of_column)
+      : of_column_{std::move(of_column)}, count_{count_groups(of_column_)} {}
 
   index_t count() const { return count_; }
+  index_t columns() const { return of_column_.size() == 0 ? count_ : of_column_.size(); }
   index_t operator[](index_t column) const {
     return of_column_.size() == 0 ? column : of_column_[column];
+  }
+
+  // t_j = u_g of its group g
+  void expand(const_vector_view u, vector_view t) const {
+    for (index_t j = 0; j < t.size(); ++j) t[j] = u[(*this)[j]];
   }
 
   // Adds an entry of the Hessian by t to that by u, lower triangles both. Two columns of
@@ -32,7 +44,7 @@ class penalty_groups {
   }
 
  private:
-  const_index_view of_column_;
+  index_vector of_column_;
   index_t count_;
 };
 

@@ -125,21 +125,23 @@ double rotated_criterion(const prepared_data& data, dense_vector t,
 // By the definition, normalized units.
 double criterion_of(const ridge_request& request, const prepared_data& data,
                     const dense_vector& t, const solution& at) {
-  const auto& [residuals, slack] = at.rows;
+  const auto& [residuals, one_minus_leverage] = at.rows;
   const auto n = static_cast<double>(residuals.size());
-  const double mean_slack = compensated_mean(slack);
+  const double mean_one_minus_leverage = compensated_mean(one_minus_leverage);
   switch (request.criterion) {
     case ridge_objective_mode::gcv:
-      return are_equal(t) ? sum_of_squares(residuals) / mean_slack / mean_slack
+      return are_equal(t) ? sum_of_squares(residuals) / mean_one_minus_leverage /
+                                mean_one_minus_leverage
                           : rotated_criterion(data, t, request.observer);
     case ridge_objective_mode::range_risk:
-      return sum_of_squares(residuals) + 2.0 * at.noise_variance * n * (1.0 - mean_slack);
+      return sum_of_squares(residuals) +
+             2.0 * at.noise_variance * n * (1.0 - mean_one_minus_leverage);
     case ridge_objective_mode::loocv:
       break;
   }
   compensated_sum sum;
   for (index_t i = 0; i < residuals.size(); ++i)
-    sum.add(residuals[i] / slack[i] * (residuals[i] / slack[i]));
+    sum.add(residuals[i] / one_minus_leverage[i] * (residuals[i] / one_minus_leverage[i]));
   return sum.total();
 }
 
@@ -205,7 +207,7 @@ ridge_criterion_value evaluate_ridge_criterion(dense_matrix&& X, dense_vector&& 
                                              !request.fit_intercept, request.observer};
   // With one group all roots move together, and are multiples of a common one. The gcv has
   // the short form where they are equal.
-  std::unique_ptr<detail::ridge_regression_objective> score;
+  std::unique_ptr<second_order_objective> score;
   if (detail::count_groups(groups) == 1 && detail::are_divisors(t) &&
       (request.criterion == ridge_objective_mode::loocv || detail::are_equal(t)))
     score =

@@ -151,19 +151,22 @@ ridge_influence measure_influence(const common_penalty_design& design,
     for (index_t i = 0; i < count; ++i) residuals[i] = target[i] - bias_fit;
     gemv(-1.0, plain, X1, weights.part(0, p), 1.0, residuals);
 
-    const vector_view slack = influence.one_minus_leverage.view().part(first, count);
-    std::fill(slack.begin(), slack.end(), bias * bias);
-    add_squared_rows(X1, root.columns, {product_room.data(), count, p, count}, slack);
-    for (double& entry : slack) entry = 1.0 - entry;
+    const vector_view one_minus_leverage =
+        influence.one_minus_leverage.view().part(first, count);
+    std::fill(one_minus_leverage.begin(), one_minus_leverage.end(), bias * bias);
+    add_squared_rows(X1, root.columns, {product_room.data(), count, p, count},
+                     one_minus_leverage);
+    for (double& entry : one_minus_leverage) entry = 1.0 - entry;
   }
   return influence;
 }
 
 ridge_influence measure_influence(const penalty_rows& rows,
                                   const penalty_spectrum& spectrum, double t) {
-  ridge_influence influence{dense_vector{rows.residual()}, dense_vector{rows.clearance()}};
+  ridge_influence influence{dense_vector{rows.residual()},
+                            dense_vector{rows.one_minus_leverage()}};
   for (index_t k = 0; k < rows.rank(); ++k) {
-    const double g = filter_of(spectrum.s[k], t).stopped;
+    const double g = filter_of(spectrum.s[k], t).complement;
     const double gz = g * spectrum.z[k];
     const const_vector_view u = rows.basis().column(k);
     for (index_t i = 0; i < u.size(); ++i) {

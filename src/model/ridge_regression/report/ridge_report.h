@@ -6,8 +6,9 @@
 //   sum over i of (y_i - c - x_i b)^2 + sum over j of alpha_j b_j^2.
 #pragma once
 
-#include "model/ridge_regression/scores/make_ridge_score.h"
+#include "model/ridge_regression/scores/ridge_regression_objective.h"
 #include "n_array/n_array.h"
+#include "optimization/run_observer.h"
 #include "optimization/trust_region_state.h"
 
 namespace corvane::model {

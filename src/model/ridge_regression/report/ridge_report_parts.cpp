@@ -56,10 +56,6 @@ index_vector each_alone(index_t count) {
   return groups;
 }
 
-index_t count_groups(const_index_view groups) {
-  return *std::max_element(groups.begin(), groups.end()) + 1;
-}
-
 void set_influence(const ridge_influence& rows, const_vector_view column_dof,
                    const prepared_data& data, ridge_report& report) {
   const index_t n = rows.residuals.size();

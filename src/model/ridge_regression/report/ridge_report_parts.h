@@ -6,6 +6,7 @@
 #include "common/interruption.h"
 #include "model/ridge_regression/common_penalty/common_penalty_design.h"
 #include "model/ridge_regression/data_normalizer.h"
+#include "model/ridge_regression/grouping/penalty_groups.h"
 #include "model/ridge_regression/report/ridge_influence.h"
 #include "model/ridge_regression/report/ridge_report.h"
 #include "model/ridge_regression/report/small_numbers.h"
@@ -32,7 +33,6 @@ struct prepared_data {
 
 // Code j for column j.
 index_vector each_alone(index_t count);
-index_t count_groups(const_index_view groups);
 
 // Leverages, leave-one-out residuals and degrees of freedom of the report, whose groups are
 // set. `column_dof` is empty where there is one group.

@@ -20,12 +20,12 @@ vector_view group_roots(scoped_allocator& scope, const_vector_view t,
 
 // gradient_g = sum of 2 s (Q u - P / d) = (2 / u_g) (sum over its columns of w_j g_j -
 // C_jj)
-void write_gradient(const solved_point& point, const penalty_groups& groups,
+void write_gradient(const ridge_solution& solution, const penalty_groups& groups,
                     const leave_one_out_sums& sums, const_vector_view u,
                     vector_view gradient) {
   for (index_t g = 0; g < groups.count(); ++g) gradient[g] = -sums.C_traces[g];
   for (index_t j = 0; j < sums.g.size(); ++j)
-    gradient[groups[j]] += point.w()[j] * sums.g[j];
+    gradient[groups[j]] += solution.w[j] * sums.g[j];
   for (index_t g = 0; g < groups.count(); ++g) gradient[g] *= 2.0 / u[g];
 }
 
@@ -33,14 +33,14 @@ void write_gradient(const solved_point& point, const penalty_groups& groups,
 //   inverse(M)_jk (2 C_jk - g_j w_k - g_k w_j),
 // entry by entry of inverse(M): this sum takes C of all columns, and groups do not make it
 // less work.
-void add_second_derivatives(const solved_point& point, const penalty_groups& groups,
+void add_second_derivatives(const ridge_solution& solution, const penalty_groups& groups,
                             const leave_one_out_sums& sums, symmetric_view hessian) {
   scoped_allocator scope;
-  const const_matrix_block L = point.cholesky();
+  const const_matrix_block L = solution.cholesky;
   const matrix_view M_inverse = scope.matrix(L.rows(), L.rows());
   copy_lower(L, M_inverse);
   potri(M_inverse);
-  const const_vector_view w = point.w();
+  const const_vector_view w = solution.w;
   const vector_view g = sums.g;
   for (index_t j = 0; j < g.size(); ++j)
     for (index_t k = j; k < g.size(); ++k) {
@@ -49,11 +49,11 @@ void add_second_derivatives(const solved_point& point, const penalty_groups& gro
     }
 }
 
-void write_hessian(const solved_point& point, const penalty_groups& groups,
+void write_hessian(const ridge_solution& solution, const penalty_groups& groups,
                    const leave_one_out_sums& sums, const_vector_view u,
                    const_vector_view gradient, symmetric_view hessian) {
   copy_lower(sums.curvature, hessian);
-  add_second_derivatives(point, groups, sums, hessian);
+  add_second_derivatives(solution, groups, sums, hessian);
   for (index_t g = 0; g < groups.count(); ++g) {
     for (index_t h = g; h < groups.count(); ++h) hessian(h, g) *= 4.0 / u[g] / u[h];
     hessian(g, g) += gradient[g] / u[g];
@@ -77,14 +77,15 @@ leave_one_out_sums take_sums(scoped_allocator& scope, index_t q, index_t groups,
   return sums;
 }
 
-void write_derivatives(const solved_point& point, const penalty_groups& groups,
-                       const leave_one_out_sums& sums, const ridge_outputs& wanted) {
+void write_derivatives(const ridge_solution& solution, const_vector_view t,
+                       const penalty_groups& groups, const leave_one_out_sums& sums,
+                       const ridge_outputs& wanted) {
   scoped_allocator scope;
-  const vector_view u = group_roots(scope, point.t(), groups);
+  const vector_view u = group_roots(scope, t, groups);
   const vector_view gradient =
       wanted.gradient ? *wanted.gradient : scope.vector(groups.count());
-  write_gradient(point, groups, sums, u, gradient);
-  if (wanted.hessian) write_hessian(point, groups, sums, u, gradient, *wanted.hessian);
+  write_gradient(solution, groups, sums, u, gradient);
+  if (wanted.hessian) write_hessian(solution, groups, sums, u, gradient, *wanted.hessian);
 }
 
 }  // namespace corvane::model::ridge_regression_detail

@@ -14,8 +14,8 @@
 
 #include "common/scoped_allocator.h"
 #include "model/ridge_regression/grouping/penalty_groups.h"
-#include "model/ridge_regression/scores/ridge_score_objective.h"
-#include "model/ridge_regression/scores/solved_point.h"
+#include "model/ridge_regression/scores/ridge_regression_objective.h"
+#include "model/ridge_regression/scores/ridge_solution.h"
 
 namespace corvane::model::ridge_regression_detail {
 
@@ -31,7 +31,8 @@ leave_one_out_sums take_sums(scoped_allocator& scope, index_t q, index_t groups,
                              const ridge_outputs& wanted);
 
 // Writes the gradient and the Hessian that are wanted, by the roots of the groups.
-void write_derivatives(const solved_point& point, const penalty_groups& groups,
-                       const leave_one_out_sums& sums, const ridge_outputs& wanted);
+void write_derivatives(const ridge_solution& solution, const_vector_view t,
+                       const penalty_groups& groups, const leave_one_out_sums& sums,
+                       const ridge_outputs& wanted);
 
 }  // namespace corvane::model::ridge_regression_detail

@@ -3,28 +3,20 @@
 // The scores by which a ridge model chooses its penalties, made from raw data.
 #pragma once
 
-#include <cstdint>
 #include <memory>
 
 #include "common/interruption.h"
 #include "model/ridge_regression/common_penalty/common_penalty_objective.h"
 #include "model/ridge_regression/data_normalizer.h"
-#include "model/ridge_regression/scores/ridge_score_objective.h"
-
-namespace corvane::model {
-
-enum class ridge_objective_mode : std::int32_t { loocv = 0, gcv = 1, range_risk = 2 };
-
-}  // namespace corvane::model
+#include "model/ridge_regression/scores/ridge_regression_objective.h"
 
 namespace corvane::model::ridge_regression_detail {
 
 // The leave-one-out score takes over the normalized data. The two others leave with R and
 // what they rotated, and the normalized copies go before the first evaluation.
-std::unique_ptr<ridge_score_objective> make_score(ridge_objective_mode mode,
-                                                  const data_normalizer& normalizer,
-                                                  const_vector_view y, const_matrix_view X,
-                                                  interruption* interruption = nullptr);
+std::unique_ptr<ridge_regression_objective> make_score(
+    ridge_objective_mode mode, const data_normalizer& normalizer, const_vector_view y,
+    const_matrix_view X, interruption* interruption = nullptr);
 
 // The score as a function of one common penalty, at the cost of one factorization; null
 // where no short form of it is known. Reads the design again when it is evaluated.

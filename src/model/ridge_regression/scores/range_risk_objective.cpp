@@ -139,14 +139,13 @@ range_risk_objective::range_risk_objective(const_vector_view target, dense_matri
     : range_risk_objective{measure(target, std::move(design), interruption)} {}
 
 range_risk_objective::range_risk_objective(measured_data&& measured)
-    : ridge_score_objective{std::move(measured.system)},
+    : ridge_regression_objective{std::move(measured.system)},
       noise_variance_{measured.noise_variance} {}
 
 // With beta = inverse(A) b the residual sum of squares less y'y is |R beta|^2 - 2 b'beta,
 // and tr H = tr inverse(M) B'B = |B inverse(L')|^2.
-bool range_risk_objective::evaluate_groups(const_vector_view t,
-                                           const penalty_groups& groups,
-                                           const ridge_outputs& wanted) {
+bool range_risk_objective::evaluate(const_vector_view t, const penalty_groups& groups,
+                                    const ridge_outputs& wanted) {
   scoped_allocator scope;
   const index_t p = system().correlation.size();
   const matrix_view B = scope.matrix(p, p);

@@ -8,20 +8,17 @@
 // negative. An evaluation does not depend on the number of observations.
 #pragma once
 
-#include "model/ridge_regression/scores/ridge_score_objective.h"
+#include "model/ridge_regression/scores/ridge_regression_objective.h"
 
 namespace corvane::model::ridge_regression_detail {
 
-class range_risk_objective final : public ridge_score_objective {
+class range_risk_objective final : public ridge_regression_objective {
  public:
   // Normalized y, n entries, and X, n by p, factored in place if moved in. Throws
   // std::runtime_error when the columns of X are linearly dependent. With n = p the noise
   // variance is NaN, and the score is undefined everywhere.
   range_risk_objective(const_vector_view target, dense_matrix design,
                        interruption* interruption = nullptr);
-
-  bool evaluate_groups(const_vector_view t, const penalty_groups& groups,
-                       const ridge_outputs& wanted) override;
 
  private:
   struct measured_data {
@@ -31,6 +28,8 @@ class range_risk_objective final : public ridge_score_objective {
   static measured_data measure(const_vector_view target, dense_matrix&& design,
                                interruption* interruption);
   explicit range_risk_objective(measured_data&& measured);
+  bool evaluate(const_vector_view t, const penalty_groups& groups,
+                const ridge_outputs& wanted) override;
 
   double noise_variance_;
 };

@@ -13,8 +13,7 @@
 #include <string>
 #include <vector>
 
-#include "model/ridge_regression/common_penalty/common_penalty_gcv_objective.h"
-#include "model/ridge_regression/common_penalty/common_penalty_loocv_objective.h"
+#include "model/ridge_regression/common_penalty/common_penalty_objective.h"
 #include "model/ridge_regression/scores/gcv_objective.h"
 #include "model/ridge_regression/scores/loocv_objective.h"
 #include "optimization/grouped_variable_objective.h"
@@ -100,10 +99,10 @@ inline std::vector<common_penalty_case> make_common_penalty_cases() {
   return cases;
 }
 
-// The score by both roads.
-class both_roads {
+// The score in both forms.
+class both_forms {
  public:
-  both_roads(const common_penalty_case& problem, bool leave_one_out)
+  both_forms(const common_penalty_case& problem, bool leave_one_out)
       : data_{problem.data},
         normalizer_{problem.normalization, data_.y, data_.X},
         penalized_{problem.data.X.cols() + (problem.bias_penalized ? 1 : 0)} {
@@ -112,11 +111,14 @@ class both_roads {
                                                problem.bias_penalized};
     dense_matrix X = normalizer_.normalized_features(problem.data.X);
     dense_vector y = normalizer_.normalized_target(problem.data.y);
+    using detail::common_penalty_score;
+    short_ = std::make_unique<detail::common_penalty_objective>(
+        leave_one_out ? common_penalty_score::leave_one_out
+                      : common_penalty_score::generalized,
+        design);
     if (leave_one_out) {
-      short_ = std::make_unique<detail::common_penalty_loocv_objective>(design);
       general_ = std::make_shared<detail::loocv_objective>(std::move(X), std::move(y));
     } else {
-      short_ = std::make_unique<detail::common_penalty_gcv_objective>(design);
       general_ = std::make_shared<detail::gcv_objective>(y, X);
     }
     index_vector groups(penalized_);
@@ -124,9 +126,9 @@ class both_roads {
     tied_ = std::make_unique<grouped_variable_objective>(std::move(groups), general_);
   }
 
-  both_roads(const both_roads&) = delete;  // the short form reads the data here
-  both_roads& operator=(const both_roads&) = delete;
-  ~both_roads() = default;
+  both_forms(const both_forms&) = delete;  // the short form reads the data here
+  both_forms& operator=(const both_forms&) = delete;
+  ~both_forms() = default;
 
   second_order_objective& short_form() { return *short_; }
   second_order_objective& general() { return *tied_; }
@@ -152,7 +154,7 @@ class both_roads {
   sample_data data_;
   data_normalizer normalizer_;
   index_t penalized_;
-  std::unique_ptr<ridge_regression_detail::ridge_regression_objective> short_;
+  std::unique_ptr<ridge_regression_detail::common_penalty_objective> short_;
   std::shared_ptr<ridge_regression_detail::ridge_regression_objective> general_;
   std::unique_ptr<grouped_variable_objective> tied_;
 };

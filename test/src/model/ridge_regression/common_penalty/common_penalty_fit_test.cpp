@@ -48,23 +48,23 @@ dense_vector predict(const common_penalty_case& problem, const data_normalizer& 
   return predictions;
 }
 
-TEST(common_penalty_fit, finds_the_penalty_and_the_predictions_of_the_general_road) {
+TEST(common_penalty_fit, finds_the_penalty_and_the_predictions_of_the_general_form) {
   for (const common_penalty_case& problem : make_common_penalty_cases())
     for (const score score_mode : {score::gcv, score::loocv}) {
       SCOPED_TRACE(problem.name);
-      both_roads roads{problem, score_mode == score::loocv};
+      both_forms forms{problem, score_mode == score::loocv};
       const ridge_regression_model_descriptor descriptor(
           options_of(problem, score_mode, grouping::all));
       const ridge_regression_model model =
           descriptor.fit(problem.data.y, problem.data.X, {});
-      const trust_region_result general = minimize(roads.general());
+      const trust_region_result general = minimize(forms.general());
 
       EXPECT_EQ(model.result.within_tolerance, general.within_tolerance);
       ASSERT_EQ(model.regularization.size(), 1);
       EXPECT_NEAR(model.regularization[0], general.x[0], 1e-4 * std::abs(general.x[0]));
       EXPECT_NEAR(model.score, general.value, 1e-8 * general.value);
       const dense_vector expected =
-          predict(problem, roads.normalizer(), roads.weights_by_general(general.x[0]));
+          predict(problem, forms.normalizer(), forms.weights_by_general(general.x[0]));
       dense_vector predictions(expected.size());
       model.predict(problem.data.X, predictions);
       for (index_t i = 0; i < expected.size(); ++i)
@@ -103,14 +103,14 @@ TEST(common_penalty_fit,
      generalized_cross_validation_beside_uncentered_columns_is_general) {
   const common_penalty_case problem{
       "uncentered", make_sample(40, 5, 21), {false, false, true, true, true}};
-  both_roads roads{problem, false};
+  both_forms forms{problem, false};
   const ridge_regression_model_descriptor descriptor(
       options_of(problem, score::gcv, grouping::all));
   const auto model = descriptor.fit(problem.data.y, problem.data.X, {});
   double general = 0.0;
   double short_form = 0.0;
-  ASSERT_TRUE(roads.general().compute_value(model.regularization, general));
-  ASSERT_TRUE(roads.short_form().compute_value(model.regularization, short_form));
+  ASSERT_TRUE(forms.general().compute_value(model.regularization, general));
+  ASSERT_TRUE(forms.short_form().compute_value(model.regularization, short_form));
   EXPECT_NEAR(model.score, general, 1e-12 * general);
   EXPECT_GT(std::abs(model.score - short_form), 1e-6 * general);
 }

@@ -114,12 +114,12 @@ TEST(common_penalty_weights, keep_the_digits_of_a_householder_solve_on_certified
   for (const certified_problem& problem : all_problems())
     for (const bool leave_one_out : {false, true}) {
       SCOPED_TRACE(problem.name);
-      both_roads roads{{problem.name, problem.data, centered}, leave_one_out};
+      both_forms forms{{problem.name, problem.data, centered}, leave_one_out};
       const double found =
-          correct_digits(problem, roads.normalizer(), roads.weights_by_short_form(1e-25));
+          correct_digits(problem, forms.normalizer(), forms.weights_by_short_form(1e-25));
       const double expected =
-          correct_digits(problem, roads.normalizer(),
-                         solve_by_householder_qr(roads.normalizer(), problem.data));
+          correct_digits(problem, forms.normalizer(),
+                         solve_by_householder_qr(forms.normalizer(), problem.data));
       RecordProperty(problem.name + "_digits", std::to_string(found));
       RecordProperty(problem.name + "_householder_digits", std::to_string(expected));
       EXPECT_GE(found, expected - 1.0);

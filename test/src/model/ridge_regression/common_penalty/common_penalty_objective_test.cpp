@@ -44,11 +44,11 @@ void for_each_score(const Check& check) {
 // Derivatives relative to the value in the units of t, in which they are of its order.
 TEST(common_penalty_score, is_the_general_score_with_all_penalties_tied) {
   for_each_score([](const common_penalty_case& problem, bool leave_one_out) {
-    both_roads roads{problem, leave_one_out};
+    both_forms forms{problem, leave_one_out};
     for (const double t : points) {
       SCOPED_TRACE(t);
-      const evaluation found = evaluate(roads.short_form(), t);
-      const evaluation expected = evaluate(roads.general(), t);
+      const evaluation found = evaluate(forms.short_form(), t);
+      const evaluation expected = evaluate(forms.general(), t);
       const double scale = std::abs(expected.value);
       EXPECT_NEAR(found.value, expected.value, 1e-12 * scale);
       EXPECT_NEAR(found.gradient, expected.gradient, 1e-11 * scale / t);
@@ -59,9 +59,9 @@ TEST(common_penalty_score, is_the_general_score_with_all_penalties_tied) {
 
 TEST(common_penalty_score, has_the_derivatives_of_its_value) {
   for_each_score([](const common_penalty_case& problem, bool leave_one_out) {
-    both_roads roads{problem, leave_one_out};
+    both_forms forms{problem, leave_one_out};
     for (const double t : points)
-      EXPECT_TRUE(obeys_objective_law(roads.short_form(), {t},
+      EXPECT_TRUE(obeys_objective_law(forms.short_form(), {t},
                                       {.value_noise = 1e-13, .gradient_noise = 1e-12}))
           << t;
   });
@@ -69,10 +69,10 @@ TEST(common_penalty_score, has_the_derivatives_of_its_value) {
 
 TEST(common_penalty_score, its_weights_are_those_of_the_general_one) {
   for_each_score([](const common_penalty_case& problem, bool leave_one_out) {
-    both_roads roads{problem, leave_one_out};
+    both_forms forms{problem, leave_one_out};
     for (const double t : points) {
-      const auto found = roads.weights_by_short_form(t);
-      const auto expected = roads.weights_by_general(t);
+      const auto found = forms.weights_by_short_form(t);
+      const auto expected = forms.weights_by_general(t);
       double largest = 0.0;
       for (const double weight : expected) largest = std::max(largest, std::abs(weight));
       for (std::size_t j = 0; j < found.size(); ++j)
@@ -84,28 +84,28 @@ TEST(common_penalty_score, its_weights_are_those_of_the_general_one) {
 // The leave-one-out error alone knows no condition on the free column.
 TEST(common_penalty_score, a_free_bias_need_not_be_orthogonal_for_leave_one_out) {
   for (const sample_data& data : {make_sample(40, 5, 21), make_sample(12, 30, 8)}) {
-    both_roads roads{{"uncentered", data, {false, false, true, true, true}}, true};
+    both_forms forms{{"uncentered", data, {false, false, true, true, true}}, true};
     for (const double t : points) {
-      const double expected = evaluate(roads.general(), t).value;
-      EXPECT_NEAR(evaluate(roads.short_form(), t).value, expected, 1e-12 * expected);
-      EXPECT_NEAR(roads.weights_by_short_form(t).back(), roads.weights_by_general(t).back(),
+      const double expected = evaluate(forms.general(), t).value;
+      EXPECT_NEAR(evaluate(forms.short_form(), t).value, expected, 1e-12 * expected);
+      EXPECT_NEAR(forms.weights_by_short_form(t).back(), forms.weights_by_general(t).back(),
                   1e-11);
     }
   }
 }
 
-// The dual road reads the columns in blocks too.
+// The dual form reads the columns in blocks too.
 TEST(common_penalty_score, is_the_general_score_over_many_columns) {
   for (const bool leave_one_out : {false, true}) {
-    both_roads roads{{"wide", make_sample(101, 800, 8), centered_with_bias}, leave_one_out};
+    both_forms forms{{"wide", make_sample(101, 800, 8), centered_with_bias}, leave_one_out};
     double found = 0.0;
     double expected = 0.0;
     const double t = 0.9;
-    ASSERT_TRUE(roads.short_form().compute_value({&t, 1}, found));
-    ASSERT_TRUE(roads.general().compute_value({&t, 1}, expected));
+    ASSERT_TRUE(forms.short_form().compute_value({&t, 1}, found));
+    ASSERT_TRUE(forms.general().compute_value({&t, 1}, expected));
     EXPECT_NEAR(found, expected, 1e-12 * expected);
-    const auto weights = roads.weights_by_short_form(t);
-    const auto expected_weights = roads.weights_by_general(t);
+    const auto weights = forms.weights_by_short_form(t);
+    const auto expected_weights = forms.weights_by_general(t);
     for (std::size_t j = 0; j < weights.size(); ++j)
       EXPECT_NEAR(weights[j], expected_weights[j], 1e-12) << j;
   }
@@ -113,14 +113,14 @@ TEST(common_penalty_score, is_the_general_score_over_many_columns) {
 
 TEST(common_penalty_score, is_even_in_t_and_undefined_at_zero_and_nan) {
   for_each_score([](const common_penalty_case& problem, bool leave_one_out) {
-    both_roads roads{problem, leave_one_out};
-    EXPECT_EQ(evaluate(roads.short_form(), -0.7).value,
-              evaluate(roads.short_form(), 0.7).value);
+    both_forms forms{problem, leave_one_out};
+    EXPECT_EQ(evaluate(forms.short_form(), -0.7).value,
+              evaluate(forms.short_form(), 0.7).value);
     for (const double t : {0.0, std::numeric_limits<double>::quiet_NaN()}) {
       double value = 0.0;
       double gradient = 0.0;
-      EXPECT_FALSE(roads.short_form().compute_value({&t, 1}, value));
-      EXPECT_FALSE(roads.short_form().compute_gradient({&t, 1}, {&gradient, 1}));
+      EXPECT_FALSE(forms.short_form().compute_value({&t, 1}, value));
+      EXPECT_FALSE(forms.short_form().compute_gradient({&t, 1}, {&gradient, 1}));
     }
   });
 }
@@ -128,9 +128,9 @@ TEST(common_penalty_score, is_even_in_t_and_undefined_at_zero_and_nan) {
 TEST(common_penalty_score, tends_to_the_targets_squares_under_a_huge_penalty) {
   const common_penalty_case problem{"tall", make_sample(40, 5, 21), centered};
   for (const bool leave_one_out : {false, true}) {
-    both_roads roads{problem, leave_one_out};
-    EXPECT_NEAR(evaluate(roads.short_form(), 1e9).value, 1.0, 1e-13);
-    EXPECT_NEAR(evaluate(roads.short_form(), 1e200).value, 1.0, 1e-13);
+    both_forms forms{problem, leave_one_out};
+    EXPECT_NEAR(evaluate(forms.short_form(), 1e9).value, 1.0, 1e-13);
+    EXPECT_NEAR(evaluate(forms.short_form(), 1e200).value, 1.0, 1e-13);
   }
 }
 
@@ -141,11 +141,12 @@ TEST(ridge_filter, keeps_its_precision_at_both_ends) {
       const long double ratio = static_cast<long double>(s) / static_cast<long double>(t);
       const long double g = 1.0L / (1.0L + ratio * ratio);
       const long double f = ratio * ratio * g;
-      EXPECT_NEAR(filter.stopped, static_cast<double>(g), 1e-15 * filter.stopped);
-      EXPECT_NEAR(filter.passed, static_cast<double>(f), 1e-15 * filter.passed);
+      EXPECT_NEAR(filter.complement, static_cast<double>(g), 1e-15 * filter.complement);
+      EXPECT_NEAR(filter.filter_factor, static_cast<double>(f),
+                  1e-15 * filter.filter_factor);
     }
-  EXPECT_EQ(filter_of(0.0, 0.1).passed, 0.0);
-  EXPECT_EQ(filter_of(0.0, 0.1).stopped, 1.0);
+  EXPECT_EQ(filter_of(0.0, 0.1).filter_factor, 0.0);
+  EXPECT_EQ(filter_of(0.0, 0.1).complement, 1.0);
 }
 
 }  // namespace

@@ -5,8 +5,7 @@
 
 #include <vector>
 
-#include "model/ridge_regression/common_penalty/common_penalty_gcv_objective.h"
-#include "model/ridge_regression/common_penalty/common_penalty_loocv_objective.h"
+#include "model/ridge_regression/common_penalty/common_penalty_objective.h"
 #include "model/ridge_regression/scores/gcv_objective.h"
 #include "model/ridge_regression/scores/loocv_objective.h"
 #include "model/ridge_regression/scores/range_risk_objective.h"
@@ -29,7 +28,8 @@ struct evaluation_space {
 };
 
 // Every operation once; false when one of them is undefined.
-bool run_all(ridge_regression_objective& objective, evaluation_space& space) {
+template <class Objective>
+bool run_all(Objective& objective, evaluation_space& space) {
   const const_vector_view t = view_of(space.t);
   return objective.compute_value(t, space.value) &&
          objective.compute_gradient(t, space.gradient) &&
@@ -41,7 +41,8 @@ bool run_all(ridge_regression_objective& objective, evaluation_space& space) {
          objective.compute_weights(t, space.weights);
 }
 
-long heap_requests_when_warm(ridge_regression_objective& objective, index_t p, index_t q) {
+template <class Objective>
+long heap_requests_when_warm(Objective& objective, index_t p, index_t q) {
   evaluation_space space{p, q};
   return testing::heap_requests_when_warm([&] { EXPECT_TRUE(run_all(objective, space)); });
 }
@@ -76,10 +77,11 @@ TEST(ridge_scratch, a_warm_evaluation_of_one_common_penalty_takes_nothing_from_t
     const dense_vector y = problem.target();
     const data_normalizer normalizer{{.with_bias = true}, y, X};
     const common_penalty_design design{normalizer, y, X, false};
-    common_penalty_gcv_objective gcv{design};
-    EXPECT_EQ(heap_requests_when_warm(gcv, 101, 1), 0) << n;
-    common_penalty_loocv_objective loocv{design};
-    EXPECT_EQ(heap_requests_when_warm(loocv, 101, 1), 0) << n;
+    for (const auto score :
+         {common_penalty_score::generalized, common_penalty_score::leave_one_out}) {
+      common_penalty_objective objective{score, design};
+      EXPECT_EQ(heap_requests_when_warm(objective, 101, 1), 0) << n;
+    }
   }
 }
 

@@ -11,9 +11,9 @@
 
 namespace corvane::model::ridge_regression_detail {
 
-class bin_transform {
+class unitary_fourier_transform {
  public:
-  explicit bin_transform(index_t n) : fft_{n} {}
+  explicit unitary_fourier_transform(index_t n) : fft_{n} {}
 
   index_t length() const { return fft_.length(); }  // n
   index_t bins() const { return fft_.bins(); }      // n / 2 + 1

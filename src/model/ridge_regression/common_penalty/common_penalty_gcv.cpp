@@ -1,21 +1,15 @@
 // SPDX-License-Identifier: BSD-3-Clause
-#include "model/ridge_regression/common_penalty/common_penalty_gcv_objective.h"
-
 #include "common/finite.h"
+#include "model/ridge_regression/common_penalty/common_penalty_scores.h"
 
 namespace corvane::model::ridge_regression_detail {
 
-common_penalty_gcv_objective::common_penalty_gcv_objective(
-    const common_penalty_design& design)
-    : common_penalty_objective{factor_common_penalty(design)} {}
-
-std::optional<penalty_jet> common_penalty_gcv_objective::evaluate(double t) const {
-  const penalty_spectrum& data = spectrum();
+std::optional<penalty_jet> generalized_jet(const penalty_spectrum& data, double t) {
   penalty_jet S{data.outside_squares, 0.0, 0.0};
   penalty_jet E{static_cast<double>(data.outside), 0.0, 0.0};
   for (index_t k = 0; k < data.s.size(); ++k) {
     const ridge_filter filter = filter_of(data.s[k], t);
-    const double g = filter.stopped;
+    const double g = filter.complement;
     const double z_squared = data.z[k] * data.z[k];
     E.value += g;
     E.first += filter.first;

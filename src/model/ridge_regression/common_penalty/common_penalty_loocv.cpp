@@ -1,6 +1,4 @@
 // SPDX-License-Identifier: BSD-3-Clause
-#include "model/ridge_regression/common_penalty/common_penalty_loocv_objective.h"
-
 #include <algorithm>
 #include <array>
 #include <numeric>
@@ -8,6 +6,7 @@
 #include "common/scoped_allocator.h"
 #include "common/vector_dispatch.h"
 #include "common/vector_register.h"
+#include "model/ridge_regression/common_penalty/common_penalty_scores.h"
 
 namespace corvane::model::ridge_regression_detail {
 
@@ -23,8 +22,8 @@ struct column_terms {
 
 column_terms make_terms(const double* u, double z, const ridge_filter& filter) {
   return {u,
-          {filter.stopped, filter.first, filter.second},
-          {filter.stopped * z, filter.first * z, filter.second * z}};
+          {filter.complement, filter.first, filter.second},
+          {filter.complement * z, filter.first * z, filter.second * z}};
 }
 
 // The rows that the sums run over: U as its columns, and what is there without a penalty.
@@ -32,7 +31,7 @@ struct row_range {
   const column_terms* columns;
   index_t rank;
   index_t count;
-  const double* clearance;
+  const double* one_minus_leverage;
   const double* residual;
 };
 
@@ -56,25 +55,26 @@ template <int Width>
 struct observations {
   using lanes = typename vector_register<Width>::lanes;
   lane_jet<Width> residual;
-  lane_jet<Width> clearance;
+  lane_jet<Width> one_minus_leverage;
 
   void start(const row_range& rows, index_t first) {
     load_lanes(rows.residual + first, residual.value);
-    load_lanes(rows.clearance + first, clearance.value);
+    load_lanes(rows.one_minus_leverage + first, one_minus_leverage.value);
   }
   void add(const column_terms& column, index_t first) {
     lanes u;
     load_lanes(column.u + first, u);
-    clearance.add(column.square, u * u);
+    one_minus_leverage.add(column.square, u * u);
     residual.add(column.linear, u);
   }
   // By the quotient rule s' = (e' - s d') / d and s'' = (e'' - 2 s' d' - s d'') / d.
   void add_squares(lane_jet<Width>& score) const {
-    const lanes inverse = 1.0 / clearance.value;
+    const lanes inverse = 1.0 / one_minus_leverage.value;
     const lanes s = residual.value * inverse;
-    const lanes first = (residual.first - s * clearance.first) * inverse;
-    const lanes second =
-        (residual.second - 2.0 * first * clearance.first - s * clearance.second) * inverse;
+    const lanes first = (residual.first - s * one_minus_leverage.first) * inverse;
+    const lanes second = (residual.second - 2.0 * first * one_minus_leverage.first -
+                          s * one_minus_leverage.second) *
+                         inverse;
     score.value += s * s;
     score.first += 2.0 * s * first;
     score.second += 2.0 * (first * first + s * second);
@@ -134,32 +134,27 @@ void add_remainder(const row_range& rows, penalty_jet& score) {
     columns[k] = rows.columns[k];
     columns[k].u = pad(rows.columns[k].u, 0.0);
   }
-  add_range(
-      {columns, rows.rank, padded_rows, pad(rows.clearance, 1.0), pad(rows.residual, 0.0)},
-      score);
+  add_range({columns, rows.rank, padded_rows, pad(rows.one_minus_leverage, 1.0),
+             pad(rows.residual, 0.0)},
+            score);
 }
 
 }  // namespace
 
-common_penalty_loocv_objective::common_penalty_loocv_objective(
-    const common_penalty_design& design)
-    : common_penalty_objective{factor_common_penalty(design)}, rows_{factors().rows()} {}
-
-// A value that is not finite is the optimizer's to judge, as in the general objective.
-std::optional<penalty_jet> common_penalty_loocv_objective::evaluate(double t) const {
-  const penalty_spectrum& data = spectrum();
-  const index_t n = data.observations;
+penalty_jet leave_one_out_jet(const penalty_spectrum& spectrum, const penalty_rows& rows,
+                              double t) {
+  const index_t n = spectrum.observations;
   scoped_allocator scope;
-  auto* const columns = scope.take<column_terms>(rows_.rank());
-  for (index_t k = 0; k < rows_.rank(); ++k)
-    columns[k] =
-        make_terms(rows_.basis().column(k).data(), data.z[k], filter_of(data.s[k], t));
-  row_range rows{columns, rows_.rank(), n, rows_.clearance().data(),
-                 rows_.residual().data()};
+  auto* const columns = scope.take<column_terms>(rows.rank());
+  for (index_t k = 0; k < rows.rank(); ++k)
+    columns[k] = make_terms(rows.basis().column(k).data(), spectrum.z[k],
+                            filter_of(spectrum.s[k], t));
+  row_range range{columns, rows.rank(), n, rows.one_minus_leverage().data(),
+                  rows.residual().data()};
   penalty_jet score;
-  add_remainder(rows, score);
-  rows.count = n - n % padded_rows;
-  add_range(rows, score);
+  add_remainder(range, score);
+  range.count = n - n % padded_rows;
+  add_range(range, score);
   return score;
 }
 

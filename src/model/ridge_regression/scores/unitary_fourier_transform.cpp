@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: BSD-3-Clause
-#include "model/ridge_regression/scores/bin_transform.h"
+#include "model/ridge_regression/scores/unitary_fourier_transform.h"
 
 #include <algorithm>
 #include <cmath>
@@ -33,8 +33,8 @@ double root_of_length(const real_fft& fft) {
 
 }  // namespace
 
-void bin_transform::to_bins(const_vector_view x, vector_view real_part,
-                            vector_view imaginary_part) {
+void unitary_fourier_transform::to_bins(const_vector_view x, vector_view real_part,
+                                        vector_view imaginary_part) {
   scoped_allocator scope;
   const transform_space space{scope, fft_};
   space.set_leading(x);
@@ -47,8 +47,9 @@ void bin_transform::to_bins(const_vector_view x, vector_view real_part,
 // With X = A + i B, A even and B odd in f,
 //   x_i sqrt(n) = sum over f of A_f cos(2 pi f i / n) + B_f sin(2 pi f i / n):
 // the real part less the imaginary part of the transform of A + B.
-void bin_transform::from_bins(const_vector_view real_part, const_vector_view imaginary_part,
-                              index_t first, vector_view x) {
+void unitary_fourier_transform::from_bins(const_vector_view real_part,
+                                          const_vector_view imaginary_part, index_t first,
+                                          vector_view x) {
   const index_t n = length();
   if (n == 0) return std::fill(x.begin(), x.end(), 0.0);
   scoped_allocator scope;
@@ -67,14 +68,14 @@ void bin_transform::from_bins(const_vector_view real_part, const_vector_view ima
   }
 }
 
-void bin_transform::to_cosines(const_vector_view amplitudes, vector_view c) {
+void unitary_fourier_transform::to_cosines(const_vector_view amplitudes, vector_view c) {
   scoped_allocator scope;
   const transform_space space{scope, fft_};
   space.set_leading(amplitudes);
   fft_.forward(space.x, c, space.imaginary_part);
 }
 
-void bin_transform::sum_cosines(const_vector_view weights, vector_view sums) {
+void unitary_fourier_transform::sum_cosines(const_vector_view weights, vector_view sums) {
   const index_t n = length();
   if (n == 0) return std::fill(sums.begin(), sums.end(), 0.0);
   scoped_allocator scope;

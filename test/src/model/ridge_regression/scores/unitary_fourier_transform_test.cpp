@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: BSD-3-Clause
-#include "model/ridge_regression/scores/bin_transform.h"
+#include "model/ridge_regression/scores/unitary_fourier_transform.h"
 
 #include <gtest/gtest.h>
 
@@ -28,9 +28,9 @@ dense_vector waves(index_t size, double speed) {
 
 }  // namespace
 
-TEST(bin_transform, bins_are_the_unitary_sums_with_a_positive_exponent) {
+TEST(unitary_fourier_transform, bins_are_the_unitary_sums_with_a_positive_exponent) {
   for (const index_t n : lengths) {
-    bin_transform transform{n};
+    unitary_fourier_transform transform{n};
     const dense_vector x = waves(n / 2 + 1, 0.7);  // zeros follow
     dense_vector real_part{transform.bins()};
     dense_vector imaginary_part{transform.bins()};
@@ -48,9 +48,9 @@ TEST(bin_transform, bins_are_the_unitary_sums_with_a_positive_exponent) {
   }
 }
 
-TEST(bin_transform, from_bins_returns_to_the_vector_and_goes_on_with_period_n) {
+TEST(unitary_fourier_transform, from_bins_returns_to_the_vector_and_goes_on_with_period_n) {
   for (const index_t n : lengths) {
-    bin_transform transform{n};
+    unitary_fourier_transform transform{n};
     const dense_vector x = waves(n, 1.3);
     dense_vector real_part{transform.bins()};
     dense_vector imaginary_part{transform.bins()};
@@ -62,9 +62,9 @@ TEST(bin_transform, from_bins_returns_to_the_vector_and_goes_on_with_period_n) {
   }
 }
 
-TEST(bin_transform, amplitudes_become_the_sums_of_their_cosines) {
+TEST(unitary_fourier_transform, amplitudes_become_the_sums_of_their_cosines) {
   for (const index_t n : lengths) {
-    bin_transform transform{n};
+    unitary_fourier_transform transform{n};
     const dense_vector amplitudes = waves((n + 1) / 2, 0.4);
     dense_vector c{transform.bins()};
     transform.to_cosines(amplitudes, c);
@@ -77,9 +77,9 @@ TEST(bin_transform, amplitudes_become_the_sums_of_their_cosines) {
   }
 }
 
-TEST(bin_transform, sums_of_weights_run_over_all_bins_and_their_mirror_images) {
+TEST(unitary_fourier_transform, sums_of_weights_run_over_all_bins_and_their_mirror_images) {
   for (const index_t n : lengths) {
-    bin_transform transform{n};
+    unitary_fourier_transform transform{n};
     const dense_vector weights = waves(transform.bins(), 0.9);
     dense_vector sums{2 * n + 3};
     transform.sum_cosines(weights, sums);
@@ -92,17 +92,17 @@ TEST(bin_transform, sums_of_weights_run_over_all_bins_and_their_mirror_images) {
   }
 }
 
-TEST(bin_transform, multiplicities_add_up_to_n) {
+TEST(unitary_fourier_transform, multiplicities_add_up_to_n) {
   for (const index_t n : lengths) {
-    const bin_transform transform{n};
+    const unitary_fourier_transform transform{n};
     double sum = 0.0;
     for (index_t f = 0; f < transform.bins(); ++f) sum += transform.multiplicity(f);
     EXPECT_EQ(sum, static_cast<double>(n));
   }
 }
 
-TEST(bin_transform, of_nothing_all_sums_are_empty) {
-  bin_transform transform{0};
+TEST(unitary_fourier_transform, of_nothing_all_sums_are_empty) {
+  unitary_fourier_transform transform{0};
   dense_vector sums{3};
   transform.sum_cosines(waves(1, 1.0), sums);
   for (const double sum : sums) EXPECT_EQ(sum, 0.0);

@@ -1,13 +1,14 @@
 // SPDX-License-Identifier: BSD-3-Clause
 //
 // Designs with known singular values: X = H diag(s) K' with Householder matrices H and K.
-#include "model/ridge_regression/common_penalty/dual_penalty_factors.h"
+#include "model/ridge_regression/common_penalty/common_penalty_factors.h"
 
 #include <gtest/gtest.h>
 
 #include <algorithm>
 #include <cmath>
 #include <limits>
+#include <memory>
 #include <random>
 #include <vector>
 
@@ -65,13 +66,13 @@ struct factored {
   dense_vector y;
   dense_matrix X;
   data_normalizer normalizer;
-  dual_penalty_factors factors;
+  std::unique_ptr<const common_penalty_factors> factors;
 
   factored(const std::vector<double>& s, index_t cols)
       : y(static_cast<index_t>(s.size())),
         X{matrix_with(s, cols)},
         normalizer{untouched, make_target(y), X},
-        factors{common_penalty_design{normalizer, y, X, false}} {}
+        factors{make_dual_factors(common_penalty_design{normalizer, y, X, false})} {}
 
   static const_vector_view make_target(dense_vector& y) {
     for (index_t i = 0; i < y.size(); ++i) y[i] = std::cos(static_cast<double>(i));
@@ -103,32 +104,32 @@ double departure_from_orthogonality(const penalty_rows& rows) {
 
 // An eigenvalue of X X' loses digits as the square of the condition, a singular value of
 // the triangle as the condition: beyond a condition of 100 the second must have been taken.
-TEST(dual_penalty_factors, singular_values_lose_no_more_digits_than_the_condition_has) {
+TEST(dual_factors, singular_values_lose_no_more_digits_than_the_condition_has) {
   constexpr double rounding = std::numeric_limits<double>::epsilon();
   for (const index_t cols : {20, 31, 700}) {
     for (const double condition : {1.5, 10.0, 90.0}) {
       const auto s = values_down_to(condition, 20);
       const factored problem(s, cols);
-      EXPECT_LT(worst_error(problem.factors.spectrum(), s),
+      EXPECT_LT(worst_error(problem.factors->spectrum(), s),
                 20.0 * rounding * condition * condition);
-      EXPECT_LT(departure_from_orthogonality(problem.factors.rows()), 1e-13);
+      EXPECT_LT(departure_from_orthogonality(problem.factors->rows()), 1e-13);
     }
     for (const double condition : {110.0, 1e4, 1e6, 1e10}) {
       const auto s = values_down_to(condition, 20);
       const factored problem(s, cols);
-      EXPECT_LT(worst_error(problem.factors.spectrum(), s), 100.0 * rounding * condition)
+      EXPECT_LT(worst_error(problem.factors->spectrum(), s), 100.0 * rounding * condition)
           << condition;
-      EXPECT_LT(departure_from_orthogonality(problem.factors.rows()), 1e-13);
+      EXPECT_LT(departure_from_orthogonality(problem.factors->rows()), 1e-13);
     }
   }
 }
 
-TEST(dual_penalty_factors, take_values_whose_squares_are_at_the_ends_of_the_range) {
+TEST(dual_factors, take_values_whose_squares_are_at_the_ends_of_the_range) {
   for (const double unit : {1e-155, 1e150}) {
     std::vector<double> s = values_down_to(5.0, 12);
     for (double& value : s) value *= unit;
     const factored problem(s, 40);
-    EXPECT_LT(worst_error(problem.factors.spectrum(), s), 1e-13) << unit;
+    EXPECT_LT(worst_error(problem.factors->spectrum(), s), 1e-13) << unit;
   }
 }
 
