@@ -39,15 +39,28 @@ class rescaling_observer final : public run_observer {
   double constant_;
 };
 
+// Ends a run as the inner observer would, and tells it of no iteration.
+class silent_observer final : public run_observer {
+ public:
+  explicit silent_observer(run_observer* inner) : inner_{inner} {}
+  void check() override { corvane::check(inner_); }
+  void observe_iteration(const iteration_record& /*record*/) override {}
+
+ private:
+  run_observer* inner_;
+};
+
+dense_vector constant_point(index_t size, double root) {
+  dense_vector point(size);
+  std::fill(point.begin(), point.end(), root);
+  return point;
+}
+
 // One root for each group, for columns of length 1: the geometric mean of those of its
 // columns.
-dense_vector find_start(const ridge_request& request, const_index_view groups,
-                        const prepared_data& data) {
+dense_vector given_start(const ridge_request& request, const_index_view groups,
+                         const prepared_data& data) {
   dense_vector point(count_groups(groups));
-  if (request.start.size() == 0) {
-    std::fill(point.begin(), point.end(), 0.1);
-    return point;
-  }
   dense_vector counts(point.size());
   std::fill(point.begin(), point.end(), 0.0);
   std::fill(counts.begin(), counts.end(), 0.0);
@@ -94,14 +107,46 @@ double left_out(const ridge_request& request, const prepared_data& data) {
 
 // Names the columns where the score found that some of them depend on others.
 ridge_regression_model run_fit(const ridge_regression_model_descriptor& descriptor,
-                               const ridge_request& request, const prepared_data& data) {
+                               const ridge_request& request, const_index_view groups,
+                               const prepared_data& data) {
   try {
-    return descriptor.fit(data.y, data.X, index_vector{request.groups}, data.normalizer);
+    return descriptor.fit(data.y, data.X, index_vector{groups}, data.normalizer);
   } catch (const std::runtime_error&) {
     if (request.criterion == ridge_objective_mode::range_risk)
       ridge_regression_detail::require_independent_columns(data, request.observer);
     throw;
   }
+}
+
+// The optimizer's start where none is given. With several groups this is the optimum of one
+// penalty common to all: the search descends, and cannot end above the criterion of that
+// fit. A common penalty may have its optimum at zero or at infinity, where no root has a
+// slope; then the search starts within these bounds, if it ends lower from there. Of an
+// orthogonal column of length 1 they keep nearly all, and half.
+dense_vector find_start(const ridge_request& request, const_index_view groups,
+                        const prepared_data& data) {
+  constexpr double default_root = 0.1;
+  constexpr double least_root = 0.01;
+  constexpr double largest_root = 1.0;
+  // With fewer rows than columns the normal matrix of several penalties has no digits left
+  // below.
+  constexpr double least_precise_root = 1e-4;
+  const index_t count = count_groups(groups);
+  if (count == 1) return constant_point(1, default_root);
+  silent_observer observer{request.observer};
+  index_vector one_group(groups.size());
+  std::fill(one_group.begin(), one_group.end(), 0);
+  const auto fit_from = [&](dense_vector&& start, const_index_view shared) {
+    return run_fit(make_descriptor(request, &observer, std::move(start), false), request,
+                   shared, data);
+  };
+  const auto common = fit_from(constant_point(1, default_root), one_group);
+  const double root = std::abs(common.regularization[0]);
+  const double bounded = std::clamp(root, least_root, largest_root);
+  if (bounded != root &&
+      !(fit_from(constant_point(count, bounded), request.groups).score < common.score))
+    return constant_point(count, std::max(root, least_precise_root));
+  return constant_point(count, bounded);
 }
 
 }  // namespace
@@ -113,9 +158,10 @@ ridge_report fit_ridge(dense_matrix&& X, dense_vector&& y, const ridge_request& 
   const double constant = left_out(request, data);
   rescaling_observer observer{request.observer, data.criterion(1.0),
                               data.criterion(constant)};
-  const auto descriptor =
-      make_descriptor(request, &observer, find_start(request, report.groups, data), true);
-  auto model = run_fit(descriptor, request, data);
+  dense_vector start = request.start.size() > 0 ? given_start(request, report.groups, data)
+                                                : find_start(request, report.groups, data);
+  auto model = run_fit(make_descriptor(request, &observer, std::move(start), true), request,
+                       request.groups, data);
 
   report.coef = dense_vector(data.X.cols());
   report.alpha = dense_vector(data.X.cols());
@@ -135,10 +181,8 @@ ridge_report fit_ridge(dense_matrix&& X, dense_vector&& y, const ridge_request& 
 index_vector cluster_ridge_columns(dense_matrix&& X, dense_vector&& y,
                                    const ridge_request& request, index_t num_groups) {
   const prepared_data data{std::move(X), std::move(y), request};
-  index_vector one_group(data.X.cols());
-  std::fill(one_group.begin(), one_group.end(), 0);
-  const auto descriptor = make_descriptor(request, request.observer,
-                                          find_start(request, one_group, data), false);
+  const auto descriptor =
+      make_descriptor(request, request.observer, constant_point(1, 0.1), false);
   index_vector groups = descriptor.cluster_coefficients(
       data.y, data.X, static_cast<std::uint64_t>(num_groups), data.normalizer);
   return groups.size() == 0 ? each_alone(data.X.cols()) : groups;

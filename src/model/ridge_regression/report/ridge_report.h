@@ -18,7 +18,7 @@ struct ridge_request {
   bool fit_intercept = true;
   bool normalize = true;  // work on columns and target of length 1
   index_vector groups;    // codes 0 to k - 1, one per column; empty: each column alone
-  dense_vector start;     // strengths, one per column; empty: t = 0.1 everywhere
+  dense_vector start;     // strengths, one per column; empty: found by a search
   double tolerance = 0.0001;
   int max_iterations = 10000;
   run_observer* observer = nullptr;
