@@ -79,7 +79,7 @@ class ridge_fit {
     ridge_regression_objective& score = general_score();
     solution found = minimize(score, num_hyperparameters_);
     std::copy(found.result.x.begin(), found.result.x.end(), found.t.begin());
-    // The optimizer ends at a point whose derivatives it has, and these begin with the
+    // The optimizer ends at a point whose derivatives it has, which begin with the
     // factorization that gives the weights: a failure breaks an invariant.
     if (!score.compute_weights(found.t, found.weights))
       panic("failed to fit weight vector", 60,

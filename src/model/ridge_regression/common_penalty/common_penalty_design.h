@@ -3,7 +3,8 @@
 // common_penalty_design: the normalized design and target of a fit with one common penalty,
 // read by blocks, so that no normalized copy of X is ever made. The columns are X1, those
 // with the penalty: the features, and the bias where it is penalized; and N, the bias where
-// it is not: a constant column of length 1, and so an orthonormal basis of what is free.
+// it is not: a constant column of length 1, an orthonormal basis of the columns without
+// penalty.
 #pragma once
 
 #include "common/interruption.h"
@@ -16,7 +17,7 @@ namespace corvane::model::ridge_regression_detail {
 class common_penalty_design {
  public:
   // The normalizer, y and X stay with the caller and must outlive the design. So must the
-  // interruption, which is asked before each block that is read.
+  // interruption, which is checked before each block that is read.
   common_penalty_design(const data_normalizer& normalizer, const_vector_view y,
                         const_matrix_view X, bool bias_penalized,
                         interruption* interruption = nullptr);

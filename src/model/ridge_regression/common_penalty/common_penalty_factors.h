@@ -1,8 +1,8 @@
 // SPDX-License-Identifier: BSD-3-Clause
 //
-// common_penalty_factors: all that a ridge fit with one common penalty t^2 has to know of
-// the data. With N an orthonormal basis of the columns without penalty and (I - N N') X1 =
-// U diag(s) V', the hat matrix is
+// common_penalty_factors: the data as a ridge fit with one common penalty t^2 needs them.
+// With N an orthonormal basis of the columns without penalty and (I - N N') X1 = U diag(s)
+// V', the hat matrix is
 //   H(t) = N N' + U diag(f) U',   f_k = s_k^2 / (s_k^2 + t^2),   g_k = 1 - f_k,
 // and all scores are sums over k of f, g, s and z = U'y (G. H. Golub, M. Heath, G. Wahba,
 // Technometrics 21, 1979, section 2).
@@ -19,25 +19,25 @@ namespace corvane::model::ridge_regression_detail {
 // g with respect to t: g' = 2 f g / t, g'' = 2 f g (f - 3 g) / t^2.
 struct ridge_filter {
   double filter_factor;  // f
-  double complement;     // g
+  double complement;     // g = 1 - f
   double first;
   double second;
 };
 ridge_filter filter_of(double s, double t);
 
-// s / (s^2 + t^2) and 1 / (s^2 + t^2), of which no square overflows or vanishes early.
+// s / (s^2 + t^2) and 1 / (s^2 + t^2), without a square that overflows or underflows.
 double damped_inverse(double s, double t);
 double damped_inverse_square(double s, double t);
 
 struct penalty_spectrum {
   index_t observations = 0;      // n
-  index_t outside = 0;           // dimensions of the space that neither N nor U reaches
+  index_t outside = 0;           // dimension of the complement of N and U
   double outside_squares = 0.0;  // squared length of y there
   dense_vector s;
   dense_vector z;
 };
 
-// The observations' own view of the fit. With the row u of U,
+// Leverage and residual of each observation. With the row u of U,
 //   1 - leverage(t) = one_minus_leverage + sum over k of g_k u_k^2,
 //   residual(t) = residual + sum over k of g_k z_k u_k.
 struct penalty_rows {

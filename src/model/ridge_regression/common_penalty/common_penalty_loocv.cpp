@@ -26,7 +26,7 @@ column_terms make_terms(const double* u, double z, const ridge_filter& filter) {
           {filter.complement * z, filter.first * z, filter.second * z}};
 }
 
-// The rows that the sums run over: U as its columns, and what is there without a penalty.
+// The rows that the sums run over: the columns of U, and the limits at zero penalty.
 struct row_range {
   const column_terms* columns;
   index_t rank;
@@ -50,7 +50,7 @@ struct lane_jet {
   }
 };
 
-// e and d. Two of these fill the 16 registers of AVX2, and stay there while U passes by.
+// e and d. Two of these fill the 16 registers of AVX2 in the loop over the columns of U.
 template <int Width>
 struct observations {
   using lanes = typename vector_register<Width>::lanes;
@@ -81,7 +81,7 @@ struct observations {
   }
 };
 
-// A whole number of steps of any width.
+// A multiple of the step of every vector width.
 constexpr index_t padded_rows = 16;
 
 template <int Width>
@@ -117,8 +117,7 @@ void add_range(const row_range& rows, penalty_jet& score) {
   });
 }
 
-// What is left of the rows behind the last whole step, filled up with rows that are fitted
-// exactly.
+// The rows after the last whole step, padded with rows whose residual is zero.
 void add_remainder(const row_range& rows, penalty_jet& score) {
   const index_t whole = rows.count - rows.count % padded_rows;
   const index_t count = rows.count - whole;

@@ -20,7 +20,7 @@ enum class common_penalty_score { leave_one_out, generalized };
 
 class common_penalty_objective final : public second_order_objective {
  public:
-  // What the design looks at must outlive the objective.
+  // The data that the design refers to must outlive the objective.
   common_penalty_objective(common_penalty_score score, const common_penalty_design& design);
 
   bool compute_value(const_vector_view t, double& value) override;

@@ -8,7 +8,7 @@
 // 1979, (2.3)) is
 //   value = S / (E / n)^2,   S = S_0 + sum over k of (g_k z_k)^2,
 //   E = n - trace H = E_0 + sum over k of g_k.
-// It is what gcv_objective is worth when all t are equal and the columns without penalty
+// It equals gcv_objective when all t are equal and the columns without penalty
 // are orthogonal to the others: there the rotation gives all rows the same leverage.
 #pragma once
 

@@ -90,9 +90,9 @@ dense_matrix dual_penalty_factors::compute_gram() const {
   return gram;
 }
 
-// An eigenvalue s^2 of A A' is off by a rounding error of the largest one: between the
-// smallest and the largest lie the digits that are lost. Neither overflow nor underflow has
-// touched eigenvalues between these bounds.
+// The error of an eigenvalue s^2 of A A' is a rounding error of the largest one: the ratio
+// of the smallest to the largest gives the digits that are lost. Neither overflow nor
+// underflow has touched eigenvalues between these bounds.
 bool dual_penalty_factors::decompose_gram(const dense_matrix& gram) {
   constexpr double harmless_ratio = 1e4;
   constexpr double smallest =

@@ -3,7 +3,7 @@
 // primal_penalty_factors: the factors of a design with more rows than columns, from
 //   [N X1 y] = Q R,   R = [1 r' v ; 0 B c ; 0 0 d],   B = W diag(s) V'.
 // N is the first column, so that B is X1 with N projected out. U = Q2 W, z = W'c, and d is
-// the length of what is left of y.
+// the length of the residual of y.
 #include <algorithm>
 #include <stdexcept>
 
@@ -17,7 +17,7 @@ namespace corvane::model::ridge_regression_detail {
 
 namespace {
 
-// The design is copied: it is a few words that look at the data.
+// The design is copied: it holds references to the data only.
 tall_matrix augmented(const common_penalty_design& design) {
   const index_t free = design.has_free_bias() ? 1 : 0;
   return {design.observations(), free + design.penalized() + 1,
@@ -25,7 +25,7 @@ tall_matrix augmented(const common_penalty_design& design) {
 }
 
 // 1 - |row of N|^2 - |row of U|^2, in place of the column N. By blocks that stay in the
-// first-level cache while U passes by.
+// first-level cache over all columns of U.
 void subtract_squared_rows(const_matrix_block U, vector_view N) {
   constexpr index_t block_rows = 1024;
   for (index_t first = 0; first < N.size(); first += block_rows) {
@@ -101,7 +101,7 @@ void primal_penalty_factors::column_dof(double t, vector_view dof) const {
   }
 }
 
-// V diag(s / (s^2 + t^2)) z, and for N what is left of v when X1 has taken its part.
+// V diag(s / (s^2 + t^2)) z, and for N the quotient (v - r'weights) / R_00.
 void primal_penalty_factors::solve(double t, vector_view weights) const {
   scoped_allocator scope;
   const index_t k = right_.rows();

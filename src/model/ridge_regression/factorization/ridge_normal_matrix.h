@@ -4,7 +4,7 @@
 //   D = diag(t_0, ..., t_(q-1), 1, ..., 1),   E = diag(1, ..., 1, 0, ..., 0),
 //   A = X'X + D E D                    the ridge normal matrix,
 //   M = inverse(D) A inverse(D) = B'B + E,   B = R inverse(D),   X = Q R.
-// M is what is factored: the unit on its diagonal stays, whatever the size of t.
+// M is what is factored: the unit on its diagonal does not depend on the size of t.
 #pragma once
 
 #include "common/interruption.h"
@@ -14,7 +14,7 @@
 
 namespace corvane::model::ridge_regression_detail {
 
-// What a ridge fit needs to know of the data.
+// The data as the normal equations need them.
 struct ridge_system {
   dense_matrix triangle;     // R, p by p, with zeros below the diagonal
   dense_vector correlation;  // b = X'y, p entries
@@ -30,8 +30,8 @@ struct design_factorization {
   dense_matrix triangle() const;
 };
 
-// A design that is given away is factored in place. With an interruption, by panels of
-// columns between which it is asked: the same to rounding.
+// A design that is moved in is factored in place. With an interruption, by panels of
+// columns, with a check before each panel: the result is the same to rounding.
 design_factorization factor_design(dense_matrix&& design,
                                    interruption* interruption = nullptr);
 design_factorization factor_design(const_matrix_view design);

@@ -23,7 +23,7 @@ index_t block_rows(index_t cols) {
 // One with rows enough to make stacking R on it cheap.
 index_t stacked_rows(index_t cols) { return std::max(block_rows(cols), 2 * cols); }
 
-// Up to which the loops of our own are quicker than a BLAS.
+// Up to this number of columns the loops of narrow_products are faster than a BLAS.
 constexpr index_t narrow = 64;
 
 // The lower triangle of G += T'T.
@@ -68,7 +68,7 @@ dense_matrix compute_gram(const tall_matrix& matrix) {
 
 // G = L L' with the columns brought to length 1 before: that leaves L as it is, up to
 // rounding, and makes it independent of the columns' units. A column of zeros becomes one
-// of the identity: it depends on nothing and nothing depends on it. Returns the largest
+// of the identity: it is orthogonal to all others. Returns the largest
 // variance inflation factor, the largest diagonal entry of the inverse of the correlation
 // matrix; infinity when G is not numerically positive definite, and when its squares have
 // lost digits to underflow.
@@ -135,7 +135,7 @@ struct stacked_blocks {
 
 // Calls visit(k, reflectors, tau) after each block, and returns R. The reflectors that turn
 // R of the rows above into R of these rows too keep the zeros below its diagonal, so that
-// they live in the rows of the block.
+// they are stored in the rows of the block.
 template <class Visit>
 dense_matrix reflect_blocks(const tall_matrix& matrix, const Visit& visit) {
   const stacked_blocks blocks{matrix};
@@ -159,9 +159,9 @@ dense_matrix reflect_blocks(const tall_matrix& matrix, const Visit& visit) {
   return r;
 }
 
-// Q C by the reflectors of all blocks, the last ones first: each takes C, with zeros below,
-// to what the blocks above it get and to its own rows of the product, where its reflectors
-// have waited.
+// Q C by the reflectors of all blocks, the last block first: each maps C, with zeros below,
+// to the factor for the blocks above it and to its own rows of the product. Until then its
+// reflectors are stored in these rows.
 void multiply_reflections(const tall_matrix& matrix, const_matrix_block C,
                           matrix_block product) {
   const stacked_blocks blocks{matrix};
@@ -241,7 +241,7 @@ bool tall_factorization::repeat_gram() {
   return true;
 }
 
-// R = lower', where a column of zeros gets its zero back.
+// R = lower', with the zero on the diagonal of a column of zeros restored.
 void tall_factorization::set_triangle(const_matrix_block lower) {
   for (index_t j = 0; j < lower.cols(); ++j)
     for (index_t i = 0; i < lower.cols(); ++i) triangle_(i, j) = i <= j ? lower(j, i) : 0.0;
@@ -262,7 +262,7 @@ void tall_factorization::multiply(const_matrix_block C, matrix_block product) co
 }
 
 // Q C = T inverse(L') (inverse(K') C), from left to right: T inverse(L') has to be the very
-// matrix that K was made of. Without K it may as well be T (inverse(L') C).
+// matrix that K was computed from. Without K the order T (inverse(L') C) is as exact.
 void tall_factorization::multiply_by_inverses(const_matrix_block C,
                                               matrix_block product) const {
   const bool repeated = method_ == tall_method::repeated_gram;

@@ -2,7 +2,7 @@
 //
 // Ridge fits and criteria at given strengths. A column divided by the root of its strength
 // has a strength of 1: positive strengths make a problem with one common penalty, which is
-// solved in the dual way where there are more columns than rows.
+// solved in the dual form where there are more columns than rows.
 #include <algorithm>
 #include <cmath>
 #include <limits>
@@ -24,7 +24,7 @@ namespace ridge_regression_detail {
 
 namespace {
 
-// Of which the square is finite.
+// Its square is finite.
 constexpr double largest_root = 1e150;
 
 dense_vector normalized_roots(const prepared_data& data, const_vector_view alpha) {
@@ -66,7 +66,7 @@ solution solve_dual(const common_penalty_design& design) {
   return found;
 }
 
-// NaN where no rows are left.
+// NaN without degrees of freedom.
 double estimate_noise(const_matrix_block R, index_t observations) {
   const index_t last = R.cols() - 1;
   if (observations <= last) return std::numeric_limits<double>::quiet_NaN();
@@ -122,7 +122,7 @@ double rotated_criterion(const prepared_data& data, dense_vector t,
   return value;
 }
 
-// By the definition, normalized units.
+// By the definition of the criterion, in normalized units.
 double criterion_of(const ridge_request& request, const prepared_data& data,
                     const dense_vector& t, const solution& at) {
   const auto& [residuals, one_minus_leverage] = at.rows;

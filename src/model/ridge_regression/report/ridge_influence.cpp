@@ -44,7 +44,7 @@ dense_matrix upper_triangle(const_matrix_block packed) {
   return R;
 }
 
-// A pivot tells how far its column is from those before it.
+// A pivot is the distance of its column from the span of those before it.
 bool is_well_conditioned(const_matrix_block R) {
   constexpr double near_dependence = 1e-7;
   for (index_t j = 0; j < R.cols(); ++j)
@@ -66,7 +66,7 @@ inverse_root invert_triangle(dense_matrix&& R) {
   return root;
 }
 
-// V inverse(diag(s)) of R = U diag(s) V', without the singular values that are rounding.
+// V inverse(diag(s)) of R = U diag(s) V', without the singular values at rounding level.
 inverse_root invert_singular_values(dense_matrix&& R) {
   const index_t p = R.cols();
   dense_matrix u{p, p};

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: BSD-3-Clause
 //
-// What each row and each column does to a ridge fit, its strengths t^2 given. With A =
+// Leverages, residuals and degrees of freedom of a ridge fit at strengths t^2. With A =
 // X1'X1 + diag(t)^2, N the free column and H = N N' + X1 inverse(A) X1' the hat matrix,
 //   leverage_i = H_ii,   leave-one-out residual_i = residual_i / (1 - H_ii)
 // (D. M. Allen, Technometrics 16, 1974), and the trace of H is the effective number of

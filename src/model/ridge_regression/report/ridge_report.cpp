@@ -20,7 +20,7 @@ using ridge_regression_detail::prepared_data;
 
 namespace {
 
-// Hands on each record with the value in squared units of the target.
+// Forwards each record with the value in squared units of the target.
 class rescaling_observer final : public run_observer {
  public:
   rescaling_observer(run_observer* inner, double factor, double constant)
@@ -39,7 +39,7 @@ class rescaling_observer final : public run_observer {
   double constant_;
 };
 
-// Ends a run as the inner observer would, and tells it of no iteration.
+// Forwards the checks for an interruption, and no iteration.
 class silent_observer final : public run_observer {
  public:
   explicit silent_observer(run_observer* inner) : inner_{inner} {}

@@ -18,7 +18,7 @@ struct ridge_request {
   bool fit_intercept = true;
   bool normalize = true;  // work on columns and target of length 1
   index_vector groups;    // codes 0 to k - 1, one per column; empty: each column alone
-  dense_vector start;     // strengths, one per column; empty: found by a search
+  dense_vector start;     // strengths, one per column; empty: see fit_ridge
   double tolerance = 0.0001;
   int max_iterations = 10000;
   run_observer* observer = nullptr;
@@ -37,14 +37,16 @@ struct ridge_report {
   trust_region_result run;
 };
 
-// Both take X and y over: columns whose squares would underflow are scaled in place, so
-// that their numbers count, and those whose spread is denormal are made constant. Throw
-// what ridge_regression_model_descriptor::fit throws, std::runtime_error with "dependent
-// columns: [...]" where the range risk needs independent ones, std::overflow_error where a
-// result is beyond the range of doubles, and what the observer throws.
+// The search begins at request.start, or where that is empty at the optimum of one penalty
+// common to all groups. Both functions take ownership of X and y: columns whose squares
+// would underflow are scaled in place, so that they have an effect, and those whose spread
+// is denormal are made constant. Throw what ridge_regression_model_descriptor::fit throws,
+// std::runtime_error with "dependent columns: [...]" where the range risk needs independent
+// ones, std::overflow_error where a result is beyond the range of doubles, and what the
+// observer throws.
 ridge_report fit_ridge(dense_matrix&& X, dense_vector&& y, const ridge_request& request);
-// Without a search, at p strengths, each at least 0. Where these leave coefficients open,
-// the shortest solution for columns of length 1. Without a run record.
+// Without a search, at p strengths, each at least 0. Where these do not determine all
+// coefficients, the shortest solution for columns of length 1. Without a run record.
 ridge_report solve_ridge(dense_matrix&& X, dense_vector&& y, const ridge_request& request,
                          const_vector_view alpha);
 

@@ -16,7 +16,7 @@
 
 namespace corvane::model::ridge_regression_detail {
 
-// The target is not centered: the constant column takes its mean.
+// The target is not centered: the coefficient of the constant column includes its mean.
 prepared_data::prepared_data(dense_matrix&& features, dense_vector&& target,
                              const ridge_request& request)
     : X{std::move(features)},
@@ -88,7 +88,7 @@ dense_matrix factor_rows(const common_penalty_design& design) {
   return factor_design(std::move(rows)).triangle();
 }
 
-// Of a column that depends on others, a factorization leaves rounding on the diagonal.
+// The diagonal entry of a dependent column is at rounding level.
 void require_independent_columns(const prepared_data& data, interruption* interruption) {
   const common_penalty_design design{data.normalizer, data.y, data.X,
                                      !data.normalizer.with_bias, interruption};

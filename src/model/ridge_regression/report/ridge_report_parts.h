@@ -13,7 +13,7 @@
 
 namespace corvane::model::ridge_regression_detail {
 
-// The data of a request, ready for a fit.
+// The data of a request after scaling of small numbers, with their normalizer.
 struct prepared_data {
   dense_matrix X;
   dense_vector y;
@@ -22,7 +22,7 @@ struct prepared_data {
 
   prepared_data(dense_matrix&& X, dense_vector&& y, const ridge_request& request);
 
-  // What is normalized, in units of the data.
+  // Normalized quantities in units of the data.
   double target(double value) const;
   double criterion(double value) const;
   double coefficient(index_t j, double weight) const;

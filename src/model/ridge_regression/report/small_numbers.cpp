@@ -11,7 +11,7 @@ namespace corvane::model::ridge_regression_detail {
 
 namespace {
 
-// Sums of squares of larger numbers have all their digits.
+// Sums of squares of larger numbers keep full precision.
 constexpr double ordinary = 0x1p-440;
 
 // Whether any value is this far from the origin, found at the first one of most columns.

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: BSD-3-Clause
 //
-// Data whose squares underflow. Powers of two bring them to where squares have all their
-// digits; the data of ordinary size are left as they are.
+// Data whose squares underflow are multiplied by powers of two, so that the squares keep
+// full precision. Data of ordinary size are not changed.
 #pragma once
 
 #include "common/interruption.h"
@@ -13,7 +13,7 @@ struct small_numbers {
   index_vector column_exponents;  // p; column j was multiplied by 2^k_j
   int target_exponent = 0;
 
-  // By the power of two that takes what was fitted back to the data.
+  // A result of the scaled fit in the units of the data.
   double coefficient(index_t j, double value) const;
   double target(double value) const;
   double squared_target(double value) const;
@@ -22,9 +22,9 @@ struct small_numbers {
   double root_to_data(index_t j, double root) const;
 };
 
-// A column of denormal spread becomes constant: its digits say nothing. With `rescale`,
-// smaller columns are multiplied. `center`: constant columns are those of equal values,
-// else those of zeros.
+// A column of denormal spread becomes constant, since it has few significant digits. With
+// `rescale`, smaller columns are multiplied. `center`: constant columns are those of equal
+// values, else those of zeros.
 small_numbers raise_small_numbers(bool center, bool rescale, matrix_view X, vector_view y,
                                   interruption* interrupt = nullptr);
 

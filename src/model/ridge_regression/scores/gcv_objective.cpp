@@ -48,7 +48,7 @@ dense_matrix singular_rows(const triangle_decomposition& svd) {
   return rows;
 }
 
-// What a weight of a bin is made of.
+// The arguments of a weight.
 struct bin {
   double d;
   double s_squared;
@@ -64,7 +64,7 @@ void add_autocorrelation(const_vector_view x, vector_view sums) {
 
 // From sums over the diagonals of a symmetric matrix C to the amplitudes of
 //   (1 / n) sum over i and m of C_im cos(2 pi f (i - m) / n) :
-// a diagonal off the main one stands for two.
+// a diagonal off the main one counts twice.
 void scale_to_amplitudes(index_t n, vector_view diagonal_sums) {
   for (index_t l = 0; l < diagonal_sums.size(); ++l)
     diagonal_sums[l] *= (l == 0 ? 1.0 : 2.0) / static_cast<double>(n);
@@ -110,7 +110,7 @@ void fill_prediction_slopes(const_matrix_block G, const_vector_view w,
 
 }  // namespace
 
-// The design is factored in place, and its memory is free again on return.
+// The design is factored in place, and its memory is freed on return.
 gcv_objective::reduced_data gcv_objective::reduce(const_vector_view target,
                                                   dense_matrix&& design,
                                                   interruption* interruption) {

@@ -30,7 +30,7 @@ class gcv_objective final : public ridge_regression_objective {
                 interruption* interruption = nullptr);
 
  private:
-  // What is left of the data once the design is factored, before F.
+  // The data after the factorization of the design, before F.
   struct reduced_data {
     ridge_system system;
     dense_matrix design;  // K, k by p; the rows k .. n - 1 are zeros
@@ -58,7 +58,7 @@ class gcv_objective final : public ridge_regression_objective {
   void compute_leverages(residual_state& state);
   void compute_residuals(residual_state& state);
   double sum_over_bins(const residual_state& at) const;
-  // The sums that the derivatives are made of.
+  // The sums for the derivatives.
   void add_derivatives(const residual_state& at, const penalty_groups& groups,
                        const leave_one_out_sums& sums);
   void add_curvature(const residual_state& at, const_matrix_block G, const_matrix_block R,

@@ -31,8 +31,7 @@ void write_gradient(const ridge_solution& solution, const penalty_groups& groups
 
 // The second derivatives of prediction and leverage add to the curvature
 //   inverse(M)_jk (2 C_jk - g_j w_k - g_k w_j),
-// entry by entry of inverse(M): this sum takes C of all columns, and groups do not make it
-// less work.
+// entry by entry of inverse(M): this sum needs C of all columns, with groups too.
 void add_second_derivatives(const ridge_solution& solution, const penalty_groups& groups,
                             const leave_one_out_sums& sums, symmetric_view hessian) {
   scoped_allocator scope;

@@ -4,7 +4,8 @@
 // s = (y - prediction) / d and d = 1 - leverage, from sums over the observations. For a =
 // inverse(M) inverse(D) x the prediction and the leverage have the derivatives
 //   P_j = -2 a_j w_j / t_j,   Q_j = -2 a_j^2 / t_j,
-// and second derivatives that hold inverse(M). With u = s / d and phi = 2 s u the sums are
+// and second derivatives that contain inverse(M). With u = s / d and phi = 2 s u the sums
+// are
 //   g = sum of 2 u a,   C = sum of phi a a',
 //   curvature = sum of (2 / d^2) (v v' - 2 s (v q' + q v') + 3 s^2 q q'),
 // where v_g = sum of a_j w_j and q_g = sum of a_j^2 over the columns j of group g. An
@@ -26,7 +27,7 @@ struct leave_one_out_sums {
   matrix_block curvature;  // groups by groups, the lower triangle
 };
 
-// Zeros. What the outputs do not need has no entries.
+// All zero. Sums that the outputs do not need have no entries.
 leave_one_out_sums take_sums(scoped_allocator& scope, index_t q, index_t groups,
                              const ridge_outputs& wanted);
 

@@ -16,8 +16,8 @@ namespace corvane::model::ridge_regression_detail {
 
 namespace {
 
-// b = X'y, each entry summed in extended precision and rounded once. Four sums at a time do
-// not wait for each other; behind the last column it is taken again.
+// b = X'y, each entry summed in extended precision and rounded once. Four sums at a time
+// are independent of each other; the last column repeats where fewer are left.
 dense_vector correlate_extended(const_matrix_view design, const_vector_view target,
                                 interruption* interruption) {
   constexpr std::size_t together = 4;
@@ -39,7 +39,8 @@ dense_vector correlate_extended(const_matrix_view design, const_vector_view targ
   return correlation;
 }
 
-// R of X = Q R. Q is not needed, so that a tall design takes less than Householder's way.
+// R of X = Q R. Q is not needed, so that a tall design takes less work than
+// Householder's factorization.
 dense_matrix triangle_of(const_matrix_view design_view, interruption* interruption) {
   if (design_view.rows() < design_view.cols()) return factor_design(design_view).triangle();
   const const_matrix_block design = design_view;
@@ -54,9 +55,9 @@ dense_matrix triangle_of(const_matrix_view design_view, interruption* interrupti
 }
 
 // Blocks are long enough for the speed of level 3 and, where that allows it, so short that
-// four tables leave room in the arena for the sums. A power of 2 between columns would have
-// them share places in the first cache. The length depends on the shape alone, so that
-// every evaluation rounds in the same way.
+// four tables leave room in the arena for the sums. A power of 2 between columns would map
+// them to the same sets of the first-level cache. The length depends on the shape alone, so
+// that every evaluation rounds in the same way.
 index_t rows_of_block(index_t n, index_t p) {
   constexpr index_t fewest = 64;
   constexpr index_t most = 360;
@@ -65,8 +66,8 @@ index_t rows_of_block(index_t n, index_t p) {
       std::clamp(doubles_of_tables / (4 * std::max<index_t>(p, 1)), fewest, most), n);
 }
 
-// Up to here the products of one block are faster by a loop of our own than by a BLAS,
-// which from some width on has work for several threads.
+// Up to this width narrow_products is faster on one block than a BLAS, which uses several
+// threads on wider blocks.
 constexpr index_t most_narrow_columns = 128;
 
 // to = from T, of one block

@@ -19,8 +19,8 @@ namespace corvane::model::ridge_regression_detail {
 
 class loocv_objective final : public ridge_regression_objective {
  public:
-  // X, n by p, and y, n entries, both normalized. The interruption is asked before each
-  // block of observations.
+  // X, n by p, and y, n entries, both normalized. The interruption is checked before
+  // each block of observations.
   loocv_objective(dense_matrix&& design, dense_vector&& target,
                   interruption* interruption = nullptr);
 
@@ -40,7 +40,7 @@ class loocv_objective final : public ridge_regression_objective {
   bool evaluate(const_vector_view t, const penalty_groups& groups,
                 const ridge_outputs& wanted) override;
   bool compute_residuals(const_vector_view t, residual_state& state) const;
-  // The sums that the derivatives are made of.
+  // The sums for the derivatives.
   void add_derivatives(const residual_state& at, const penalty_groups& groups,
                        const leave_one_out_sums& sums) const;
 

@@ -13,7 +13,7 @@ namespace corvane::model::ridge_regression_detail {
 
 namespace {
 
-// One group of columns on its way over the rows of a block.
+// The tables' columns of one group, over the rows of a block.
 template <class Lanes, int Width>
 class group_pass {
  public:

@@ -23,11 +23,11 @@ struct loocv_tables {
   vector_view root;    // sqrt(2) / d
   vector_view root_s;  // s sqrt(2) / d
 
-  // The same room for a block that is not longer.
+  // The same scratch for a block of at most as many rows.
   loocv_tables narrowed(index_t rows) const;
 };
 
-// Room for `rows` observations.
+// Scratch for `rows` observations.
 loocv_tables take_tables(scoped_allocator& scope, index_t rows, index_t p, index_t q,
                          index_t groups);
 

@@ -12,8 +12,8 @@
 
 namespace corvane::model::ridge_regression_detail {
 
-// The leave-one-out score takes over the normalized data. The two others leave with R and
-// what they rotated, and the normalized copies go before the first evaluation.
+// The leave-one-out score keeps the normalized data. The two others keep R and the rotated
+// data; the normalized copies are freed before the first evaluation.
 std::unique_ptr<ridge_regression_objective> make_score(
     ridge_objective_mode mode, const data_normalizer& normalizer, const_vector_view y,
     const_matrix_view X, interruption* interruption = nullptr);

@@ -1,7 +1,8 @@
 // SPDX-License-Identifier: BSD-3-Clause
 //
-// point_cache: what an objective worked out at the point of its last evaluation. The
-// optimizer asks for the derivatives of the point whose value it has just asked for.
+// point_cache: the intermediate results of an objective at the point of its last
+// evaluation. The optimizer asks for the derivatives of the point whose value it has just
+// asked for.
 #pragma once
 
 #include <algorithm>

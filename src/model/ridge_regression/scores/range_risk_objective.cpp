@@ -27,8 +27,8 @@ index_t numerical_rank(const design_factorization& qr) {
   return rank;
 }
 
-// Whether a column stands there twice, to the last bit. Its pivot is then all rounding, and
-// as likely above the threshold of the rank as below it.
+// Whether two columns are equal in every bit. The pivot of the second is then at rounding
+// level, on either side of the threshold of the rank.
 bool repeats_a_column(const_matrix_view design) {
   std::vector<const_vector_view> columns;
   for (index_t j = 0; j < design.cols(); ++j) columns.push_back(design.column(j));
@@ -53,7 +53,7 @@ double measure_noise_variance(const design_factorization& qr, const_vector_view 
 }
 
 // B inverse(L') in place, for B upper triangular with zeros below. Row j of B begins at
-// column j, so that a panel of rows meets the trailing block of L alone.
+// column j, so that a panel of rows needs the trailing block of L only.
 void solve_by_transposed_factor(const_matrix_block L, matrix_block B) {
   constexpr index_t panel_rows = 64;
   const index_t p = B.rows();
@@ -69,7 +69,7 @@ double sum_of_squares(const_matrix_view a) {
   return dot(entries, entries);
 }
 
-// What the derivatives are made of, with c = R beta.
+// The terms of the derivatives, with c = R beta.
 struct range_solution {
   const_vector_view beta;  // inverse(A) b, p entries
   const_vector_view v;     // G'c = inverse(A) X'X beta, p entries
@@ -92,7 +92,7 @@ bool write_gradient(const_vector_view t, const penalty_groups& groups,
 }
 
 // With K = G'G and the change of inverse(A) by t_k, -2 t_k inverse(A) e_k e_k' inverse(A).
-// L is not needed any more and becomes inverse(M) = D inverse(A) D.
+// L is overwritten by inverse(M) = D inverse(A) D.
 bool write_hessian(const_vector_view t, const penalty_groups& groups,
                    const range_solution& at, matrix_block cholesky,
                    symmetric_view hessian) {

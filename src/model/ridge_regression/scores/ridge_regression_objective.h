@@ -3,7 +3,7 @@
 // What the three scores of a ridge model share. The point holds square roots of ridge
 // strengths, one per penalized column or one per group of them: the penalty on coefficient
 // j is t_j^2. Columns behind the last t_j are not penalized. Value, gradient and Hessian
-// come from one evaluation that makes what is asked for: a combined call shares the
+// come from one evaluation that writes what is asked for: a combined call shares the
 // factorization and the solves, and gives the same numbers as the separate calls.
 #pragma once
 
@@ -50,7 +50,8 @@ class ridge_regression_objective : public second_order_objective {
                                       vector_view gradient, symmetric_view hessian) final;
 
   // Writes the p coefficients of the normalized problem, (X'X + diag(t)^2)^-1 X'y. False
-  // when the normal matrix is not positive definite. R and b are all that it takes.
+  // when the normal matrix is not positive definite. It depends on the data through R and b
+  // only.
   virtual bool compute_weights(const_vector_view x, vector_view weights);
 
   // From here on the point has one root for each group. of_column[j] is the group of column

@@ -10,7 +10,7 @@ namespace corvane::model::ridge_regression_detail {
 
 namespace {
 
-// One vector of n entries on its way through the transform.
+// Input and output of one transform of n entries.
 struct transform_space {
   transform_space(scoped_allocator& scope, const real_fft& fft)
       : x{scope.vector(fft.length())},

@@ -2,7 +2,7 @@
 //
 // Between n real numbers x_i and the n bins of their unitary Fourier transform, conjugated,
 //   X_f = sum over i of x_i exp(2 pi i f i / n) / sqrt(n).
-// Bin n - f is the conjugate of bin f, so that bins 0 .. n / 2 stand for all. Sums of a
+// Bin n - f is the conjugate of bin f, so that bins 0 .. n / 2 determine all. Sums of a
 // real weight over all bins against cosines are transforms too. Each call is one real
 // transform.
 #pragma once
@@ -17,7 +17,7 @@ class unitary_fourier_transform {
 
   index_t length() const { return fft_.length(); }  // n
   index_t bins() const { return fft_.bins(); }      // n / 2 + 1
-  // How many of the n bins bin f stands for.
+  // 2 where bin f has a conjugate of another number, else 1.
   double multiplicity(index_t f) const { return f > 0 && f < length() - f ? 2.0 : 1.0; }
 
   // X of x, whose entries behind those given are zeros.

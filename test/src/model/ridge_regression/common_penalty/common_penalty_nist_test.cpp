@@ -110,7 +110,7 @@ std::vector<double> solve_by_householder_qr(const data_normalizer& normalizer,
   return {y.begin(), y.begin() + X.cols()};
 }
 
-TEST(common_penalty_weights, keep_the_digits_of_a_householder_solve_on_certified_problems) {
+TEST(common_penalty_weights, are_as_exact_as_a_householder_solve_on_certified_problems) {
   for (const certified_problem& problem : all_problems())
     for (const bool leave_one_out : {false, true}) {
       SCOPED_TRACE(problem.name);

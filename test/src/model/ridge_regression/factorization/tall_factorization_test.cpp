@@ -89,7 +89,7 @@ TEST(tall_factorization, takes_dependent_columns) {
   EXPECT_LT(residual(T, qr), 1e-14);
 }
 
-TEST(tall_factorization, sets_a_column_of_zeros_apart) {
+TEST(tall_factorization, factors_a_column_of_zeros) {
   dense_matrix T = make_matrix(500, 6, 1.0);
   const vector_view zeros = T.view().column(2);
   std::fill(zeros.begin(), zeros.end(), 0.0);
@@ -99,7 +99,7 @@ TEST(tall_factorization, sets_a_column_of_zeros_apart) {
   EXPECT_LT(residual(T, qr), 1e-14);
 }
 
-TEST(tall_factorization, does_not_mind_the_units_of_the_columns) {
+TEST(tall_factorization, does_not_depend_on_the_units_of_the_columns) {
   dense_matrix T = make_matrix(500, 6, 1.0);
   for (index_t j = 0; j < 6; ++j)
     for (double& entry : T.view().column(j))

@@ -186,7 +186,7 @@ TEST(cluster_weights, the_lowest_cut_wins_a_tie) {
 
 TEST(cluster_weights, no_values_give_no_groups) { EXPECT_TRUE(cluster({}, 3).empty()); }
 
-TEST(cluster_weights, what_cannot_be_clustered_is_rejected) {
+TEST(cluster_weights, rejects_values_that_are_not_finite_and_no_clusters) {
   EXPECT_THROW(cluster({1.0, 2.0}, 0), std::invalid_argument);
   EXPECT_THROW(cluster({1.0, std::numeric_limits<double>::quiet_NaN()}, 2),
                std::invalid_argument);

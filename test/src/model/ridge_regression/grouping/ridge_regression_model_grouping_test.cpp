@@ -84,7 +84,7 @@ TEST(ridge_grouping, one_group_is_one_penalty_for_all) {
 }
 
 // Coefficients of even columns are near 1 and those of odd columns near 0.05.
-TEST(ridge_grouping, coefficients_of_like_size_find_each_other) {
+TEST(ridge_grouping, coefficients_of_similar_size_share_a_group) {
   const sample_data data = make_sample(200, 6, 29);
   for (const score score_mode : all_scores) {
     const auto model = fit_num_groups(score_mode, data, 2);
@@ -164,7 +164,7 @@ TEST(ridge_grouping, groups_that_do_not_fit_the_data_are_rejected) {
         ThrowsMessage<std::invalid_argument>(HasSubstr("out of range")));
 }
 
-TEST(ridge_grouping, no_groups_at_all_cannot_be_asked_for) {
+TEST(ridge_grouping, zero_groups_are_rejected) {
   EXPECT_THROW(fit_num_groups(score::gcv, make_sample(20, 3, 5), 0), std::invalid_argument);
 }
 
@@ -246,7 +246,7 @@ index_t count_inspected(grouping grouping_mode, const std::vector<index_t>& grou
   return inspected.num_hyperparameters;
 }
 
-TEST(ridge_objective_for_inspection, its_groups_take_in_the_bias) {
+TEST(ridge_objective_for_inspection, its_groups_include_the_bias) {
   EXPECT_EQ(count_inspected(grouping::none, {}), 4);
   EXPECT_EQ(count_inspected(grouping::all, {}), 1);
   EXPECT_EQ(count_inspected(grouping::feature_bias, {}), 2);

@@ -127,7 +127,7 @@ TEST(loocv_objective, combined_calls_give_the_numbers_of_separate_calls) {
   }
 }
 
-TEST(loocv_objective, huge_equal_penalties_leave_the_target_unexplained) {
+TEST(loocv_objective, tends_to_the_targets_squares_under_huge_equal_penalties) {
   const ridge_problem problem = make_problem(12, 3, 12);
   auto objective = make_objective(problem);
   real target_square = 0.0L;
@@ -231,7 +231,7 @@ TEST(loocv_objective, the_correlation_is_summed_in_extended_precision) {
   EXPECT_NEAR(weight[0], 0.25, 1e-15);
 }
 
-TEST(loocv_objective, design_and_target_are_taken_over_without_a_copy) {
+TEST(loocv_objective, design_and_target_are_moved_without_a_copy) {
   const ridge_problem problem = make_problem(8, 2, 18);
   dense_matrix design = problem.design();
   dense_vector target = problem.target();

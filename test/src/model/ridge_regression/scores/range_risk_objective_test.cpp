@@ -103,7 +103,7 @@ TEST(range_risk_objective, a_negative_value_is_defined) {
   EXPECT_LT(value, 0.0);
 }
 
-TEST(range_risk_objective, as_many_rows_as_columns_leave_no_noise_to_measure) {
+TEST(range_risk_objective, is_undefined_with_as_many_rows_as_columns) {
   auto objective = make_objective(make_problem(4, 4, 9));
   double value = 0.0;
   dense_vector gradient{4};
@@ -116,7 +116,7 @@ TEST(range_risk_objective, as_many_rows_as_columns_leave_no_noise_to_measure) {
   }
 }
 
-TEST(range_risk_objective, a_duplicated_column_is_refused) {
+TEST(range_risk_objective, a_duplicated_column_throws) {
   for (unsigned seed = 0; seed < 60; ++seed) {
     ridge_problem problem = make_problem(14, 4, seed);
     for (index_t i = 0; i < 14; ++i) problem.X(i, 3) = problem.X(i, 1);
@@ -132,14 +132,14 @@ TEST(range_risk_objective, a_nearly_duplicated_column_is_accepted) {
   EXPECT_EQ(complaint(problem), "");
 }
 
-TEST(range_risk_objective, columns_of_zeros_are_refused) {
+TEST(range_risk_objective, columns_of_zeros_throw) {
   ridge_problem problem = make_problem(8, 3, 11);
   for (index_t i = 0; i < 8; ++i) problem.X(i, 1) = 0.0L;
   EXPECT_EQ(complaint(problem), dependent_columns);
   EXPECT_EQ(complaint({real_matrix{8, 2}, real_vector(8, 1.0L)}), dependent_columns);
 }
 
-TEST(range_risk_objective, fewer_rows_than_columns_are_refused) {
+TEST(range_risk_objective, fewer_rows_than_columns_throw) {
   EXPECT_EQ(complaint(make_problem(3, 4, 12)), dependent_columns);
   EXPECT_EQ(complaint(make_problem(4, 4, 12)), "");
 }

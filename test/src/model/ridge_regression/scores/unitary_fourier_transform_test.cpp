@@ -48,7 +48,7 @@ TEST(unitary_fourier_transform, bins_are_the_unitary_sums_with_a_positive_expone
   }
 }
 
-TEST(unitary_fourier_transform, from_bins_returns_to_the_vector_and_goes_on_with_period_n) {
+TEST(unitary_fourier_transform, from_bins_inverts_to_bins_with_period_n) {
   for (const index_t n : lengths) {
     unitary_fourier_transform transform{n};
     const dense_vector x = waves(n, 1.3);
@@ -77,7 +77,7 @@ TEST(unitary_fourier_transform, amplitudes_become_the_sums_of_their_cosines) {
   }
 }
 
-TEST(unitary_fourier_transform, sums_of_weights_run_over_all_bins_and_their_mirror_images) {
+TEST(unitary_fourier_transform, sums_of_weights_run_over_all_bins_and_their_conjugates) {
   for (const index_t n : lengths) {
     unitary_fourier_transform transform{n};
     const dense_vector weights = waves(transform.bins(), 0.9);
