@@ -5,18 +5,11 @@
 // asked for.
 #pragma once
 
-#include <algorithm>
 #include <utility>
-#include <vector>
 
-#include "n_array/n_array_view.h"
+#include "optimization/evaluation_cache.h"
 
 namespace corvane::model::ridge_regression_detail {
-
-// Equal in length and in each entry; a NaN on either side makes two points differ.
-inline bool same_point(const_vector_view a, const_vector_view b) {
-  return std::equal(a.begin(), a.end(), b.begin(), b.end());
-}
 
 template <class State>
 class point_cache {
@@ -27,23 +20,17 @@ class point_cache {
   // where that returned false: the objective is undefined at x.
   template <class Update>
   const State* at(const_vector_view x, const Update& update) {
-    if (!is_known_ || !same_point(x, point())) {
-      is_known_ = false;  // should the update throw
+    if (!point_.is_at(x)) {
+      point_.forget();  // should the update throw
       is_defined_ = update(state_);
-      point_.assign(x.begin(), x.end());
-      is_known_ = true;
+      point_.move_to(x);
     }
     return is_defined_ ? &state_ : nullptr;
   }
 
  private:
-  const_vector_view point() const {
-    return {point_.data(), static_cast<index_t>(point_.size())};
-  }
-
   State state_;
-  std::vector<double> point_;
-  bool is_known_ = false;
+  evaluated_point point_;
   bool is_defined_ = false;
 };
 

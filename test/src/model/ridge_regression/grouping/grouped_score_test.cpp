@@ -12,13 +12,10 @@
 #include "model/ridge_regression/scores/range_risk_objective.h"
 #include "optimization/grouped_variable_objective.h"
 #include "src/model/ridge_regression/ridge_oracle.h"
-#include "support/objective_law.h"
 
 namespace corvane::model::ridge_regression_detail {
 
 namespace {
-
-using corvane::testing::obeys_objective_law;
 
 index_vector groups_of(const std::vector<index_t>& numbers) {
   index_vector groups{static_cast<index_t>(numbers.size())};
@@ -108,12 +105,6 @@ TEST(grouped_score, has_no_slope_in_the_root_of_a_group_without_columns) {
     EXPECT_EQ(found.hessian(1, 1), 0.0L);
     EXPECT_EQ(found.hessian(1, 0), 0.0L);
     EXPECT_EQ(found.hessian(2, 1), 0.0L);
-  }
-}
-
-TEST(grouped_score, gradient_and_hessian_are_the_derivatives_of_the_value) {
-  for (const auto& score : grouped_scores_of(make_problem(18, 5, 8), {0, 1, 0, 1, 1})) {
-    EXPECT_TRUE(obeys_objective_law(*score, {0.4, 0.9}));
   }
 }
 

@@ -6,13 +6,10 @@
 #include <cmath>
 #include <complex>
 #include <limits>
-#include <memory>
 #include <numbers>
-#include <utility>
 
 #include "common/linear_algebra.h"
 #include "model/ridge_regression/scores/loocv_objective.h"
-#include "optimization/grouped_variable_objective.h"
 #include "src/model/ridge_regression/ridge_oracle.h"
 #include "support/objective_law.h"
 
@@ -185,32 +182,6 @@ TEST(gcv_objective, one_observation_has_one_bin_that_counts_once) {
   double value = 0.0;
   ASSERT_TRUE(objective.compute_value(view_of(make_point(2)), value));
   EXPECT_NEAR(value, static_cast<double>(problem.y[0] * problem.y[0]), 1e-13);
-}
-
-TEST(gcv_objective, gradient_and_hessian_are_the_derivatives_of_the_value) {
-  for (const auto& [n, p] :
-       std::vector<shape>{{15, 4}, {16, 4}, {4, 5}, {5, 6}, {300, 3}}) {
-    SCOPED_TRACE(::testing::Message() << n << " by " << p);
-    auto objective = make_objective(make_problem(n, p, 8));
-    EXPECT_TRUE(obeys_objective_law(objective, make_point(p)));
-  }
-}
-
-TEST(gcv_objective, the_derivatives_hold_with_an_unpenalized_bias_column) {
-  for (const index_t n : {15, 16}) {
-    auto objective = make_objective(make_problem_with_bias(n, 4, 9));
-    EXPECT_TRUE(obeys_objective_law(objective, make_point(4))) << n;
-  }
-}
-
-TEST(gcv_objective, the_derivatives_hold_where_penalties_are_grouped) {
-  const ridge_problem problem = make_problem(18, 5, 10);
-  index_vector groups{5};
-  for (index_t j = 0; j < 5; ++j) groups[j] = j < 2 ? 0 : 1;
-  grouped_variable_objective grouped{
-      std::move(groups),
-      std::make_shared<gcv_objective>(problem.target(), problem.design())};
-  EXPECT_TRUE(obeys_objective_law(grouped, {0.4, 0.9}));
 }
 
 TEST(gcv_objective, combined_calls_give_the_numbers_of_separate_calls) {

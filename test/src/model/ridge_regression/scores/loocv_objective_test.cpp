@@ -5,18 +5,13 @@
 
 #include <cmath>
 #include <limits>
-#include <memory>
 #include <utility>
 
-#include "optimization/grouped_variable_objective.h"
 #include "src/model/ridge_regression/ridge_oracle.h"
-#include "support/objective_law.h"
 
 namespace corvane::model::ridge_regression_detail {
 
 namespace {
-
-using corvane::testing::obeys_objective_law;
 
 loocv_objective make_objective(const ridge_problem& problem) {
   return {problem.design(), problem.target()};
@@ -93,31 +88,6 @@ TEST(loocv_objective, wide_designs_in_shorter_blocks_agree_with_the_loops) {
   auto objective = make_objective(problem);
   const auto t = make_point(20);
   EXPECT_TRUE(agrees(objective, t, leave_one_out_by_loops(problem, problem, 1, t)));
-}
-
-TEST(loocv_objective, gradient_and_hessian_are_the_derivatives_of_the_value) {
-  for (const auto& [n, p] : std::vector<shape>{{15, 4}, {16, 4}, {3, 5}, {300, 3}}) {
-    SCOPED_TRACE(::testing::Message() << n << " by " << p);
-    auto objective = make_objective(make_problem(n, p, 8));
-    EXPECT_TRUE(obeys_objective_law(objective, make_point(p)));
-  }
-}
-
-TEST(loocv_objective, the_derivatives_hold_with_an_unpenalized_bias_column) {
-  for (const index_t n : {15, 16}) {
-    auto objective = make_objective(make_problem_with_bias(n, 4, 9));
-    EXPECT_TRUE(obeys_objective_law(objective, make_point(4))) << n;
-  }
-}
-
-TEST(loocv_objective, the_derivatives_hold_where_penalties_are_grouped) {
-  const ridge_problem problem = make_problem(17, 5, 10);
-  index_vector groups{5};
-  for (index_t j = 0; j < 5; ++j) groups[j] = j < 3 ? 0 : 1;
-  grouped_variable_objective grouped{
-      std::move(groups),
-      std::make_shared<loocv_objective>(problem.design(), problem.target())};
-  EXPECT_TRUE(obeys_objective_law(grouped, {0.4, 0.9}));
 }
 
 TEST(loocv_objective, combined_calls_give_the_numbers_of_separate_calls) {

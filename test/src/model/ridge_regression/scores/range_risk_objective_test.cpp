@@ -3,20 +3,14 @@
 
 #include <gtest/gtest.h>
 
-#include <memory>
 #include <stdexcept>
 #include <string>
-#include <utility>
 
-#include "optimization/grouped_variable_objective.h"
 #include "src/model/ridge_regression/ridge_oracle.h"
-#include "support/objective_law.h"
 
 namespace corvane::model::ridge_regression_detail {
 
 namespace {
-
-using corvane::testing::obeys_objective_law;
 
 range_risk_objective make_objective(const ridge_problem& problem) {
   return {problem.target(), problem.design()};
@@ -60,33 +54,6 @@ TEST(range_risk_objective, equals_its_definition_across_several_panels_of_column
   auto objective = make_objective(problem);
   const auto t = make_point(140);
   EXPECT_TRUE(agrees(objective, t, range_risk_by_loops(problem, t)));
-}
-
-TEST(range_risk_objective, gradient_and_hessian_are_the_derivatives_of_the_value) {
-  for (const index_t n : {15, 16}) {
-    auto objective = make_objective(make_problem(n, 4, 4));
-    EXPECT_TRUE(obeys_objective_law(objective, make_point(4))) << n;
-  }
-}
-
-TEST(range_risk_objective, the_derivatives_hold_with_an_unpenalized_bias_column) {
-  for (const index_t n : {15, 16}) {
-    auto objective = make_objective(make_problem_with_bias(n, 4, 5));
-    EXPECT_TRUE(obeys_objective_law(objective, make_point(4))) << n;
-  }
-}
-
-TEST(range_risk_objective, the_derivatives_hold_where_penalties_are_grouped) {
-  for (const bool with_bias : {false, true}) {
-    const ridge_problem problem =
-        with_bias ? make_problem_with_bias(17, 5, 6) : make_problem(17, 5, 6);
-    index_vector groups{5};
-    for (index_t j = 0; j < 5; ++j) groups[j] = j < 3 ? 0 : 1;
-    grouped_variable_objective grouped{
-        std::move(groups),
-        std::make_shared<range_risk_objective>(problem.target(), problem.design())};
-    EXPECT_TRUE(obeys_objective_law(grouped, {0.4, 0.9})) << with_bias;
-  }
 }
 
 TEST(range_risk_objective, combined_calls_give_the_numbers_of_separate_calls) {

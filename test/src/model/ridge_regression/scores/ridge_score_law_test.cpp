@@ -2,7 +2,7 @@
 //
 // The law of an objective on every score, with each way of tying its penalties, with a free
 // bias column and without, over an even and an odd number of rows, more rows than columns
-// and fewer.
+// and fewer, and more rows than one block of the leave-one-out sums.
 #include <gtest/gtest.h>
 
 #include <algorithm>
@@ -68,7 +68,7 @@ std::vector<law_case> all_cases() {
   for (const std::string score : {"loocv", "gcv", "range_risk"})
     for (const std::string grouping : {"none", "all", "halves", "scattered"})
       for (const bool with_bias : {false, true}) {
-        for (const index_t rows : {15, 16})
+        for (const index_t rows : {15, 16, 400})
           cases.push_back({score, grouping, with_bias, rows, 4});
         // The range risk knows no noise there.
         for (const index_t rows : {5, 6})
