@@ -10,9 +10,9 @@
 #include <utility>
 
 #include "common/linear_algebra.h"
-#include "model/ridge_regression/gcv_objective.h"
-#include "model/ridge_regression/loocv_objective.h"
-#include "model/ridge_regression/range_risk_objective.h"
+#include "model/ridge_regression/scores/gcv_objective.h"
+#include "model/ridge_regression/scores/loocv_objective.h"
+#include "model/ridge_regression/scores/range_risk_objective.h"
 #include "n_array/n_array.h"
 
 namespace corvane::model::ridge_regression_detail {
