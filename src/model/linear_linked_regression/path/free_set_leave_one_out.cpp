@@ -5,10 +5,12 @@
 #include <cmath>
 #include <limits>
 #include <numeric>
+#include <optional>
 #include <utility>
 #include <vector>
 
 #include "common/linear_algebra.h"
+#include "common/matrix_block.h"
 #include "model/linear_linked_regression/detail/total_loss.h"
 #include "model/linear_linked_regression/logistic_log_likelihood_loss_link.h"
 
@@ -42,117 +44,127 @@ candidate_set find_candidates(const sparse_fit& fit) {
   return result;
 }
 
-// The quadratic model, over the candidates.
+// The quadratic model over the active columns A of the fit and the rest R of the
+// candidates, with what the model of every row is made of.
 struct local_model {
-  dense_matrix X;  // centered
-  dense_matrix H;
+  std::vector<index_t> columns;  // A, then R
+  index_t num_active;
+  dense_vector mean;
   dense_vector l1;
-  dense_vector l2;
   dense_vector weights;
   dense_vector slopes;           // g - l2 w
   double variance_of_intercept;  // 1 / sum(v), 0 without an intercept
+  dense_matrix M;                // (H_AA + l2)^-1
+  dense_matrix P;                // M H_AR
+  dense_matrix C;                // H_RR + l2 - H_RA P
+  dense_vector effective_dof;    // of A
 };
 
-// M over a set of columns that grows and shrinks by one, by the formulas for bordered
-// inverses. Columns that depend on those in the set stay out of it.
-class active_inverse {
- public:
-  explicit active_inverse(const local_model& model)
-      : model_{&model}, M_{model.H.cols(), model.H.cols()} {}
+// (H_AA + l2)^-1 in `M`, both triangles. Else the position of a column that depends on
+// those before it.
+std::optional<index_t> invert(const_matrix_view H, const_vector_view l2, dense_matrix& M) {
+  const index_t m = M.rows();
+  if (m == 0) return std::nullopt;
+  for (index_t b = 0; b < m; ++b)
+    for (index_t a = b; a < m; ++a) M(a, b) = H(a, b) + (a == b ? l2[a] : 0.0);
+  if (const int status = potrf(M); status != 0) return status - 1;
+  for (index_t a = 0; a < m; ++a)
+    if (!(M(a, a) * M(a, a) > dependence * (H(a, a) + l2[a]))) return a;
+  potri(M);
+  for (index_t b = 0; b < m; ++b)
+    for (index_t a = b + 1; a < m; ++a) M(b, a) = M(a, b);
+  return std::nullopt;
+}
 
-  index_t size() const { return static_cast<index_t>(columns_.size()); }
-  const std::vector<index_t>& columns() const { return columns_; }
-  double operator()(index_t a, index_t b) const { return M_(a, b); }
+dense_vector gather(const_vector_view of_all, const std::vector<index_t>& columns) {
+  dense_vector result{static_cast<index_t>(columns.size())};
+  for (index_t k = 0; k < result.size(); ++k) result[k] = of_all[columns[at(k)]];
+  return result;
+}
 
-  // With q = M H_Aj and s = H_jj + l2_j - H_jA q:
-  //   [M + q q' / s, -q / s; -q' / s, 1 / s]
-  bool try_add(index_t j) {
-    const index_t m = size();
-    dense_vector q{m};
-    for (index_t a = 0; a < m; ++a) {
-      q[a] = 0.0;
-      for (index_t b = 0; b < m; ++b) q[a] += M_(b, a) * model_->H(columns_[at(b)], j);
+// Active columns that depend on others keep their weights: they are left out.
+local_model build_model(const sparse_problem& problem, const sparse_fit& fit,
+                        candidate_set candidates) {
+  while (true) {
+    const index_t m = candidates.num_active;
+    const auto count = static_cast<index_t>(candidates.columns.size());
+    centered_gram centered = center(problem, fit.curvature, candidates.columns);
+    const dense_vector l2 = gather(fit.strengths.l2, candidates.columns);
+    dense_matrix M{m, m};
+    if (const auto dependent = invert(centered.gram, l2, M)) {
+      candidates.columns.erase(candidates.columns.begin() + *dependent);
+      --candidates.num_active;
+      continue;
     }
-    const double own = model_->H(j, j) + model_->l2[j];
-    double s = own;
-    for (index_t a = 0; a < m; ++a) s -= model_->H(columns_[at(a)], j) * q[a];
-    if (!(s > dependence * own)) return false;
-    for (index_t b = 0; b < m; ++b) {
-      for (index_t a = 0; a < m; ++a) M_(a, b) += q[a] * q[b] / s;
-      M_(m, b) = M_(b, m) = -q[b] / s;
+    local_model model{candidates.columns,
+                      m,
+                      std::move(centered.mean),
+                      gather(fit.strengths.l1, candidates.columns),
+                      gather(fit.weights, candidates.columns),
+                      gather(fit.slopes, candidates.columns),
+                      0.0,
+                      std::move(M),
+                      dense_matrix{m, count - m},
+                      dense_matrix{count - m, count - m},
+                      dense_vector{m}};
+    for (index_t k = 0; k < count; ++k) model.slopes[k] -= l2[k] * model.weights[k];
+    for (index_t a = 0; a < m; ++a) model.effective_dof[a] = 1.0 - l2[a] * model.M(a, a);
+    if (problem.with_intercept)
+      model.variance_of_intercept =
+          1.0 / std::accumulate(fit.curvature.begin(), fit.curvature.end(), 0.0);
+    const const_matrix_block H{centered.gram};
+    copy(H.part(m, m, count - m, count - m), model.C);
+    for (index_t k = m; k < count; ++k) model.C(k - m, k - m) += l2[k];
+    if (m > 0 && count > m) {
+      gemm(1.0, plain, model.M, plain, H.part(0, m, m, count - m), 0.0, model.P);
+      gemm(-1.0, plain, H.part(m, 0, count - m, m), plain, model.P, 1.0, model.C);
     }
-    M_(m, m) = 1.0 / s;
-    columns_.push_back(j);
-    return true;
+    return model;
   }
+}
 
-  // M_BB - M_Bk M_kB / M_kk over the rest B; the last column takes the place.
-  void remove(index_t place) {
-    const index_t last = size() - 1;
-    const double pivot = M_(place, place);
-    for (index_t b = 0; b <= last; ++b) {
-      if (b == place) continue;
-      const double factor = M_(place, b) / pivot;
-      for (index_t a = 0; a <= last; ++a)
-        if (a != place) M_(a, b) -= M_(a, place) * factor;
-    }
-    for (index_t a = 0; a <= last; ++a) M_(a, place) = M_(a, last);
-    for (index_t a = 0; a <= last; ++a) M_(place, a) = M_(last, a);
-    M_(place, place) = M_(last, last);
-    columns_[at(place)] = columns_[at(last)];
-    columns_.pop_back();
-  }
-
-  dense_matrix matrix() const {
-    dense_matrix result{size(), size()};
-    for (index_t b = 0; b < size(); ++b)
-      for (index_t a = 0; a < size(); ++a) result(a, b) = M_(a, b);
-    return result;
-  }
-
- private:
-  const local_model* model_;
-  dense_matrix M_;  // its leading part
-  std::vector<index_t> columns_;
+// Where the active set is A: derivatives in f of one row.
+struct first_piece {
+  const_vector_view weights;  // t = M x~_A
+  const_vector_view slopes;   // b = x~_R - H_RA t
+  double predictor;           // h
+  double r;
+  double v;
 };
 
-// What the solution without one row moves along: derivatives in f.
-struct piece {
-  dense_vector weights;  // of all candidates, 0 outside of A
-  dense_vector slopes;
-  double predictor;  // h
-};
-
-// Follows dw(f) of one row from f = 0 up to the solution.
+// Follows dw(f) of one row from f = 0 up to the solution. Where columns E of R have become
+// active and columns D of A no longer are, the derivatives d of the weights and mu of the
+// slopes of D solve
+//   [C_EE, -P_DE'; -P_DE, -M_DD] [d_E; mu] = [b_E; -t_D],
+//   d_A = t - P_E d_E - M_D mu,    those of the slopes of R:  b - C_RE d_E + P_D' mu,
+//   h + b_E . d_E - t_D . mu.
 class row_path {
  public:
-  row_path(const local_model& model, const active_inverse& start, index_t row, double r,
-           double v)
+  row_path(const local_model& model, const first_piece& first)
       : model_{model},
-        inverse_{start},
-        row_{row},
-        r_{r},
-        v_{v},
+        first_{first},
         weights_{model.weights},
         slopes_{model.slopes},
-        is_active_(at(model.weights.size()), false) {
-    for (const index_t k : inverse_.columns()) is_active_[at(k)] = true;
+        weight_rates_{model.weights.size()},
+        slope_rates_{model.weights.size()},
+        is_active_(at(model.weights.size()), false),
+        is_blocked_(at(model.weights.size()), false) {
+    std::fill_n(is_active_.begin(), model.num_active, true);
   }
 
   // dz_i, NaN where there is no solution.
   double run() {
     const index_t max_events = 20 * weights_.size() + 100;
     for (index_t event = 0; event < max_events; ++event) {
-      const piece along = current_piece();
-      const double slope = 1.0 - v_ * along.predictor;
-      const double excess = f_ - v_ * predictor_ + r_;
-      const double remaining = slope > dependence ? std::abs(excess) / slope : infinity;
+      const double h = find_rates();
+      const double excess = f_ - first_.v * predictor_ + first_.r;
       const double direction = excess > 0.0 ? -1.0 : 1.0;
-      const auto [distance, column] = next_event(along, direction);
-      if (remaining <= distance)
-        return predictor_ + direction * remaining * along.predictor;
+      const double slope = 1.0 - first_.v * h;
+      const double remaining = slope > dependence ? std::abs(excess) / slope : infinity;
+      const auto [distance, column] = next_event(direction);
+      if (remaining <= distance) return predictor_ + direction * remaining * h;
       if (distance == infinity) break;
-      move(along, direction * distance);
+      move(direction * distance, h);
       change_state(column);
     }
     return std::numeric_limits<double>::quiet_NaN();
@@ -164,183 +176,197 @@ class row_path {
     index_t column;
   };
 
-  double x(index_t k) const { return model_.X(row_, k); }
+  // Entry of the matrix above between two columns that have changed.
+  double entry(index_t j, index_t k) const {
+    const index_t m = model_.num_active;
+    if (j >= m && k >= m) return model_.C(j - m, k - m);
+    if (j < m && k < m) return -model_.M(j, k);
+    return j < m ? -model_.P(j, k - m) : -model_.P(k, j - m);
+  }
 
-  piece current_piece() const {
-    const index_t count = weights_.size();
-    piece along{dense_vector{count}, dense_vector{count}, model_.variance_of_intercept};
-    std::fill(along.weights.begin(), along.weights.end(), 0.0);
-    for (index_t k = 0; k < count; ++k) along.slopes[k] = x(k);
-    for (index_t a = 0; a < inverse_.size(); ++a) {
-      const index_t k = inverse_.columns()[at(a)];
-      double change = 0.0;
-      for (index_t b = 0; b < inverse_.size(); ++b)
-        change += inverse_(b, a) * x(inverse_.columns()[at(b)]);
-      along.weights[k] = change;
-      along.slopes[k] -= model_.l2[k] * change;
-      along.predictor += x(k) * change;
-      for (index_t j = 0; j < count; ++j) along.slopes[j] -= model_.H(j, k) * change;
+  // The matrix is quasidefinite: elimination needs no exchange of rows. False where a
+  // column of E depends on the other active ones.
+  bool solve_changed(std::vector<double>& solution) const {
+    const std::size_t count = changed_.size();
+    const index_t m = model_.num_active;
+    std::vector<double> matrix(count * count);
+    solution.resize(count);
+    for (std::size_t a = 0; a < count; ++a) {
+      const index_t j = changed_[a];
+      solution[a] = j < m ? -first_.weights[j] : first_.slopes[j - m];
+      for (std::size_t b = 0; b < count; ++b) matrix[a * count + b] = entry(j, changed_[b]);
     }
-    return along;
+    for (std::size_t a = 0; a < count; ++a) {
+      const double pivot = matrix[a * count + a];
+      const double own = entry(changed_[a], changed_[a]);
+      if (!(pivot / own > dependence)) return false;
+      for (std::size_t row = a + 1; row < count; ++row) {
+        const double factor = matrix[row * count + a] / pivot;
+        for (std::size_t b = a; b < count; ++b)
+          matrix[row * count + b] -= factor * matrix[a * count + b];
+        solution[row] -= factor * solution[a];
+      }
+    }
+    for (std::size_t a = count; a-- > 0;) {
+      for (std::size_t b = a + 1; b < count; ++b)
+        solution[a] -= matrix[a * count + b] * solution[b];
+      solution[a] /= matrix[a * count + a];
+    }
+    return true;
+  }
+
+  // Sets the derivatives and returns that of the predictor.
+  double find_rates() {
+    const index_t m = model_.num_active;
+    std::vector<double> solution;
+    while (!solve_changed(solution)) {
+      is_active_[at(changed_.back())] = false;
+      is_blocked_[at(changed_.back())] = true;
+      changed_.pop_back();
+    }
+    std::fill(weight_rates_.begin(), weight_rates_.end(), 0.0);
+    std::fill(slope_rates_.begin(), slope_rates_.end(), 0.0);
+    std::copy(first_.weights.begin(), first_.weights.end(), weight_rates_.begin());
+    std::copy(first_.slopes.begin(), first_.slopes.end(), slope_rates_.begin() + m);
+    double h = first_.predictor;
+    for (std::size_t a = 0; a < changed_.size(); ++a) {
+      const index_t j = changed_[a];
+      const double rate = solution[a];
+      const bool is_in_A = j < m;
+      h += rate * (is_in_A ? -first_.weights[j] : first_.slopes[j - m]);
+      for (index_t k = 0; k < m; ++k)
+        weight_rates_[k] -= rate * (is_in_A ? model_.M(k, j) : model_.P(k, j - m));
+      for (index_t k = m; k < weights_.size(); ++k)
+        slope_rates_[k] += rate * (is_in_A ? model_.P(j, k - m) : -model_.C(k - m, j - m));
+    }
+    // By definition, in place of what rounding leaves.
+    for (std::size_t a = 0; a < changed_.size(); ++a) {
+      const index_t j = changed_[a];
+      (j < m ? slope_rates_ : weight_rates_)[j] = solution[a];
+      (j < m ? weight_rates_ : slope_rates_)[j] = 0.0;
+    }
+    return h;
   }
 
   // The nearest point where a weight becomes 0 or a column reaches its bound. Not at once
   // for the column that has just changed.
-  event_ahead next_event(const piece& along, double direction) const {
+  event_ahead next_event(double direction) const {
     event_ahead nearest{infinity, -1};
     for (index_t k = 0; k < weights_.size(); ++k) {
       const double bound = model_.l1[k];
-      if (bound == 0.0) continue;
+      if (bound == 0.0 || is_blocked_[at(k)]) continue;
       double distance = infinity;
       if (is_active_[at(k)]) {
-        const double rate = direction * along.weights[k];
+        const double rate = direction * weight_rates_[k];
         if (rate * weights_[k] < 0.0) distance = -weights_[k] / rate;
       } else {
-        const double rate = direction * along.slopes[k];
-        const bool is_real = std::abs(rate) > dependence * std::abs(x(k));
-        const double reached = rate > 0.0 ? bound : -bound;
-        const bool has_just_left = k == changed_ && slopes_[k] * rate > 0.0;
-        if (is_real && !has_just_left)
-          distance = std::max((reached - slopes_[k]) / rate, 0.0);
+        const double rate = direction * slope_rates_[k];
+        const bool has_just_left = k == last_ && slopes_[k] * rate > 0.0;
+        if (rate != 0.0 && !has_just_left)
+          distance = std::max((std::copysign(bound, rate) - slopes_[k]) / rate, 0.0);
       }
       if (distance < nearest.distance) nearest = {distance, k};
     }
     return nearest;
   }
 
-  void move(const piece& along, double change) {
+  void move(double change, double h) {
     f_ += change;
-    predictor_ += change * along.predictor;
+    predictor_ += change * h;
     for (index_t k = 0; k < weights_.size(); ++k) {
-      weights_[k] += change * along.weights[k];
-      slopes_[k] += change * along.slopes[k];
+      weights_[k] += change * weight_rates_[k];
+      slopes_[k] += change * slope_rates_[k];
     }
   }
 
   void change_state(index_t column) {
-    if (is_active_[at(column)]) {
-      const auto& columns = inverse_.columns();
-      inverse_.remove(static_cast<index_t>(
-          std::find(columns.begin(), columns.end(), column) - columns.begin()));
-      is_active_[at(column)] = false;
-    } else {
-      is_active_[at(column)] = inverse_.try_add(column);
-    }
+    is_active_[at(column)] = !is_active_[at(column)];
+    const auto known = std::find(changed_.begin(), changed_.end(), column);
+    if (known == changed_.end())
+      changed_.push_back(column);
+    else
+      changed_.erase(known);
     weights_[column] = 0.0;
-    changed_ = column;
+    last_ = column;
   }
 
   const local_model& model_;
-  active_inverse inverse_;
-  index_t row_;
-  double r_;
-  double v_;
+  const first_piece& first_;
   double f_ = 0.0;
   double predictor_ = 0.0;
   dense_vector weights_;
   dense_vector slopes_;
+  dense_vector weight_rates_;
+  dense_vector slope_rates_;
   std::vector<bool> is_active_;
-  index_t changed_ = -1;
+  std::vector<bool> is_blocked_;
+  std::vector<index_t> changed_;  // E and D
+  index_t last_ = -1;             // that changed
 };
 
-local_model build_model(const sparse_problem& problem, const sparse_fit& fit,
-                        const candidate_set& candidates) {
-  const auto count = static_cast<index_t>(candidates.columns.size());
-  centered_columns centered = center(problem, fit.curvature, candidates.columns);
-  const double total = std::accumulate(fit.curvature.begin(), fit.curvature.end(), 0.0);
-  local_model model{std::move(centered.X),
-                    std::move(centered.gram),
-                    dense_vector{count},
-                    dense_vector{count},
-                    dense_vector{count},
-                    dense_vector{count},
-                    problem.with_intercept ? 1.0 / total : 0.0};
-  for (index_t k = 0; k < count; ++k) {
-    const index_t j = candidates.columns[at(k)];
-    model.l1[k] = fit.strengths.l1[j];
-    model.l2[k] = fit.strengths.l2[j];
-    model.weights[k] = fit.weights[j];
-    model.slopes[k] = fit.slopes[j] - model.l2[k] * fit.weights[j];
+// Whether the signs of A and the bounds of R hold all the way to `f`.
+bool holds(const local_model& model, const first_piece& first, double f) {
+  for (index_t k = 0; k < first.weights.size(); ++k)
+    if (model.l1[k] > 0.0 &&
+        !(model.weights[k] * (model.weights[k] + f * first.weights[k]) > 0.0))
+      return false;
+  for (index_t k = 0; k < first.slopes.size(); ++k) {
+    const index_t j = model.num_active + k;
+    if (model.l1[j] > 0.0 &&
+        !(std::abs(model.slopes[j] + f * first.slopes[k]) <= model.l1[j]))
+      return false;
   }
-  return model;
+  return true;
 }
 
-// dz of each row where its active set stays, and whether it does.
-struct first_pieces {
-  dense_vector changes;
-  std::vector<bool> hold;
-};
+double predictor_change(const local_model& model, const first_piece& first) {
+  const double slope = 1.0 - first.v * first.predictor;
+  const double f = -first.r / slope;
+  if (slope > dependence && holds(model, first, f)) return f * first.predictor;
+  return row_path{model, first}.run();
+}
 
-first_pieces take_first_pieces(const local_model& model, const active_inverse& inverse,
-                               const sparse_fit& fit) {
-  const index_t n = model.X.rows();
-  const index_t count = model.weights.size();
-  const index_t m = inverse.size();
-  dense_matrix X_active{n, m};
-  dense_matrix H_active{m, count};
-  for (index_t a = 0; a < m; ++a) {
-    const index_t k = inverse.columns()[at(a)];
-    std::copy_n(model.X.view().column(k).data(), n, X_active.view().column(a).data());
-    for (index_t j = 0; j < count; ++j) H_active(a, j) = model.H(k, j);
+// Rows from `begin` on, as columns of blocks that stay in the cache.
+void leave_rows_out(const sparse_problem& problem, const sparse_fit& fit,
+                    const local_model& model, index_t begin, vector_view predictors) {
+  const index_t rows = predictors.size();
+  const index_t m = model.num_active;
+  const index_t rest = model.weights.size() - m;
+  dense_matrix active{m, rows};
+  dense_matrix slopes{rest, rows};
+  for (index_t k = 0; k < model.weights.size(); ++k) {
+    const double* const x = problem.X.column(model.columns[at(k)]).data() + begin;
+    double* const to = k < m ? &active(k, 0) : &slopes(k - m, 0);
+    for (index_t i = 0; i < rows; ++i) to[i * (k < m ? m : rest)] = x[i] - model.mean[k];
   }
-  dense_matrix by_weight{n, m};     // x~_iA M
-  dense_matrix by_slope = model.X;  // x~_i - x~_iA M H_A
-  if (m > 0) {
-    gemm(1.0, plain, X_active, plain, inverse.matrix(), 0.0, by_weight);
-    gemm(-1.0, plain, by_weight, plain, H_active, 1.0, by_slope);
+  dense_matrix weights{m, rows};
+  if (m > 0) gemm(1.0, plain, model.M, plain, active, 0.0, weights);
+  // H_RA M x~_A = P' x~_A
+  if (m > 0 && rest > 0) gemm(-1.0, transposed, model.P, plain, active, 1.0, slopes);
+  for (index_t i = 0; i < rows; ++i) {
+    const const_vector_view t = const_matrix_view{weights}.column(i);
+    const first_piece first{
+        t, const_matrix_view{slopes}.column(i),
+        model.variance_of_intercept + dot(const_matrix_view{active}.column(i), t),
+        fit.residuals[begin + i], fit.curvature[begin + i]};
+    predictors[i] = fit.z[begin + i] + predictor_change(model, first);
   }
-  first_pieces result{dense_vector{n}, std::vector<bool>(at(n), true)};
-  dense_vector f{n};
-  for (index_t i = 0; i < n; ++i) {
-    double h = model.variance_of_intercept;
-    for (index_t a = 0; a < m; ++a) h += by_weight(i, a) * X_active(i, a);
-    const double slope = 1.0 - fit.curvature[i] * h;
-    result.hold[at(i)] = slope > dependence;
-    f[i] = -fit.residuals[i] / slope;
-    result.changes[i] = f[i] * h;
-  }
-  std::vector<bool> is_active(at(count), false);
-  for (index_t a = 0; a < m; ++a) {
-    const index_t k = inverse.columns()[at(a)];
-    is_active[at(k)] = true;
-    if (model.l1[k] == 0.0) continue;
-    for (index_t i = 0; i < n; ++i)
-      if (!(model.weights[k] * (model.weights[k] + f[i] * by_weight(i, a)) > 0.0))
-        result.hold[at(i)] = false;
-  }
-  for (index_t k = 0; k < count; ++k) {
-    if (is_active[at(k)] || model.l1[k] == 0.0) continue;
-    for (index_t i = 0; i < n; ++i)
-      if (!(std::abs(model.slopes[k] + f[i] * by_slope(i, k)) <= model.l1[k]))
-        result.hold[at(i)] = false;
-  }
-  return result;
 }
 
 }  // namespace
 
 leave_one_out leave_each_row_out(const sparse_problem& problem, const sparse_fit& fit) {
-  const candidate_set candidates = find_candidates(fit);
-  const local_model model = build_model(problem, fit, candidates);
-  active_inverse inverse{model};
-  leave_one_out result;
-  result.effective_dof = dense_vector{fit.weights.size()};
-  std::fill(result.effective_dof.begin(), result.effective_dof.end(), 0.0);
-  for (index_t k = 0; k < candidates.num_active; ++k) inverse.try_add(k);
-  for (index_t a = 0; a < inverse.size(); ++a) {
-    const index_t k = inverse.columns()[at(a)];
-    result.effective_dof[candidates.columns[at(k)]] = 1.0 - model.l2[k] * inverse(a, a);
-  }
+  const local_model model = build_model(problem, fit, find_candidates(fit));
   const index_t n = fit.z.size();
-  const first_pieces first = take_first_pieces(model, inverse, fit);
-  result.predictors = dense_vector{n};
-  for (index_t i = 0; i < n; ++i) {
-    double change = first.changes[i];
-    if (!first.hold[at(i)]) {
-      check(problem.interrupt);
-      change = row_path{model, inverse, i, fit.residuals[i], fit.curvature[i]}.run();
-    }
-    result.predictors[i] = fit.z[i] + change;
+  leave_one_out result{dense_vector{n}, 0.0, dense_vector{fit.weights.size()}};
+  std::fill(result.effective_dof.begin(), result.effective_dof.end(), 0.0);
+  for (index_t a = 0; a < model.num_active; ++a)
+    result.effective_dof[model.columns[at(a)]] = model.effective_dof[a];
+  constexpr index_t block_size = 256;
+  for (index_t begin = 0; begin < n; begin += block_size) {
+    check(problem.interrupt);
+    leave_rows_out(problem, fit, model, begin,
+                   result.predictors.view().part(begin, std::min(block_size, n - begin)));
   }
   dense_vector losses{n};
   loss_link_detail::logistic_log_likelihood_loss_link{}.compute_loss(

@@ -8,6 +8,7 @@
 #include <utility>
 
 #include "common/linear_algebra.h"
+#include "common/matrix_block.h"
 #include "model/linear_linked_regression/detail/total_loss.h"
 #include "model/linear_linked_regression/logistic_log_likelihood_loss_link.h"
 #include "model/linear_linked_regression/path/lasso_quadratic.h"
@@ -53,7 +54,7 @@ void evaluate_loss(const sparse_problem& problem, sparse_fit& fit) {
 
 // Slopes within this count as 0. It is far above rounding, 1e-16 of the bound.
 double tolerance_of(const sparse_problem& problem, const sparse_fit& fit, index_t j) {
-  return std::max(1e-9 * fit.strengths.l1[j], 1e-12 * problem.slope_bounds[j]);
+  return problem.accuracy * std::max(fit.strengths.l1[j], 1e-3 * problem.slope_bounds[j]);
 }
 
 class newton_run {
@@ -105,8 +106,9 @@ class newton_run {
   // In units of the tolerance, over the working set.
   double error() const {
     const auto n = static_cast<double>(fit_.z.size());
-    double largest =
-        problem_.with_intercept ? std::abs(sum_of(fit_.residuals)) / (1e-12 * n) : 0.0;
+    double largest = problem_.with_intercept
+                         ? std::abs(sum_of(fit_.residuals)) / (1e-3 * problem_.accuracy * n)
+                         : 0.0;
     for (const index_t j : columns_) {
       const double tolerance = tolerance_of(problem_, fit_, j);
       if (tolerance > 0.0)
@@ -119,7 +121,7 @@ class newton_run {
   bool take_newton_step() {
     check(problem_.interrupt);
     const auto count = static_cast<index_t>(columns_.size());
-    const centered_columns model = center(problem_, fit_.curvature, columns_);
+    const centered_gram model = center(problem_, fit_.curvature, columns_);
     dense_vector start{count};
     dense_vector target{count};
     dense_vector slopes{count};
@@ -131,7 +133,10 @@ class newton_run {
       l1[k] = fit_.strengths.l1[j];
       l2[k] = fit_.strengths.l2[j];
     }
-    gemv(1.0, transposed, model.X, fit_.residuals, 0.0, slopes);
+    const double excess = sum_of(fit_.residuals);
+    for (index_t k = 0; k < count; ++k)
+      slopes[k] =
+          fit_.slopes[columns_[static_cast<std::size_t>(k)]] - model.mean[k] * excess;
     minimize({model.gram, l1, l2, problem_.interrupt}, target, slopes);
     dense_vector change{count};
     for (index_t k = 0; k < count; ++k) change[k] = target[k] - start[k];
@@ -140,12 +145,11 @@ class newton_run {
 
   // By `change` of the working set's weights and the intercept that goes with it, or by a
   // part of that.
-  bool move(const centered_columns& model, const_vector_view change) {
+  bool move(const centered_gram& model, const_vector_view change) {
     const double shift =
         problem_.with_intercept ? sum_of(fit_.residuals) / sum_of(fit_.curvature) : 0.0;
-    dense_vector direction = constant(fit_.z.size(), shift);
-    gemv(1.0, plain, model.X, change, 1.0, direction);
     const double intercept_change = shift - dot(model.mean, change);
+    const dense_vector direction = predictor_change(change, intercept_change);
     const double objective = fit_.loss + penalty_of(fit_.strengths, fit_.weights);
     const double slack = 1e-13 * (1.0 + std::abs(objective));
     // The linear model of the loss, and the penalty as it is.
@@ -171,6 +175,38 @@ class newton_run {
     return false;
   }
 
+  bool has_most_columns() const {
+    return 2 * static_cast<index_t>(columns_.size()) > problem_.X.cols();
+  }
+
+  // intercept + X change
+  dense_vector predictor_change(const_vector_view change, double intercept) const {
+    dense_vector result = constant(fit_.z.size(), intercept);
+    if (has_most_columns()) {
+      dense_vector of_all = constant(problem_.X.cols(), 0.0);
+      for (index_t k = 0; k < change.size(); ++k)
+        of_all[columns_[static_cast<std::size_t>(k)]] = change[k];
+      gemv(1.0, plain, problem_.X, of_all, 1.0, result);
+      return result;
+    }
+    for (index_t k = 0; k < change.size(); ++k) {
+      if (change[k] == 0.0) continue;
+      const const_vector_view x = problem_.X.column(columns_[static_cast<std::size_t>(k)]);
+      for (index_t i = 0; i < x.size(); ++i) result[i] += change[k] * x[i];
+    }
+    return result;
+  }
+
+  // Of the working set.
+  void update_slopes() {
+    if (has_most_columns()) {
+      gemv(1.0, transposed, problem_.X, fit_.residuals, 0.0, fit_.slopes);
+      return;
+    }
+    for (const index_t j : columns_)
+      fit_.slopes[j] = dot(problem_.X.column(j), fit_.residuals);
+  }
+
   void accept(sparse_fit next) {
     fit_.weights = std::move(next.weights);
     fit_.intercept = next.intercept;
@@ -178,8 +214,7 @@ class newton_run {
     fit_.loss = next.loss;
     fit_.residuals = std::move(next.residuals);
     fit_.curvature = std::move(next.curvature);
-    for (const index_t j : columns_)
-      fit_.slopes[j] = dot(problem_.X.column(j), fit_.residuals);
+    update_slopes();
   }
 
   const sparse_problem& problem_;
@@ -235,27 +270,38 @@ double imbalance(const sparse_fit& fit, index_t j) {
   return std::copysign(std::max(std::abs(slope) - l1, 0.0), slope);
 }
 
-centered_columns center(const sparse_problem& problem, const_vector_view curvature,
-                        const std::vector<index_t>& columns) {
+// The root of V joins the columns, so that one product gives their means as well:
+//   X~' V X~ = X' V X - (X' v) (X' v)' / sum(v).
+// The normalized columns have a mean of 0: the difference loses few digits.
+centered_gram center(const sparse_problem& problem, const_vector_view curvature,
+                     const std::vector<index_t>& columns) {
+  constexpr index_t block_size = 512;  // of rows, which stay in the cache
   const index_t n = problem.X.rows();
   const auto count = static_cast<index_t>(columns.size());
-  const double total = sum_of(curvature);
-  centered_columns result{dense_matrix{n, count}, constant(count, 0.0),
-                          dense_matrix{count, count}};
-  dense_matrix weighted{n, count};  // V^(1/2) X~
-  dense_vector roots{n};
-  for (index_t i = 0; i < n; ++i) roots[i] = std::sqrt(curvature[i]);
-  for (index_t k = 0; k < count; ++k) {
-    const const_vector_view x = problem.X.column(columns[static_cast<std::size_t>(k)]);
-    if (problem.with_intercept) result.mean[k] = dot(curvature, x) / total;
-    for (index_t i = 0; i < n; ++i) {
-      result.X(i, k) = x[i] - result.mean[k];
-      weighted(i, k) = roots[i] * result.X(i, k);
+  dense_matrix products{count + 1, count + 1};
+  fill(products, 0.0);
+  dense_matrix block{std::min(n, block_size), count + 1};
+  for (index_t first = 0; first < n; first += block_size) {
+    const index_t rows = std::min(block_size, n - first);
+    const matrix_block weighted = matrix_block{block}.part_rows(0, rows);
+    const vector_view roots = weighted.column(count);
+    for (index_t i = 0; i < rows; ++i) roots[i] = std::sqrt(curvature[first + i]);
+    for (index_t k = 0; k < count; ++k) {
+      const double* const x =
+          problem.X.column(columns[static_cast<std::size_t>(k)]).data() + first;
+      const vector_view to = weighted.column(k);
+      for (index_t i = 0; i < rows; ++i) to[i] = roots[i] * x[i];
     }
+    syrk(1.0, transposed, weighted, 1.0, products);
   }
-  syrk(1.0, transposed, weighted, 0.0, result.gram);
+  centered_gram result{constant(count, 0.0), dense_matrix{count, count}};
+  const double total = products(count, count);
   for (index_t k = 0; k < count; ++k)
-    for (index_t a = k + 1; a < count; ++a) result.gram(k, a) = result.gram(a, k);
+    if (problem.with_intercept) result.mean[k] = products(count, k) / total;
+  for (index_t b = 0; b < count; ++b)
+    for (index_t a = b; a < count; ++a)
+      result.gram(a, b) = result.gram(b, a) =
+          products(a, b) - total * result.mean[a] * result.mean[b];
   return result;
 }
 
@@ -280,6 +326,9 @@ sparse_fit null_fit(const sparse_problem& problem, const column_strengths& stren
 
 sparse_fit fit(const sparse_problem& problem, const column_strengths& strengths) {
   sparse_fit current = null_fit(problem, strengths);
+  // A working set of all columns is small enough.
+  constexpr index_t few_columns = 256;
+  if (problem.X.cols() <= few_columns) return refit(problem, current, strengths);
   for (double ratio = 0.5 * largest_ratio(current, strengths); ratio > 1.0; ratio *= 0.5)
     current = refit(problem, current, scaled_l1(strengths, ratio));
   return refit(problem, current, strengths);

@@ -27,6 +27,7 @@ struct sparse_problem {
   bool with_intercept;
   interruption* interrupt;    // not owned, may be null
   int max_steps = 200;        // of Newton's method at each strength
+  double accuracy = 1e-9;     // of the conditions of optimality, relative to the strengths
   dense_vector slope_bounds;  // |x_j' r| is below these, of residuals of at most 1
 };
 
@@ -50,14 +51,13 @@ struct sparse_fit {
   bool is_optimal = false;
 };
 
-// Columns less their weighted means, and their Gram matrix.
-struct centered_columns {
-  dense_matrix X;     // n by the number of columns: x~ = x - sum_i v_i x_i / sum_i v_i
-  dense_vector mean;  // 0 without an intercept
-  dense_matrix gram;  // both triangles of X~' V X~
+// The quadratic model of the loss over some columns, with the intercept eliminated.
+struct centered_gram {
+  dense_vector mean;  // sum_i v_i x_i / sum_i v_i, 0 without an intercept
+  dense_matrix gram;  // X~' V X~ of the columns x~ = x - mean, both triangles
 };
-centered_columns center(const sparse_problem& problem, const_vector_view curvature,
-                        const std::vector<index_t>& columns);
+centered_gram center(const sparse_problem& problem, const_vector_view curvature,
+                     const std::vector<index_t>& columns);
 
 // All weights with an l1 strength are 0. Its l1 strengths are the smallest multiple of
 // those given where that is the minimum.

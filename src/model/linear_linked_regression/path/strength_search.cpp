@@ -7,6 +7,7 @@
 #include <limits>
 #include <utility>
 
+#include "model/linear_linked_regression/detail/logistic_problem.h"
 #include "model/linear_linked_regression/path/free_set_leave_one_out.h"
 #include "optimization/optimizer_error.h"
 
@@ -19,10 +20,6 @@ constexpr double infinity = std::numeric_limits<double>::infinity();
 const double path_step = std::log(10.0) / 7.0;
 const double pattern_step = std::log(2.0);
 
-index_t count_groups(const_index_view groups) {
-  return groups.size() == 0 ? 0 : *std::max_element(groups.begin(), groups.end()) + 1;
-}
-
 double root_mean_square(const_matrix_view X, const_index_view groups) {
   double sum = 0.0;
   double count = 0.0;
@@ -32,6 +29,12 @@ double root_mean_square(const_matrix_view X, const_index_view groups) {
     count += static_cast<double>(X.rows());
   }
   return sum > 0.0 ? std::sqrt(sum / count) : 1.0;
+}
+
+// As exact as the comparison of points asks for.
+sparse_problem with_accuracy(sparse_problem problem, double accuracy) {
+  problem.accuracy = std::clamp(accuracy, problem.accuracy, 1e-6);
+  return problem;
 }
 
 // When a path has gone far enough: the loss has risen for good, or nothing is left to fit.
@@ -70,11 +73,20 @@ column_strengths spread(const group_strengths& strengths, const_index_view group
   return result;
 }
 
+group_strengths average_over_groups(const column_strengths& strengths,
+                                    const_index_view groups) {
+  const auto average = [&](const_vector_view of_columns) {
+    const const_matrix_view table{of_columns.data(), of_columns.size(), 1};
+    return linear_linked_regression_detail::average_over_groups(table, groups);
+  };
+  return {average(strengths.l1), average(strengths.l2)};
+}
+
 strength_search::strength_search(const sparse_problem& problem,
                                  const search_options& options)
-    : problem_{problem},
+    : problem_{with_accuracy(problem, 1e-2 * options.tolerance)},
       options_{options},
-      num_groups_{count_groups(options.groups)},
+      num_groups_{linear_linked_regression_detail::count_groups(options.groups)},
       unit_{root_mean_square(problem.X, options.groups)},
       last_{
           null_fit(problem, spread(strengths_at(common_point(0.0, 0.0)), options.groups))},

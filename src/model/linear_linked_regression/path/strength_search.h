@@ -66,7 +66,7 @@ class strength_search {
   point common_point(double l1, double l2) const;
   group_strengths strengths_at(const point& x) const;
 
-  const sparse_problem& problem_;
+  sparse_problem problem_;
   search_options options_;
   index_t num_groups_;
   double unit_;
@@ -79,5 +79,8 @@ class strength_search {
 };
 
 column_strengths spread(const group_strengths& strengths, const_index_view groups);
+// The geometric means over each group.
+group_strengths average_over_groups(const column_strengths& strengths,
+                                    const_index_view groups);
 
 }  // namespace corvane::model::sparse_path
