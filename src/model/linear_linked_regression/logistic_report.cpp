@@ -22,7 +22,6 @@
 #include "model/linear_linked_regression/detail/row_space.h"
 #include "model/linear_linked_regression/detail/search_recorder.h"
 #include "model/linear_linked_regression/logistic_log_likelihood_loss_link.h"
-#include "model/linear_linked_regression/path/sparse_report.h"
 #include "optimization/optimizer_error.h"
 #include "optimization/trust_region_measures.h"
 #include "optimization/trust_region_optimizer.h"
@@ -322,7 +321,6 @@ dense_matrix without_unpenalized(penalty_mode mode, const_matrix_view strengths,
 
 logistic_report fit_logistic(logistic_data&& data, const logistic_options& options,
                              const_matrix_view start) {
-  if (sparse_path::is_sparse(options.penalty) && sparse_path::has_few_strengths(options.penalty, data.groups)) return sparse_path::fit_sparse(std::move(data), options, start);
   const index_vector groups = std::move(data.groups);
   require_a_penalized_column(groups);
   normalized_data normalized = detail::normalize(std::move(data), options);
@@ -356,7 +354,6 @@ logistic_report fit_logistic(logistic_data&& data, const logistic_options& optio
 
 logistic_report fit_logistic_at(logistic_data&& data, const logistic_options& options,
                                 const_matrix_view strengths) {
-  if (sparse_path::is_sparse(options.penalty)) return sparse_path::fit_sparse_at(std::move(data), options, strengths);
   const index_vector groups = std::move(data.groups);
   normalized_data normalized = detail::normalize(std::move(data), options);
   const single_blas_thread one_thread{normalized.design.cols() <= detail::few_features};
@@ -381,7 +378,6 @@ logistic_report fit_logistic_at(logistic_data&& data, const logistic_options& op
 logistic_criterion evaluate_logistic_criterion(logistic_data&& data,
                                                const logistic_options& options,
                                                const_matrix_view strengths) {
-  if (sparse_path::is_sparse(options.penalty)) return sparse_path::evaluate_sparse_criterion(std::move(data), options, strengths);
   const index_vector groups = std::move(data.groups);
   normalized_data normalized = detail::normalize(std::move(data), options);
   const single_blas_thread one_thread{normalized.design.cols() <= detail::few_features};
