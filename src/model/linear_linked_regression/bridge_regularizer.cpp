@@ -61,12 +61,6 @@ bridge_regularizer::bridge_regularizer(variable_mapping&& mapping,
                                        double smoothing_threshold)
     : mapping_{std::move(mapping)}, smoothing_threshold_{smoothing_threshold} {}
 
-std::shared_ptr<const regularizer> bridge_regularizer::reordered(
-    const_index_view weights, const_index_view groups) const {
-  return std::make_shared<bridge_regularizer>(mapping_.reordered(weights, groups),
-                                              smoothing_threshold_);
-}
-
 void bridge_regularizer::initialize_hyperparameters(vector_view theta) const {
   std::fill(theta.begin(), theta.end(), 0.5);
 }

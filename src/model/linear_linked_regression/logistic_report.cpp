@@ -15,7 +15,6 @@
 #include "common/finite.h"
 #include "common/matrix_block.h"
 #include "model/linear_linked_regression/detail/aloocv_objective.h"
-#include "model/linear_linked_regression/detail/canonical_problem.h"
 #include "model/linear_linked_regression/detail/hyperparameter_search.h"
 #include "model/linear_linked_regression/detail/logistic_problem.h"
 #include "model/linear_linked_regression/detail/optimum_diagnostics.h"
@@ -25,16 +24,13 @@
 #include "optimization/optimizer_error.h"
 #include "optimization/trust_region_measures.h"
 #include "optimization/trust_region_optimizer.h"
-#include "optimization/variable_order.h"
 
 namespace corvane::model {
 
 namespace {
 
 using linear_linked_regression_detail::aloocv_objective;
-using linear_linked_regression_detail::canonical_problem;
 using linear_linked_regression_detail::column_unit;
-using linear_linked_regression_detail::make_canonical;
 using linear_linked_regression_detail::normalized_data;
 using linear_linked_regression_detail::optimized;
 using linear_linked_regression_detail::quiet_observer;
@@ -43,9 +39,10 @@ using linear_linked_regression_detail::search_recorder;
 
 namespace detail = linear_linked_regression_detail;
 
-// Of fits at given strengths and of the criterion's derivatives, which take the inner
-// problem for solved exactly. A value changes by 1e-10 of itself in Newton steps whose
-// square is below rounding; smaller gradients than this move no digit of it.
+// Inner problems are solved nearly to rounding: the criterion and its derivatives take
+// their solution for exact, and a search compares values that differ by little. A value
+// changes by 1e-10 of itself in Newton steps whose square is below rounding; smaller
+// gradients than this move no digit of it.
 constexpr double tight_tolerance = 1e-10;
 constexpr double tight_gradient_tolerance = 1e-5;
 
@@ -63,75 +60,54 @@ std::shared_ptr<trust_region_optimizer> make_optimizer(double tolerance,
   return make_trust_region_optimizer(options);
 }
 
-std::shared_ptr<trust_region_optimizer> make_tight_optimizer(
-    const logistic_options& options, run_observer* observer) {
-  return make_optimizer(tight_tolerance, tight_gradient_tolerance, options.max_iterations,
+std::shared_ptr<trust_region_optimizer> make_tight_optimizer(int max_iterations,
+                                                             run_observer* observer) {
+  return make_optimizer(tight_tolerance, tight_gradient_tolerance, max_iterations,
                         observer);
 }
 
-// The canonical problem, in fewer weights where groups are wide.
-std::optional<row_space> reduce(canonical_problem& canonical) {
-  std::optional<row_space> reduced = row_space::find(canonical.design, *canonical.penalty);
-  if (reduced) {
-    canonical.design = std::move(reduced->design);
-    canonical.penalty = reduced->penalty;
-  }
-  return reduced;
-}
-
-// A normalized problem over groups of columns, and its objective.
+// A normalized problem over groups of columns, in fewer weights where groups are wide, and
+// its objective.
 struct posed_problem {
   posed_problem(normalized_data& data, const logistic_options& options,
                 const_index_view groups_of_columns,
                 std::shared_ptr<trust_region_optimizer> inner_optimizer)
       : groups{groups_of_columns},
         penalty{detail::penalty_over(options.penalty, groups, options.fit_intercept)},
-        canonical{make_canonical(std::move(data.design), data.normalizer.num_features(),
-                                 data.target, *penalty, options.observer)},
-        reduced{reduce(canonical)},
+        reduced{row_space::find(data.design, *penalty)},
         objective{std::move(inner_optimizer),
                   std::make_shared<loss_link_detail::logistic_log_likelihood_loss_link>(),
-                  canonical.penalty,
-                  std::move(canonical.design),
-                  std::move(canonical.target),
+                  run_penalty(),
+                  std::move(reduced ? reduced->design : data.design),
+                  std::move(data.target),
                   options.observer} {}
 
-  // Those of the normalized columns, in the caller's order.
+  // The penalty of the weights that the objective knows.
+  const std::shared_ptr<const regularizer>& run_penalty() const {
+    return reduced ? reduced->penalty : penalty;
+  }
+
+  // Those of the normalized columns.
   dense_vector weights() const {
     const const_vector_view solution = objective.optimum().weights;
-    const dense_vector run = reduced ? reduced->expand(solution) : dense_vector{solution};
-    dense_vector ordered{run.size()};
-    to_caller(canonical.columns.view(), run, ordered);
-    for (index_t j = 0; j < ordered.size(); ++j) ordered[j] *= canonical.signs[j];
-    return ordered;
+    return reduced ? reduced->expand(solution) : dense_vector{solution};
   }
 
-  // The parts of `of_weights` in each group of the problem, in the caller's order. A
-  // rotation of the weights within a group leaves its part the same.
+  // The parts of `of_weights` in each group of the problem. A rotation of the weights
+  // within a group leaves its part the same.
   dense_vector sum_by_group(const_vector_view of_weights) const {
-    const auto& members = canonical.penalty->mapping().groups();
-    const auto num_groups = static_cast<index_t>(members.size());
-    dense_vector run(num_groups);
-    for (index_t g = 0; g < num_groups; ++g) {
-      run[g] = 0.0;
-      for (const index_t k : members[static_cast<std::size_t>(g)]) run[g] += of_weights[k];
+    const auto& members = run_penalty()->mapping().groups();
+    dense_vector sums(static_cast<index_t>(members.size()));
+    for (index_t g = 0; g < sums.size(); ++g) {
+      sums[g] = 0.0;
+      for (const index_t k : members[static_cast<std::size_t>(g)]) sums[g] += of_weights[k];
     }
-    // Hyperparameters of the first kind stand in the order of the groups.
-    dense_vector ordered(num_groups);
-    to_caller(canonical.hyperparameters.view().part(0, num_groups), run, ordered);
-    return ordered;
-  }
-
-  dense_vector in_run_order(const_vector_view theta) const {
-    dense_vector ordered{theta.size()};
-    to_run(canonical.hyperparameters.view(), theta, ordered);
-    return ordered;
+    return sums;
   }
 
   index_vector groups;
-  std::shared_ptr<const regularizer> penalty;  // in the caller's order
-  canonical_problem canonical;                 // without the data
-  std::optional<row_space> reduced;            // without the design
+  std::shared_ptr<const regularizer> penalty;
+  std::optional<row_space> reduced;  // without the design
   aloocv_objective objective;
 };
 
@@ -154,13 +130,11 @@ dense_vector gather_groups(const_vector_view of_run_groups, const_index_view run
 logistic_report describe_solution(const normalized_data& data, const_index_view groups,
                                   posed_problem& posed) {
   const detail::inner_optimum optimum = posed.objective.optimum();
-  const canonical_problem& order = posed.canonical;
   logistic_report report;
   detail::raw_solution solution = detail::in_units_of_data(data, posed.weights());
   report.coefficients = std::move(solution.coefficients);
   report.intercept = solution.intercept;
-  report.loo_predictions = dense_vector{optimum.loo_predictions.size()};
-  to_caller(order.rows.view(), optimum.loo_predictions, report.loo_predictions);
+  report.loo_predictions = dense_vector{optimum.loo_predictions};
 
   const dense_vector dof =
       detail::effective_dof_of_columns(optimum, posed.objective.loss_curvature());
@@ -181,8 +155,7 @@ double gradient_max_of(const trust_region_result& run) {
       .gradient_max;
 }
 
-// The score at given hyperparameters, in the order of the run, with an inner problem that
-// is solved to rounding.
+// The score at given hyperparameters, with an inner problem that is solved to rounding.
 double evaluate_exactly(aloocv_objective& objective, const_vector_view theta) {
   constexpr double rounding = 1e-10;
   double value = 0.0;
@@ -202,22 +175,30 @@ void set_solved_run(const trust_region_result& run, logistic_report& report) {
     report.end = run_end::within_tolerance;
 }
 
-// Where the search starts, in the order of the run; also given to it as its initializer,
-// which makes the start the caller's own.
-dense_vector start_of_search(const posed_problem& posed, const logistic_options& options,
-                             const normalized_data& data, const_matrix_view start,
-                             linear_linked_regression_model_options& search) {
-  dense_vector theta{posed.penalty->num_hyperparameters()};
-  if (start.size() == 0) {
-    posed.penalty->initialize_hyperparameters(theta);
-  } else {
-    theta =
+// One run from `start` in the units of the data. Where there is none, it is made from the
+// start of the penalty; should that leave the score undefined, as a lasso that is too weak
+// to tell two equal columns apart, from the first of its doublings that does not.
+optimized search(posed_problem& posed, const logistic_options& options,
+                 const normalized_data& data, const_matrix_view start,
+                 trust_region_optimizer& optimizer) {
+  if (start.size() > 0)
+    return optimize_hyperparameters(
+        optimizer, posed.objective,
         detail::average_over_groups(detail::hyperparameters_of_columns(
                                         options.penalty, data.units, posed.groups, start),
-                                    posed.groups);
-    search.initializer = [](vector_view) {};
+                                    posed.groups));
+  dense_vector theta{posed.penalty->num_hyperparameters()};
+  posed.penalty->initialize_hyperparameters(theta);
+  // A strength, theta^2, becomes up to 3e14 times that of the start.
+  constexpr int num_doublings = 24;
+  for (int k = 0;; ++k) {
+    try {
+      return optimize_hyperparameters(optimizer, posed.objective, theta);
+    } catch (const optimizer_undefined_error&) {
+      if (k == num_doublings) throw;
+    }
+    for (double& entry : theta) entry *= 2.0;
   }
-  return posed.in_run_order(theta);
 }
 
 void require_a_penalized_column(const_index_view groups) {
@@ -249,20 +230,13 @@ double exponent_slope(const slopes_in_theta& at, index_t group, index_t num_grou
   return 0.5 * own - unit.log() * strength_slope(at, group);
 }
 
-// Value and slopes, in the caller's order.
 double differentiate_at(posed_problem& posed, slopes_in_theta& at) {
   const index_t size = at.theta.size();
-  const dense_vector theta = posed.in_run_order(at.theta);
-  dense_vector gradient{size};
-  symmetric_matrix hessian{size, size};
-  const double value = evaluate_exactly(posed.objective, theta);
-  if (!posed.objective.compute_gradient_hessian(theta, gradient, hessian))
-    throw optimizer_undefined_error{};
-  const variable_order order = posed.canonical.hyperparameters.view();
   at.gradient = dense_vector{size};
   at.hessian = symmetric_matrix{size, size};
-  to_caller(order, gradient, at.gradient);
-  to_caller(order, const_symmetric_view{hessian}, at.hessian);
+  const double value = evaluate_exactly(posed.objective, at.theta);
+  if (!posed.objective.compute_gradient_hessian(at.theta, at.gradient, at.hessian))
+    throw optimizer_undefined_error{};
   return value;
 }
 
@@ -329,14 +303,10 @@ logistic_report fit_logistic(logistic_data&& data, const logistic_options& optio
   posed_problem posed{
       normalized, options, groups,
       make_optimizer(options.tolerance, options.tolerance, inner_iterations, &inner)};
-  const canonical_problem& order = posed.canonical;
-  search_recorder recorder{options.observer, order.hyperparameters.view()};
-  linear_linked_regression_model_options search;
-  search.outer_optimizer = make_optimizer(options.tolerance, options.tolerance,
-                                          options.max_iterations, &recorder);
-  const dense_vector first = start_of_search(posed, options, normalized, start, search);
-  const optimized best =
-      optimize_hyperparameters(search, posed.objective, *order.penalty, first);
+  search_recorder recorder{options.observer, posed.penalty->num_hyperparameters()};
+  const auto optimizer = make_optimizer(options.tolerance, options.tolerance,
+                                        options.max_iterations, &recorder);
+  const optimized best = search(posed, options, normalized, start, *optimizer);
   double criterion = 0.0;
   if (!posed.objective.settle_at(best.result.x, best.weights, criterion))
     throw optimizer_undefined_error{};
@@ -345,8 +315,7 @@ logistic_report fit_logistic(logistic_data&& data, const logistic_options& optio
   report.criterion = criterion;
   set_run(best.result, report);
   report.history = recorder.history_of_run_to(best.result.value);
-  report.hyperparameters = dense_vector{best.result.x.size()};
-  to_caller(order.hyperparameters.view(), best.result.x, report.hyperparameters);
+  report.hyperparameters = best.result.x;
   report.strengths = detail::strengths_of_columns(options.penalty, normalized.units, groups,
                                                   report.hyperparameters);
   return report;
@@ -366,8 +335,8 @@ logistic_report fit_logistic_at(logistic_data&& data, const logistic_options& op
   const dense_vector theta = detail::average_over_groups(of_columns, run_groups);
   quiet_observer inner{options.observer};
   posed_problem posed{normalized, options, run_groups,
-                      make_tight_optimizer(options, &inner)};
-  const double criterion = evaluate_exactly(posed.objective, posed.in_run_order(theta));
+                      make_tight_optimizer(options.max_iterations, &inner)};
+  const double criterion = evaluate_exactly(posed.objective, theta);
   logistic_report report = describe_solution(normalized, groups, posed);
   report.criterion = criterion;
   set_solved_run(posed.objective.inner_run(), report);
@@ -389,7 +358,7 @@ logistic_criterion evaluate_logistic_criterion(logistic_data&& data,
                                       : detail::separate_groups(groups);
   quiet_observer inner{options.observer};
   posed_problem posed{normalized, options, run_groups,
-                      make_tight_optimizer(options, &inner)};
+                      make_tight_optimizer(options.max_iterations, &inner)};
   slopes_in_theta at;
   at.theta = detail::average_over_groups(of_columns, run_groups);
   const double value = differentiate_at(posed, at);

@@ -17,7 +17,7 @@
 #include "model/ridge_regression/grouped_ridge_objective.h"
 #include "model/ridge_regression/make_ridge_score.h"
 #include "n_array/panic.h"
-#include "optimization/order_invariant_run.h"
+#include "optimization/trust_region_optimizer.h"
 
 namespace corvane::model {
 
@@ -127,8 +127,7 @@ class ridge_fit {
     options_.initializer(start);
     if (!all_finite(start))
       throw std::invalid_argument("the start point holds a value that is not finite");
-    return {optimize_order_invariantly(*options_.optimizer, objective, start,
-                                       options_.observer),
+    return {optimize(*options_.optimizer, objective, start),
             scope_.vector(num_hyperparameters_), scope_.vector(normalizer_.num_columns),
             std::nullopt};
   }

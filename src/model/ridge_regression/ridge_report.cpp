@@ -26,9 +26,6 @@ class rescaling_observer final : public run_observer {
   rescaling_observer(run_observer* inner, double factor, double constant)
       : inner_{inner}, factor_{factor}, constant_{constant} {}
   void check() override { corvane::check(inner_); }
-  void set_order(const_index_view order) override {
-    if (inner_ != nullptr) inner_->set_order(order);
-  }
   void observe_iteration(const iteration_record& record) override {
     if (inner_ == nullptr) return;
     iteration_record rescaled = record;

@@ -6,7 +6,6 @@
 
 #include "common/matrix_block.h"
 #include "common/scoped_allocator.h"
-#include "optimization/slope_order.h"
 
 namespace corvane::model::linear_linked_regression_detail {
 
@@ -100,8 +99,7 @@ matrix_view full_symmetric(scoped_allocator& scratch, const_symmetric_view lower
 }
 
 // The descent of all weights. They cross borders together, between descents on their own
-// sides, and a sweep takes the steepest first: so the order in which they stand has no part
-// in where they end.
+// sides.
 class joint_descent {
  public:
   joint_descent(scoped_allocator& scratch, const penalized_model& model,
@@ -112,9 +110,7 @@ class joint_descent {
         slope_{scratch.vector(weights.size())},
         penalty_at_zero_{scratch.vector(weights.size())},
         wants_across_{scratch.take<bool>(weights.size())},
-        may_leave_{scratch.take<bool>(weights.size())},
-        order_{scratch.take<index_t>(weights.size())} {
-    order_by_slope(model.slope, order_);
+        may_leave_{scratch.take<bool>(weights.size())} {
     std::copy(model.slope.begin(), model.slope.end(), slope_.begin());
     std::fill_n(may_leave_, weights.size(), true);
     for (index_t k = 0; k < weights.size(); ++k)
@@ -135,8 +131,7 @@ class joint_descent {
     double longest = 1.0;
     for (int sweep = 0; sweep < most_sweeps && longest > precision; ++sweep) {
       longest = 0.0;
-      for (index_t place = 0; place < weights_.size(); ++place) {
-        const index_t k = order_[place];
+      for (index_t k = 0; k < weights_.size(); ++k) {
         const double a = A_(k, k);
         const double from = weights_[k];
         const rest end = minimize(
@@ -177,7 +172,6 @@ class joint_descent {
   vector_view penalty_at_zero_;
   bool* wants_across_;
   bool* may_leave_;
-  index_t* order_;  // of a sweep
 };
 
 }  // namespace
