@@ -30,13 +30,24 @@ struct candidate_set {
   index_t num_active = 0;
 };
 
-candidate_set find_candidates(const sparse_fit& fit) {
+// A slope changes by about f_i x_ij where row i is left out, and f_i is at most three times
+// the residual of a row whose leverage v_i h_i is below 2/3.
+bool may_enter(const sparse_problem& problem, const sparse_fit& fit, index_t j) {
+  constexpr double factor = 3.0;
+  const double needed = fit.strengths.l1[j] - std::abs(fit.slopes[j]);
+  const const_vector_view x = problem.X.column(j);
+  for (index_t i = 0; i < x.size(); ++i)
+    if (factor * std::abs(fit.residuals[i] * x[i]) >= needed) return true;
+  return false;
+}
+
+candidate_set find_candidates(const sparse_problem& problem, const sparse_fit& fit) {
   candidate_set result;
   std::vector<index_t> outside;
   for (index_t j = 0; j < fit.weights.size(); ++j) {
     if (fit.weights[j] != 0.0)
       result.columns.push_back(j);
-    else if (std::abs(fit.slopes[j]) >= 0.5 * fit.strengths.l1[j])
+    else if (may_enter(problem, fit, j))
       outside.push_back(j);
   }
   result.num_active = static_cast<index_t>(result.columns.size());
@@ -356,7 +367,7 @@ void leave_rows_out(const sparse_problem& problem, const sparse_fit& fit,
 }  // namespace
 
 leave_one_out leave_each_row_out(const sparse_problem& problem, const sparse_fit& fit) {
-  const local_model model = build_model(problem, fit, find_candidates(fit));
+  const local_model model = build_model(problem, fit, find_candidates(problem, fit));
   const index_t n = fit.z.size();
   leave_one_out result{dense_vector{n}, 0.0, dense_vector{fit.weights.size()}};
   std::fill(result.effective_dof.begin(), result.effective_dof.end(), 0.0);

@@ -15,7 +15,8 @@
 // As v_i h <= 1, the equation f = v_i dz_i(f) - r_i has one solution; from f = 0 on, pieces
 // are followed up to it. Without a change of A that is f = -r_i / (1 - v_i h).
 //
-// Columns with |g_j| < l1_j / 2 are taken to stay out.
+// Columns are taken to stay out whose slope no row can bring to the bound l1_j, with
+// |f_i| <= 3 |r_i| and a change of f_i x_ij.
 #pragma once
 
 #include "model/linear_linked_regression/path/sparse_fit.h"

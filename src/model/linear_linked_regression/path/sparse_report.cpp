@@ -6,7 +6,6 @@
 #include <cmath>
 #include <limits>
 #include <numeric>
-#include <stdexcept>
 #include <utility>
 
 #include "common/blas_threads.h"
@@ -163,11 +162,6 @@ double slope_of(const posed_problem& posed, const column_strengths& strengths,
   return (8.0 * difference(h) - difference(2.0 * h)) / (12.0 * h);
 }
 
-void require_a_penalized_column(const_index_view groups) {
-  if (detail::count_groups(groups) == 0)
-    throw std::invalid_argument{"no column has a penalty: there is nothing to optimize"};
-}
-
 }  // namespace
 
 bool is_sparse(penalty_mode mode) {
@@ -181,7 +175,6 @@ bool has_few_strengths(penalty_mode mode, const_index_view groups) {
 
 logistic_report fit_sparse(logistic_data&& data, const logistic_options& options,
                            const_matrix_view start) {
-  require_a_penalized_column(data.groups);
   const posed_problem posed{std::move(data), options};
   search_history history{posed};
   const search_options settings{
@@ -246,7 +239,6 @@ logistic_criterion evaluate_sparse_criterion(logistic_data&& data,
 }
 
 dense_matrix find_common_strengths(logistic_data&& data, const logistic_options& options) {
-  require_a_penalized_column(data.groups);
   const posed_problem posed{std::move(data), options};
   const search_options settings{.groups = posed.groups,
                                 .with_l2 = has_l2(options.penalty),

@@ -156,6 +156,12 @@ void strength_search::follow_path(double share) {
   }
 }
 
+// What a move must lower the loss by: a strength that ever smaller values suit better and
+// better ends somewhere.
+double strength_search::smallest_gain(double loss) const {
+  return 0.1 * options_.tolerance * loss;
+}
+
 // Moves along each coordinate in turn; true where that has lowered the loss.
 bool strength_search::explore(point& x, double& loss, double step, double& largest_change) {
   const double before = loss;
@@ -166,7 +172,7 @@ bool strength_search::explore(point& x, double& loss, double step, double& large
       coordinate = from + change;
       const double trial = evaluate(x);
       largest_change = std::max(largest_change, std::abs(trial - loss));
-      if (trial < loss) {
+      if (trial < loss - smallest_gain(loss)) {
         loss = trial;
         break;
       }
@@ -190,7 +196,7 @@ void strength_search::search_pattern(double step) {
         for (std::size_t a = 0; a < x.size(); ++a)
           if (x[a] != -infinity) further[a] += x[a] - base[a];
         const double trial = evaluate(further);
-        improves = trial < loss;
+        improves = trial < loss - smallest_gain(loss);
         base = x;
         if (improves) {
           x = further;

@@ -60,6 +60,7 @@ class strength_search {
   double evaluate(const point& x);
   void follow_path(double share);
   void search_pattern(double step);
+  double smallest_gain(double loss) const;
   bool explore(point& x, double& loss, double step, double& largest_change);
   template <class Body>
   search_result run(Body&& body);

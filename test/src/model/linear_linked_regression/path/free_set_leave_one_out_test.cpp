@@ -126,18 +126,31 @@ TEST(free_set_leave_one_out, effective_dof_count_the_weights_that_are_not_0) {
   for (index_t j = 0; j < 12; ++j) EXPECT_LT(shrunk.effective_dof[j], 1.0);
 }
 
-// 40 strengths between those of the null model and a thousandth of them.
-TEST(free_set_leave_one_out, loss_is_continuous_in_the_strength) {
-  const drawn_sparse_problem drawn{40, 60, 2};
+// Of neighbours on a ladder of strengths: a jump of the loss would stand out.
+double largest_change(const drawn_sparse_problem& drawn, double share, double rung) {
   const sparse_problem problem{drawn.X, drawn.s, true};
-  for (int k = 1; k < 20; ++k) {
-    const double l1 = 2.0 * std::exp(-0.15 * k);
-    const auto loss_at = [&](double strength) {
-      return leave_each_row_out(problem, fit(problem, equal_strengths(60, strength, 0.0)))
-          .loss;
-    };
-    const double here = loss_at(l1);
-    EXPECT_NEAR(loss_at(l1 * (1.0 + 1e-6)), here, 1e-4 * here);
+  const index_t p = drawn.X.cols();
+  sparse_fit at = null_fit(problem, equal_strengths(p, 1.0, 0.0));
+  const double largest_l1 = at.strengths.l1[0];
+  double previous = 0.0;
+  double largest = 0.0;
+  for (double t = 0.0; t < 4.5; t += rung) {
+    const double l1 = largest_l1 * std::exp(-t);
+    at = refit(problem, at, equal_strengths(p, share * l1, (1.0 - share) * l1));
+    const double loss = leave_each_row_out(problem, at).loss;
+    if (previous > 0.0) largest = std::max(largest, std::abs(loss / previous - 1.0));
+    previous = loss;
+  }
+  return largest;
+}
+
+TEST(free_set_leave_one_out, loss_has_no_jumps_along_the_strengths) {
+  for (unsigned seed = 0; seed < 6; ++seed) {
+    for (const double share : {1.0, 0.5}) {
+      EXPECT_LT(largest_change(drawn_sparse_problem{60, 4, seed}, share, 0.005), 0.004);
+      EXPECT_LT(largest_change(drawn_sparse_problem{40, 12, seed}, share, 0.005), 0.01);
+      EXPECT_LT(largest_change(drawn_sparse_problem{40, 60, seed}, share, 0.005), 0.02);
+    }
   }
 }
 
