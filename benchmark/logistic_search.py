@@ -1,9 +1,10 @@
 # SPDX-License-Identifier: BSD-3-Clause
 """Held-out log loss of sparse logistic regressions, beside cross validation over a grid.
 
-python benchmark/logistic_search.py [l1] [elasticnet] prints a line for each set, the mean of
-the ratios of held-out losses, and the worst ratio of the sets with more than two training
-rows for each column. The sets come with scikit-learn and statsmodels, or are drawn.
+python benchmark/logistic_search.py [l1] [elasticnet] prints a line for each set, the mean
+of the ratios of held-out losses, and the worst ratio of the sets with more than two
+training rows for each column. The sets come with scikit-learn and statsmodels, or are
+drawn.
 """
 
 from __future__ import annotations
@@ -12,7 +13,7 @@ import sys
 import time
 import warnings
 from collections.abc import Iterator
-from typing import NamedTuple
+from typing import Any, NamedTuple
 
 import numpy as np
 from sklearn import datasets
@@ -36,7 +37,7 @@ class Set(NamedTuple):
     y: np.ndarray
 
 
-def pair(load, first: int, second: int) -> Set:
+def pair(load: Any, first: int, second: int) -> Set:
     X, y = load(return_X_y=True)
     chosen = (y == first) | (y == second)
     name = f"{load.__name__.removeprefix('load_')} {first}, {second}"
@@ -47,7 +48,7 @@ def above_median(name: str, X: np.ndarray, target: np.ndarray) -> Set:
     return Set(name, np.asarray(X, float), target > np.median(target))
 
 
-def from_statsmodels(module, target: str, threshold: float | None = None) -> Set:
+def from_statsmodels(module: Any, target: str, threshold: float | None = None) -> Set:
     frame = module.load_pandas().data.select_dtypes("number").dropna()
     values = frame.pop(target).to_numpy(float)
     limit = np.median(values) if threshold is None else threshold
@@ -102,7 +103,9 @@ def peer(penalty: str) -> Pipeline:
     return make_pipeline(StandardScaler(), search)
 
 
-def timed_loss(model, data: Set, train: np.ndarray, test: np.ndarray) -> tuple[float, float]:
+def timed_loss(
+    model: Any, data: Set, train: np.ndarray, test: np.ndarray
+) -> tuple[float, float]:
     start = time.perf_counter()
     model.fit(data.X[train], data.y[train])
     seconds = time.perf_counter() - start
@@ -115,7 +118,7 @@ def splits_of(data: Set) -> Iterator[tuple[np.ndarray, np.ndarray]]:
         splits = StratifiedShuffleSplit(3, test_size=0.5, random_state=0)
     else:
         splits = RepeatedStratifiedKFold(n_splits=5, n_repeats=2, random_state=0)
-    return splits.split(data.X, data.y)
+    yield from splits.split(data.X, data.y)
 
 
 def compare(penalty: str, data: Set) -> tuple[float, float, bool]:
@@ -126,7 +129,7 @@ def compare(penalty: str, data: Set) -> tuple[float, float, bool]:
         theirs.append(timed_loss(peer(penalty), data, train, test))
     (loss, seconds), (other, others) = np.mean(ours, axis=0), np.mean(theirs, axis=0)
     print(
-        f"{penalty:10} {data.name:13} {str(data.X.shape):10} {loss:.4f} against {other:.4f}, "
+        f"{penalty:10} {data.name:13} {data.X.shape!s:10} {loss:.4f} against {other:.4f}, "
         f"{loss / other:.3f}; {1e3 * seconds:7.1f} ms, {seconds / others:.2f}",
         flush=True,
     )
@@ -137,8 +140,8 @@ def summarize(penalty: str, kind: str, sets: list[Set]) -> None:
     figures = np.array([compare(penalty, data) for data in sets])
     is_tall = figures[:, 2] > 0
     print(
-        f"{penalty}, {kind}: mean ratio of losses {figures[:, 0].mean():.4f}, worst of tall "
-        f"sets {figures[is_tall, 0].max():.4f}, median ratio of times "
+        f"{penalty}, {kind}: mean ratio of losses {figures[:, 0].mean():.4f}, worst of "
+        f"tall sets {figures[is_tall, 0].max():.4f}, median ratio of times "
         f"{np.median(figures[:, 1]):.3f}",
         flush=True,
     )

@@ -102,18 +102,29 @@ class coarse_scan {
   double best_value_ = infinity;
 };
 
-dense_vector find_start(smooth_problem& posed, const logistic_options& options,
-                        const normalized_data& data, const data_size& size,
-                        const_matrix_view start) {
+// From `start` in the units of the data. Where there is none, from the best point of the
+// scan or, should the score have no derivatives there, from the penalty's own start.
+optimized search(smooth_problem& posed, const logistic_options& options,
+                 const normalized_data& data, const data_size& size,
+                 const_matrix_view start, trust_region_optimizer& optimizer) {
   if (start.size() > 0)
-    return average_over_groups(
-        hyperparameters_of_columns(options.penalty, data.units, posed.groups, start),
-        posed.groups);
+    return optimize_hyperparameters(
+        optimizer, posed.objective,
+        average_over_groups(
+            hyperparameters_of_columns(options.penalty, data.units, posed.groups, start),
+            posed.groups));
   dense_vector theta{posed.penalty->num_hyperparameters()};
   posed.penalty->initialize_hyperparameters(theta);
-  if (theta.size() == 1) return theta;
-  const dense_vector best = coarse_scan{posed, options.penalty, size}.find_start();
-  return best.size() > 0 ? best : theta;
+  if (theta.size() > 1) {
+    const dense_vector best = coarse_scan{posed, options.penalty, size}.find_start();
+    try {
+      if (best.size() > 0)
+        return optimize_hyperparameters(optimizer, posed.objective, best);
+    } catch (const optimizer_undefined_error&) {
+      posed.objective.restart();
+    }
+  }
+  return optimize_hyperparameters(optimizer, posed.objective, theta);
 }
 
 }  // namespace
@@ -132,8 +143,7 @@ logistic_report search_smooth(logistic_data&& data, const logistic_options& opti
   search_recorder recorder{options.observer, posed.penalty->num_hyperparameters()};
   const auto optimizer = make_optimizer(options.tolerance, options.tolerance,
                                         options.max_iterations, &recorder);
-  const optimized best = optimize_hyperparameters(
-      *optimizer, posed.objective, find_start(posed, options, normalized, size, start));
+  const optimized best = search(posed, options, normalized, size, start, *optimizer);
   double criterion = 0.0;
   if (!posed.objective.settle_at(best.result.x, best.weights, criterion))
     throw optimizer_undefined_error{};
