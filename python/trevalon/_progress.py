@@ -66,11 +66,10 @@ def observed_fit(estimator: Any, X: FloatArray, y: FloatArray) -> Iterator[Obser
 
 def _printer(name: str) -> Callable[[int, float, float, float], bool]:
     def write(iteration: int, value: float, gradient: float, radius: float) -> bool:
-        print(
-            f"[{name}] iteration {iteration}: criterion {value:.8g}, "
-            f"gradient {gradient:.2e}, radius {radius:.2e}",
-            file=sys.stderr,
-        )
+        line = f"[{name}] iteration {iteration}: criterion {value:.8g}"
+        if radius == radius:  # NaN where a search has no derivatives
+            line += f", gradient {gradient:.2e}, radius {radius:.2e}"
+        print(line, file=sys.stderr)
         return False
 
     return write
