@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: BSD-3-Clause
 //
-// The time of a warped fit, to be compared with one QR factorization of its design, and of
-// a prediction, with one hyperbolic tangent per inversion of the map. Medians of one run:
+// The cost of a warped fit beside one QR factorization of its design, and of a prediction
+// beside as many hyperbolic tangents as it solves for the inverse map. Medians of one run:
 //   trevalon_warped_benchmark --benchmark_repetitions=5 --benchmark_report_aggregates_only
 #include <benchmark/benchmark.h>
 
@@ -77,8 +77,8 @@ void fit(::benchmark::State& state) {
 }
 BENCHMARK(fit)->Arg(1)->Arg(3)->Unit(::benchmark::kMillisecond)->UseRealTime();
 
-// One evaluation of the objective at a new point, as in an iteration. The derivatives reuse
-// the sums of the value.
+// One evaluation of the objective at a new point: what an iteration is made of. The
+// derivatives come from the sums that the value has been made of.
 void evaluation(::benchmark::State& state) {
   const index_t num_steps = state.range(0);
   const problem made = make_problem(num_steps);
@@ -113,7 +113,7 @@ void predict(::benchmark::State& state) {
 }
 BENCHMARK(predict)->Unit(::benchmark::kMillisecond)->UseRealTime();
 
-// One hyperbolic tangent for each inversion of `predict`, at arguments of similar size.
+// One tangent for each solve of `predict`, at arguments of its size.
 void tangents(::benchmark::State& state) {
   std::mt19937_64 generator{0};
   std::normal_distribution<double> normal;
