@@ -1,10 +1,10 @@
 # SPDX-License-Identifier: BSD-3-Clause
-"""Calls every public method of one estimator with junk; run as a process of its own.
+"""Calls every public method of one estimator with random, mostly invalid arguments.
 
-    junk_program.py KIND LAST_CALL
+    invalid_arguments_program.py KIND LAST_CALL
 
-Every exception is a right answer. What the parent watches is whether this process lives to
-its end, and how long it takes. LAST_CALL is a file that names the call that was under way.
+Every exception is a correct result. The parent process tests that this one ends normally
+and in time. LAST_CALL is a file that names the call in progress.
 """
 
 import sys
@@ -25,22 +25,22 @@ NUMBERS = st.sampled_from(
      5e-324, -5e-324, np.nan, np.inf, -np.inf]
 ) | st.floats(-10.0, 10.0)  # fmt: skip
 FINITE = NUMBERS.filter(np.isfinite)
-SCRAPS = st.none() | st.booleans() | st.integers() | st.text(max_size=3) | NUMBERS
+OBJECTS = st.none() | st.booleans() | st.integers() | st.text(max_size=3) | NUMBERS
 
 
 @st.composite
 def matrices(draw):
-    """Mostly matrices of numbers, of any size and of no size; sometimes anything else."""
+    """Mostly matrices of numbers, of any size, also empty; sometimes other objects."""
     shape = draw(st.tuples(st.integers(0, 14), st.integers(0, 4)))
     kind = draw(
-        st.sampled_from(["plain"] * 4 + ["finite", "special", "scraps", "text", "odd"])
+        st.sampled_from(["plain"] * 4 + ["finite", "special", "objects", "text", "odd"])
     )
     if kind == "odd":
-        return draw(SCRAPS | st.lists(SCRAPS, max_size=3) | st.just(np.ones((2, 2, 2))))
+        return draw(OBJECTS | st.lists(OBJECTS, max_size=3) | st.just(np.ones((2, 2, 2))))
     if kind == "text":
         return draw(hnp.arrays("U2", shape))
-    if kind == "scraps":
-        return draw(hnp.arrays(object, shape, elements=SCRAPS))
+    if kind == "objects":
+        return draw(hnp.arrays(object, shape, elements=OBJECTS))
     elements = {"plain": st.floats(-10.0, 10.0), "finite": FINITE, "special": NUMBERS}[kind]
     X = draw(hnp.arrays(float, shape, elements=elements))
     if X.shape[1] > 1:
@@ -55,7 +55,7 @@ def matrices(draw):
 
 
 def vectors(length):
-    """Targets: classes, numbers, constants, junk; at times of another length."""
+    """Targets: classes, numbers, constants, other objects; sometimes of another length."""
     return st.one_of(
         hnp.arrays(np.int64, length, elements=st.integers(0, 1)),
         hnp.arrays(float, length, elements=st.floats(-10.0, 10.0)),
@@ -63,15 +63,15 @@ def vectors(length):
         hnp.arrays(float, length, elements=NUMBERS),
         FINITE.map(lambda value: np.full(length, value)),
         hnp.arrays("U1", length, elements=st.sampled_from("ab")),
-        hnp.arrays(object, length, elements=SCRAPS),
-        st.lists(SCRAPS, max_size=5),
-        SCRAPS,
+        hnp.arrays(object, length, elements=OBJECTS),
+        st.lists(OBJECTS, max_size=5),
+        OBJECTS,
     )
 
 
 @st.composite
-def nearly_sound_data(draw):
-    """Normal draws that can be fitted, with one thing about them changed."""
+def nearly_valid_data(draw):
+    """Normal draws that can be fitted, with one property changed."""
     random = np.random.default_rng(draw(st.integers(0, 10**6)))
     n, p = draw(st.integers(8, 30)), draw(st.integers(1, 4))
     X = random.normal(size=(n, p))
@@ -104,21 +104,21 @@ PARAMETERS = {
     "penalty": st.sampled_from(["l2", "l1", "elasticnet", "bridge", "l3", 0]),
     "groups": st.one_of(
         st.sampled_from(["all", "none", "some"]), st.integers(-1, 10**25),
-        st.lists(st.integers(0, 2), max_size=4), st.lists(SCRAPS, max_size=4),
-        st.dictionaries(st.text(max_size=1), SCRAPS, max_size=3), SCRAPS,
+        st.lists(st.integers(0, 2), max_size=4), st.lists(OBJECTS, max_size=4),
+        st.dictionaries(st.text(max_size=1), OBJECTS, max_size=3), OBJECTS,
         st.just(lambda X, y: "none"), st.just(lambda X, y: np.zeros(X.shape[1])),
     ),
     "n_steps": st.sampled_from([1, 2, 3, 0, -1, 10**9, 10**30, 1.5, None]),
-    "fit_intercept": st.booleans() | SCRAPS,
-    "normalize": st.booleans() | SCRAPS,
+    "fit_intercept": st.booleans() | OBJECTS,
+    "normalize": st.booleans() | OBJECTS,
     "init": st.none() | NUMBERS | st.lists(NUMBERS, max_size=4)
-    | st.just(lambda count: [1e300] * count) | SCRAPS,
+    | st.just(lambda count: [1e300] * count) | OBJECTS,
     "alpha": st.sampled_from([None, None, None, 1.0, 0.0, -1.0, 1e300, np.nan, "a", [1.0]]),
     "strength": st.sampled_from(
         [None, None, None, 1.0, 0.0, -1.0, 1e300, np.nan, "a", [1.0, 2.0],
          {"l2": 1.0, "l1": 0.1}, {"strength": 1.0, "exponent": 1.5}]
     ),
-    "warm_start": st.booleans() | SCRAPS,
+    "warm_start": st.booleans() | OBJECTS,
     "max_iter": st.sampled_from([10_000, 1, 0, -1, 10**30, 1.5, None]),
     "verbose": st.sampled_from([0, 0, 1, True, -1, 10**30, "loud", None]),
     "tol": st.sampled_from([1e-4, 1e-4, 1e-12, 5e-324, 1e300, 0.0, -1.0, np.nan, None]),
@@ -126,14 +126,14 @@ PARAMETERS = {
 
 
 def estimators(kind):
-    """The estimator with its defaults, and with some parameters that may be junk."""
+    """The estimator with its defaults, and with some parameters that may be invalid."""
     names = kind().get_params()
-    junk = st.fixed_dictionaries({}, optional={name: PARAMETERS[name] for name in names})
-    return (st.just({}) | junk).map(lambda parameters: kind(**parameters))
+    others = st.fixed_dictionaries({}, optional={name: PARAMETERS[name] for name in names})
+    return (st.just({}) | others).map(lambda parameters: kind(**parameters))
 
 
 def attempt(note, function, *arguments, **keywords):
-    """Calls, and lets every exception go; the file tells which call was the last."""
+    """Calls and ignores every exception; the file names the last call."""
     note.write_text(f"{function!r}\n{arguments!r}\n{keywords!r}\n")
     try:
         return function(*arguments, **keywords)
@@ -146,7 +146,7 @@ def call_everything(note, estimator, data):
 
     Returns whether the fit succeeded.
     """
-    X, y = data.draw(any_data() | nearly_sound_data() | nearly_sound_data())
+    X, y = data.draw(any_data() | nearly_valid_data() | nearly_valid_data())
     fitted = False
     if data.draw(st.integers(0, 9)) > 0:
         fitted = attempt(note, estimator.fit, X, y) is estimator
@@ -156,7 +156,7 @@ def call_everything(note, estimator, data):
             continue
         method = attempt(note, getattr, estimator, name)
         if callable(method):
-            for arguments in ((other,), (other, y), (other, data.draw(SCRAPS)), ()):
+            for arguments in ((other,), (other, y), (other, data.draw(OBJECTS)), ()):
                 attempt(note, method, *arguments)
     warper = getattr(estimator, "warper_", None)
     if warper is not None:

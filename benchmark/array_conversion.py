@@ -1,6 +1,6 @@
 # SPDX-License-Identifier: BSD-3-Clause
-"""Arrays on their way between numpy and the core: reading X, predicting from it, and the
-memory that a fit has the kernel map."""
+"""Transfer of arrays between numpy and the core: reading X, predicting from X in place, and
+the memory pages that a fit maps."""
 
 from __future__ import annotations
 
@@ -74,7 +74,7 @@ print(faults * resource.getpagesize() / X.nbytes)
 
 
 def page_faults(score: str, grouping: str) -> Row:
-    """Each page in use is mapped about once, however many evaluations there are."""
+    """Each page is mapped about once, whatever the number of evaluations."""
     program = _FAULTS.replace("SCORE", score).replace("GROUPING", grouping)
     result = subprocess.run(
         [sys.executable, "-c", program], capture_output=True, text=True, check=True
