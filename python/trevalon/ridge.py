@@ -63,7 +63,8 @@ class RidgeRegression(RegressorMixin, SelfTunedModel):
         Where the search starts: strengths above 0 in the units of the data, as ``alpha_``
         has them. One number for all, one for each group, one for each column, or a function
         of the number of groups that returns one of these. Of a group the geometric mean
-        counts, for normalized columns. None means 0.01 for columns of length 1.
+        counts, for normalized columns. None means 0.01 for columns of length 1 with one
+        group; with several groups the search starts at the best strength common to all.
     tol : float, default=1e-4
         Tolerance of the optimizer, relative.
     alpha : float, array-like or None, default=None

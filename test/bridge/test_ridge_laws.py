@@ -84,21 +84,6 @@ def test_the_order_of_features_does_not_matter(options, regression):
     assert_same(permuted.predict(X[:, order]), fitted(X, y, **options).predict(X), y)
 
 
-@pytest.mark.parametrize("options", OWN_PENALTIES)
-def test_of_several_minima_the_one_found_does_not_hang_on_the_order_of_features(options):
-    """The score has several minima for many of these data sets: a run that took the columns
-    as they come ended at another one for 1 in 100."""
-    for seed in range(1000):
-        random = np.random.default_rng(seed)
-        n, p = random.integers(8, 41), random.integers(2, 7)
-        X = random.normal(size=(n, p)) * random.uniform(0.1, 10.0, p)
-        y = X @ (random.normal(size=p) / np.arange(1, p + 1)) + random.normal(size=n)
-        order = random.permutation(p)
-        straight = fitted(X, y, **options)
-        permuted = fitted(X[:, order], y, **options)
-        assert_same(permuted.predict(X[:, order]), straight.predict(X), y)
-
-
 @given(regressions())
 @LAW
 def test_the_order_of_features_with_their_groups_does_not_matter(regression):
@@ -189,9 +174,7 @@ def largest_shift(X, y, **options):
 
 # What the documentation tells of: it advises the leave-one-out error for many penalties.
 @pytest.mark.parametrize(("n", "p", "at_most"), [(40, 6, 0.3), (440, 10, 0.02)])
-def test_with_several_penalties_the_order_shifts_the_rotated_score_by_so_much_and_no_other(
-    n, p, at_most
-):
+def test_with_several_penalties_the_order_shifts_the_rotated_score_only(n, p, at_most):
     random = np.random.default_rng(1)
     X = random.normal(size=(n, p))
     y = X @ (random.normal(size=p) / np.arange(1, p + 1)) + 2.0 * random.normal(size=n)

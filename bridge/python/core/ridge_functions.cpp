@@ -4,7 +4,7 @@
 #include <array>
 #include <string_view>
 
-#include "model/ridge_regression/ridge_report.h"
+#include "model/ridge_regression/report/ridge_report.h"
 #include "python/argument_parser.h"
 #include "python/core/core_support.h"
 

@@ -27,8 +27,8 @@ column_measure measure(bool center, const_vector_view values) {
 // A column without spread is left as it is.
 double divisor(bool rescale, double scale) { return rescale && scale != 0.0 ? scale : 1.0; }
 
-// Tells the two reasons for a scale that is not finite apart. `name` is what the caller
-// knows the values by.
+// Distinguishes the two reasons for a scale that is not finite. `name` is the caller's name
+// of the values.
 [[noreturn]] void reject(const std::string& name, const_vector_view values) {
   const auto* const bad =
       std::find_if_not(values.begin(), values.end(), [](double v) { return is_finite(v); });

@@ -34,10 +34,10 @@ struct data_normalizer {
   double target_scale = 1.0;
 
   data_normalizer() = default;
-  // Throws std::invalid_argument, with a text that names the trouble, when X (n by m) or
+  // Throws std::invalid_argument, whose text says why, when X (n by m) or
   // y (n) is empty, their lengths differ, a value is not finite, or the squares of a column
-  // have no finite sum: no fit could make sense of such data.
-  // `interrupt`, not owned, is asked between columns, here and below.
+  // have no finite sum.
+  // `interrupt`, not owned, is checked between columns, here and below.
   data_normalizer(const data_normalizer_options& options, const_vector_view y,
                   const_matrix_view X, interruption* interrupt = nullptr);
 

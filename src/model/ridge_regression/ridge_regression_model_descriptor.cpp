@@ -13,20 +13,19 @@
 #include "common/compensated_sum.h"
 #include "common/finite.h"
 #include "common/scoped_allocator.h"
-#include "model/ridge_regression/cluster_weights.h"
-#include "model/ridge_regression/grouped_ridge_objective.h"
-#include "model/ridge_regression/make_ridge_score.h"
+#include "model/ridge_regression/grouping/cluster_weights.h"
+#include "model/ridge_regression/grouping/penalty_groups.h"
+#include "model/ridge_regression/scores/make_ridge_score.h"
 #include "n_array/panic.h"
-#include "optimization/order_invariant_run.h"
+#include "optimization/trust_region_optimizer.h"
 
 namespace corvane::model {
 
 using ridge_regression_detail::common_penalty_design;
-using ridge_regression_detail::grouped_ridge_objective;
+using ridge_regression_detail::count_groups;
 using ridge_regression_detail::make_common_penalty_score;
 using ridge_regression_detail::make_score;
 using ridge_regression_detail::ridge_regression_objective;
-using ridge_regression_detail::ridge_score_objective;
 
 namespace {
 
@@ -57,10 +56,6 @@ void check_groups(const_index_view groups, index_t num_coefficients) {
       throw std::invalid_argument("a group number is out of range");
 }
 
-index_t count_groups(const_index_view groups) {
-  return *std::max_element(groups.begin(), groups.end()) + 1;
-}
-
 // Up to this rank the products of a fit are too small for several threads.
 constexpr index_t small_rank = 128;
 
@@ -81,15 +76,15 @@ class ridge_fit {
   index_t num_hyperparameters() const { return num_hyperparameters_; }
 
   ridge_regression_model fit_ungrouped() {
-    const auto score = general_score();
-    solution found = minimize(*score, num_hyperparameters_);
+    ridge_regression_objective& score = general_score();
+    solution found = minimize(score, num_hyperparameters_);
     std::copy(found.result.x.begin(), found.result.x.end(), found.t.begin());
-    // The optimizer ends at a point whose derivatives it has, and these begin with the
+    // The optimizer ends at a point whose derivatives it has, which begin with the
     // factorization that gives the weights: a failure breaks an invariant.
-    if (!score->compute_weights(found.t, found.weights))
+    if (!score.compute_weights(found.t, found.weights))
       panic("failed to fit weight vector", 60,
             "src/model/ridge_regression/ridge_regression_model_descriptor");
-    measure_influence(*score, found);
+    measure_influence(score, found);
     return make_model(std::move(found), {});
   }
 
@@ -127,19 +122,18 @@ class ridge_fit {
     options_.initializer(start);
     if (!all_finite(start))
       throw std::invalid_argument("the start point holds a value that is not finite");
-    return {optimize_order_invariantly(*options_.optimizer, objective, start,
-                                       options_.observer),
+    return {optimize(*options_.optimizer, objective, start),
             scope_.vector(num_hyperparameters_), scope_.vector(normalizer_.num_columns),
             std::nullopt};
   }
 
   solution solve_grouped(const index_vector& groups) {
-    const auto score = general_score();
-    grouped_ridge_objective grouped{index_vector{groups}, score};
-    solution found = minimize(grouped, count_groups(groups));
-    grouped.expand(found.result.x, found.t);
-    compute_grouped_weights(grouped, found.result.x, found.weights);
-    measure_influence(*score, found);
+    ridge_regression_objective& score = general_score();
+    score.set_groups(index_vector{groups});
+    solution found = minimize(score, count_groups(groups));
+    for (index_t j = 0; j < groups.size(); ++j) found.t[j] = found.result.x[groups[j]];
+    require_weights(score.compute_weights(found.result.x, found.weights));
+    measure_influence(score, found);
     return found;
   }
 
@@ -150,7 +144,7 @@ class ridge_fit {
     if (score == nullptr) return std::nullopt;
     solution found = minimize(*score, 1);
     std::fill(found.t.begin(), found.t.end(), found.result.x[0]);
-    compute_grouped_weights(*score, found.result.x, found.weights);
+    require_weights(score->compute_weights(found.result.x, found.weights));
     if (options_.with_influence)
       found.influence = {score->influence(found.result.x[0]), dense_vector{0}};
     return found;
@@ -158,7 +152,7 @@ class ridge_fit {
 
   // A free bias is orthogonal to the features where these are centered, and R is that of
   // the features in its first rows and columns.
-  void measure_influence(const ridge_score_objective& score, solution& found) const {
+  void measure_influence(const ridge_regression_objective& score, solution& found) const {
     if (!options_.with_influence) return;
     const index_t p = num_hyperparameters_;
     const auto root = ridge_regression_detail::invert_root(
@@ -168,18 +162,18 @@ class ridge_fit {
         column_dof(root, found.t)};
   }
 
-  static void compute_grouped_weights(ridge_regression_objective& score,
-                                      const_vector_view u, vector_view weights) {
-    if (score.compute_weights(u, weights)) return;
+  // Broken as in the ungrouped fit.
+  static void require_weights(bool are_computed) {
+    if (are_computed) return;
     std::fputs("failed to fit weight vector\n", stderr);
-    std::terminate();  // broken as in the ungrouped fit
+    std::terminate();
   }
 
   // Made where it is needed, and once: the stages of a fit share it.
-  std::shared_ptr<ridge_score_objective> general_score() {
+  ridge_regression_objective& general_score() {
     if (score_ == nullptr)
       score_ = make_score(options_.objective_mode, normalizer_, y_, X_, options_.observer);
-    return score_;
+    return *score_;
   }
 
   // Undoes the normalization.
@@ -232,7 +226,7 @@ class ridge_fit {
   scoped_allocator scope_;
   const data_normalizer& normalizer_;
   common_penalty_design design_;
-  std::shared_ptr<ridge_score_objective> score_;
+  std::unique_ptr<ridge_regression_objective> score_;
   index_t num_hyperparameters_;
 };
 
@@ -316,8 +310,8 @@ ridge_regression_model_descriptor::make_objective(const_vector_view y, const_mat
     return {std::move(score), count_hyperparameters(options_, X.cols())};
   check_groups(groups, normalizer.num_columns);
   const index_t num_groups = count_groups(groups);
-  return {std::make_unique<grouped_ridge_objective>(std::move(groups), std::move(score)),
-          num_groups};
+  score->set_groups(std::move(groups));
+  return {std::move(score), num_groups};
 }
 
 }  // namespace corvane::model

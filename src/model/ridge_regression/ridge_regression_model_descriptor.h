@@ -10,9 +10,8 @@
 #include <memory>
 
 #include "model/ridge_regression/data_normalizer.h"
-#include "model/ridge_regression/make_ridge_score.h"
 #include "model/ridge_regression/ridge_regression_model.h"
-#include "model/ridge_regression/ridge_regression_objective.h"
+#include "model/ridge_regression/scores/ridge_regression_objective.h"
 #include "n_array/n_array.h"
 #include "optimization/trust_region_optimizer.h"
 
@@ -31,7 +30,8 @@ struct ridge_regression_model_options {
   bool regularize_bias = false;
   std::unique_ptr<trust_region_optimizer> optimizer;  // null means one with 1e-4 and 1e-3
   std::function<void(vector_view)> initializer;       // empty means 0.1 everywhere
-  bool with_influence = false;  // measure what rows and columns do; needs centered features
+  bool with_influence =
+      false;  // measure leverages and degrees of freedom; needs centered features
   run_observer* observer = nullptr;  // the one that the optimizer was made with
 };
 
@@ -52,7 +52,7 @@ class ridge_regression_model_descriptor {
 
   // `groups` holds one group number, from 0 on, per hyperparameter (the features, and the
   // bias where it is penalized), or is empty for those of the grouping mode. Throws
-  // std::invalid_argument, with a text that names the trouble, on data that
+  // std::invalid_argument, whose text says why, on data that
   // data_normalizer rejects, on groups of another length or out of range and on a start
   // point that is not finite; std::runtime_error on dependent columns in the range-risk
   // score; optimizer_undefined_error on a start point outside the score's domain; and what

@@ -150,7 +150,7 @@ TEST(data_normalizer, with_all_flags_off_the_data_stay_as_they_are) {
   EXPECT_TRUE(std::equal(data.y.begin(), data.y.end(), target.begin(), target.end()));
 }
 
-TEST(data_normalizer, new_rows_take_the_bias_of_the_rows_that_were_measured) {
+TEST(data_normalizer, new_rows_have_the_bias_entry_of_the_training_rows) {
   data_normalizer_options options;
   options.with_bias = true;
   const sample_data data = make_sample(16, 2, 5);

@@ -60,7 +60,7 @@ constexpr auto panic_text =
 // What std::terminate adds is the library's.
 constexpr auto termination_text = "^failed to fit weight vector\n";
 
-TEST(ridge_fit_failure, a_solution_without_weights_panics_where_penalties_stand_alone) {
+TEST(ridge_fit_failure, a_solution_without_weights_panics_without_groups) {
   const auto aborts = ::testing::KilledBySignal(SIGABRT);
   for (const score score_mode : {score::loocv, score::gcv})
     EXPECT_EXIT(fit_to_zero(score_mode, grouping::none, {}), aborts, panic_text);

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: BSD-3-Clause
-#include "ridge_oracle.h"
+#include "src/model/ridge_regression/ridge_oracle.h"
 
 #include <algorithm>
 #include <cmath>

@@ -9,7 +9,7 @@
 #include <vector>
 
 #include "optimization/objective.h"
-#include "ridge_problem.h"
+#include "src/model/ridge_regression/ridge_problem.h"
 
 namespace corvane::model::ridge_regression_detail {
 

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: BSD-3-Clause
-#include "ridge_problem.h"
+#include "src/model/ridge_regression/ridge_problem.h"
 
 #include <algorithm>
 #include <cmath>

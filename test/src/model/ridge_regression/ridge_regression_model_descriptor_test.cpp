@@ -107,7 +107,8 @@ TEST(ridge_regression_model_descriptor, a_fit_to_raw_data_finds_the_same_weights
     EXPECT_NEAR(model.weights[j], double(weights[static_cast<std::size_t>(j)]), 1e-10);
 }
 
-TEST(ridge_regression_model_descriptor, without_centering_the_bias_takes_the_targets_mean) {
+TEST(ridge_regression_model_descriptor,
+     without_centering_the_bias_includes_the_targets_mean) {
   const sample_data data = make_sample(30, 3, 2);
   const ridge_regression_model model = fit_ridge(
       make_options(score::gcv, grouping::all, {false, true, true, true, true}), data);
@@ -156,7 +157,8 @@ TEST(ridge_regression_model_descriptor, one_descriptor_serves_many_fits) {
   EXPECT_EQ(first.score, again.score);
 }
 
-TEST(ridge_regression_model_descriptor, dependent_columns_stop_the_range_risk_score_alone) {
+TEST(ridge_regression_model_descriptor,
+     dependent_columns_are_an_error_for_the_range_risk_only) {
   sample_data data = make_sample(20, 3, 2);
   for (index_t i = 0; i < 20; ++i) data.X(i, 2) = data.X(i, 0);
   EXPECT_THAT([&] { fit_ridge(make_options(score::range_risk, grouping::all), data); },
