@@ -127,6 +127,10 @@ void python_observer::set_order(const_index_view order) {
 }
 
 void python_observer::observe_iteration(const iteration_record& record) {
+  // The history is that of the last run.
+  if (record.iteration == 0)
+    for (std::vector<double>* kept : {&values_, &gradient_norms_, &radii_, &points_})
+      kept->clear();
   dense_vector point{record.x};
   if (!order_.empty())
     to_caller({order_.data(), static_cast<index_t>(order_.size())}, record.x, point);
