@@ -8,7 +8,7 @@ import json
 from dataclasses import asdict
 from pathlib import Path
 
-import crossing
+import array_conversion
 import logistic
 import package
 import ridge
@@ -19,7 +19,7 @@ SECTIONS = {
     "logistic": logistic.rows,
     "warped": warped.rows,
     "package": package.rows,
-    "crossing": crossing.rows,
+    "conversion": array_conversion.rows,
 }
 
 

@@ -1,8 +1,8 @@
 # SPDX-License-Identifier: BSD-3-Clause
-"""How the benchmarks measure: ratios against a baseline in the same run, medians, peaks.
+"""Measurement: medians of ratios to a baseline in the same run, and peaks of memory.
 
-A machine that others share is noisy, so a time by itself says little. The product and its
-baseline take turns, and the figure is the median of the ratios of the turns.
+Absolute times on a shared machine vary. The product and its baseline alternate, and the
+figure is the median of the ratios of these turns.
 """
 
 from __future__ import annotations
@@ -34,19 +34,19 @@ class Row:
     detail: str = ""
 
 
-# The workers of a BLAS keep a core busy for a while after a call, in the expectation of the
-# next one; the turn of another library begins when they have gone to sleep.
+# The threads of a BLAS spin for a while after a call. They are idle again after this pause,
+# when the other library is timed.
 _PAUSE = 0.1
 
 
-# Shorter calls are repeated for as long: after the pause, caches are cold.
+# Calls that take less are repeated for this time, because caches are cold after the pause.
 _REPEATED_FOR = 0.02
 
 
 def seconds(
     action: Callable[..., object], prepare: Callable[[], object] | None = None
 ) -> float:
-    """The time of a call, after a pause. What `prepare` makes is handed to the call.
+    """The time of a call after a pause. The result of `prepare` is the call's argument.
 
     The first call of a short action warms up; the figure is the median of the others.
     """
@@ -71,10 +71,10 @@ def compare(
     prepare: Callable[[], object] | None = None,
     allowed: Callable[[float], float] = float,
 ) -> tuple[float, str]:
-    """The median ratio of their times, and both median times in words.
+    """The median ratio of their times, and both median times as text.
 
-    What `prepare` makes is handed to the baseline, and is not counted in its time. The
-    ratio is that to what a time of the baseline allows, which is by default that time.
+    The result of `prepare` is the argument of the baseline; its time is not counted. The
+    ratio is to `allowed` of the time of the baseline, by default that time.
     """
     times = [(seconds(product), seconds(baseline, prepare)) for _ in range(turns + 1)]
     times = times[1:]  # the first turn warms up

@@ -18,7 +18,7 @@ SIZES = ((569, 30), (1000, 100), (10_000, 50), (100_000, 20))
 
 
 def made_data(n: int, p: int) -> tuple[np.ndarray, np.ndarray]:
-    """Classes drawn from a logistic model of which half the columns carry something."""
+    """Classes drawn from a logistic model in which half of the columns have an effect."""
     random = np.random.default_rng(0)
     X = random.normal(size=(n, p))
     weights = np.where(np.arange(p) % 2 == 0, random.normal(size=p), 0.0)

@@ -1,5 +1,5 @@
 # SPDX-License-Identifier: BSD-3-Clause
-"""What the estimators add to the core, predictions of many rows, and fits side by side."""
+"""Overhead of the estimators over the core, predictions of many rows, parallel fits."""
 
 from __future__ import annotations
 
@@ -87,7 +87,7 @@ def warped_predict() -> Row:
 
 
 def two_threads(name: str) -> Row:
-    """Where two cores are free, two fits take the time of one. Each has one BLAS thread."""
+    """On two idle cores two fits take the time of one. Each has one BLAS thread."""
     X, y = made_data(100_000, 20, name)
 
     def fit() -> None:

@@ -19,7 +19,7 @@ from harness import Row, compare, kernel_ratios, peak_memory, seconds
 
 
 def made_data(n: int, p: int, seed: int = 0) -> tuple[np.ndarray, np.ndarray]:
-    """A linear target of which half the columns carry something, with noise."""
+    """A linear target with noise; half of the columns have an effect."""
     random = np.random.default_rng(seed)
     X = random.normal(size=(n, p))
     weights = np.where(np.arange(p) % 2 == 0, random.normal(size=p), 0.0)
@@ -38,7 +38,7 @@ def general_fit(score: str) -> Iterator[Row]:
     theirs = np.mean(np.square(peer.predict(X_test) - y_test))
     what, baseline = f"ridge fit, 50 penalties, {score}, n = 10000", "ARDRegression"
     yield Row(what, f"scikit-learn {baseline}", ratio, 3.0, detail)
-    # What is left at the fourth digit is the draw of the held-out rows.
+    # Differences in the fourth digit come from the random choice of held-out rows.
     yield Row(
         f"{what}: held-out mean square",
         f"scikit-learn {baseline}",
@@ -63,7 +63,7 @@ DEFAULT_FIT_SIZES = (
 def default_fit(score: str, n: int, p: int) -> Iterator[Row]:
     """One penalty for all columns, against a grid of a hundred and against one QR.
 
-    The conversion of X is in the figure; the QR gets X as LAPACK wants it.
+    The figure includes the conversion of X; the QR gets X in the layout of LAPACK.
     """
     X, y = made_data(n, p)
     columns = np.asfortranarray(X)

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: BSD-3-Clause
 //
-// The cost of one evaluation of each ridge score, beside one X'X of the same design: the
-// unit in which the cost of a fit is counted. Medians of one run:
+// The time of one evaluation of each ridge score, to be compared with one X'X of the same
+// design, the unit of the costs of a fit. Medians of one run:
 //   trevalon_ridge_benchmark --benchmark_repetitions=9 --benchmark_report_aggregates_only
 #include <benchmark/benchmark.h>
 
@@ -49,7 +49,7 @@ void gram_matrix(::benchmark::State& state) {
 }
 BENCHMARK(gram_matrix)->Apply(shapes);
 
-// Two points in turn: an objective keeps what it has worked out at the last one.
+// Alternates between two points, because an objective caches its results at the last one.
 class moving_point {
  public:
   explicit moving_point(index_t size) : here_{size}, there_{size} {

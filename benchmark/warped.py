@@ -12,7 +12,7 @@ from harness import Row, compare, factor_once, fortran_copy, peak_memory
 
 
 def made_data(n: int, p: int) -> tuple[np.ndarray, np.ndarray]:
-    """A linear model seen through an exponential."""
+    """Targets that are exponentials of a linear model with noise."""
     random = np.random.default_rng(0)
     X = random.normal(size=(n, p))
     latent = X @ random.normal(size=p) / np.sqrt(p) + 0.5 * random.normal(size=n)

@@ -18,7 +18,7 @@ from trevalon import LogisticRegression
 
 def main() -> None:
     X, y = load_breast_cancer(return_X_y=True)
-    # Ten columns and half of the rows: little enough that the penalty matters.
+    # Ten columns and half of the rows: so few data that the penalty matters.
     X, X_test, y, y_test = train_test_split(X[:, :10], y, test_size=0.5, random_state=0)
 
     penalties = ("l2", "l1", "elasticnet", "bridge")
@@ -30,7 +30,7 @@ def main() -> None:
     for name, model in models.items():
         start = time.perf_counter()
         with warnings.catch_warnings():
-            # Near its corner at 0 a penalty may stop short of the tolerance: good enough.
+            # With a penalty that has a kink at 0 the search may end above the tolerance.
             warnings.simplefilter("ignore", ConvergenceWarning)
             model.fit(X, y)
         seconds = time.perf_counter() - start

@@ -1,5 +1,5 @@
 # SPDX-License-Identifier: BSD-3-Clause
-"""The three pictures that the package draws, on one page.
+"""Three plots of the package, on one page.
 
 pictures.py [FILE.png]
 """
@@ -24,7 +24,7 @@ def main() -> None:
     X, y = load_diabetes(return_X_y=True, as_frame=True)
     _, (left, middle, right) = plt.subplots(1, 3, figsize=(13, 4), layout="constrained")
 
-    # The number of groups is given; which column is in which is found.
+    # The number of groups is given; the fit assigns the columns to them.
     RidgePenaltyDisplay.from_estimator(RidgeRegression(groups=3).fit(X, y), ax=left)
     left.set_title("strengths of three groups")
 

@@ -1,5 +1,5 @@
 # SPDX-License-Identifier: BSD-3-Clause
-"""Leave-one-out residuals without a refit, and the observations that pull hardest."""
+"""Leave-one-out residuals without a refit, and the observations of largest leverage."""
 
 import numpy as np
 from sklearn.datasets import load_diabetes
@@ -24,7 +24,7 @@ def main() -> None:
             f"residual {inside[row]:7.1f}, left out {outside[row]:7.1f}"
         )
 
-    # A refit without the first of them, at the same strengths, is not needed: this is it.
+    # The prediction of a refit without this row at the same strengths, without the refit.
     row = int(np.argmax(model.leverage_))
     print(f"without row {row} the model would predict {y[row] - outside[row]:.1f} for it")
 

@@ -1,8 +1,8 @@
 # SPDX-License-Identifier: BSD-3-Clause
-"""The criterion in the user's hands: given strengths, its curve, a warm start, progress.
+"""Given strengths, values of the criterion, a warm start, and progress of a fit.
 
 Ctrl-C ends any `fit` within half a second, by KeyboardInterrupt: an estimator that was
-fitted before stays as it was, and the next warm start goes on from there.
+fitted before is unchanged, and the next warm start begins from that fit.
 """
 
 import numpy as np
@@ -24,13 +24,13 @@ def main() -> None:
         value, slope = RidgeRegression("loo").criterion_at(X, y, alpha)
         print(f"  {alpha:8.4f}: criterion {value:.0f}, slope {slope:9.1f}")
 
-    # A day later there are more rows. Each iteration writes a line to standard error.
+    # New rows arrive. Each iteration writes a line to standard error.
     model.set_params(warm_start=True, verbose=1)
     try:
         model.fit(np.vstack([X, X[:40]]), np.concatenate([y, y[:40]]))
     except KeyboardInterrupt:
-        print("stopped by Ctrl-C; the estimator is that of the fit before")
-    print(f"{model.n_iter_} iterations from where the fit before ended")
+        print("stopped by Ctrl-C; the estimator is that of the previous fit")
+    print(f"{model.n_iter_} iterations from the end of the previous fit")
     print(f"{model.effective_dof_:.1f} effective parameters")
 
 

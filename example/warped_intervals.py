@@ -1,7 +1,7 @@
 # SPDX-License-Identifier: BSD-3-Clause
-"""Prediction intervals for a skewed target: an even band against a learned map.
+"""Prediction intervals for a skewed target: constant width against a learned map.
 
-The target is made: its logarithm is linear in the columns, and the noise is in the
+The target is simulated: its logarithm is linear in the columns, and the noise is in the
 logarithm, so that errors grow with the target.
 """
 

@@ -14,7 +14,7 @@ from sklearn.preprocessing import PolynomialFeatures
 
 
 class DemoError(Exception):
-    """What the user can set right; the message says how."""
+    """An error that the user can correct; the message says how."""
 
 
 @dataclass(frozen=True)
@@ -32,7 +32,7 @@ class Dataset:
     def split(self) -> tuple[np.ndarray, np.ndarray, np.ndarray, np.ndarray]:
         """Train and held-out parts of X, then of y; a fifth is held out.
 
-        A user's rare class has its share of both.
+        Two classes of a user's target have the same shares in both parts.
         """
         X, X_test, y, y_test = train_test_split(
             self.X,

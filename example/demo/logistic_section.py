@@ -20,7 +20,7 @@ PENALTIES = ("l2", "l1", "elasticnet", "bridge")
 
 
 def peer_for(penalty: str) -> Pipeline | None:
-    """Cross validation over ten strengths, where scikit-learn tunes the penalty so."""
+    """Cross validation over ten strengths, if scikit-learn has it for the penalty."""
     if penalty == "l2":
         search = LogisticRegressionCV(
             l1_ratios=(0.0,), scoring="neg_log_loss", use_legacy_attributes=False

@@ -1,5 +1,5 @@
 # SPDX-License-Identifier: BSD-3-Clause
-"""Tables on the terminal, pictures in a folder, and the clock."""
+"""Tables on the terminal, plots in a folder, and timing."""
 
 from __future__ import annotations
 
@@ -62,7 +62,7 @@ def save(figure: Figure, name: str) -> None:
 
 
 class Model(Protocol):
-    """What the sections fit: estimators of the package, and their peers."""
+    """The interface of what the sections fit: estimators of the package and their peers."""
 
     def fit(self, X: np.ndarray, y: np.ndarray) -> object: ...
     def predict(self, X: np.ndarray) -> np.ndarray: ...
@@ -71,8 +71,7 @@ class Model(Protocol):
 def timed_fit(model: Model, X: np.ndarray, y: np.ndarray, repeats: int = 3) -> float:
     """Fits the model and returns the median wall time in seconds.
 
-    What a model has to say of its convergence is not the demo's subject: the tables show
-    what it found.
+    Warnings about convergence are suppressed: the tables show the results.
     """
     times = []
     for _ in range(repeats):

@@ -1,5 +1,5 @@
 # SPDX-License-Identifier: BSD-3-Clause
-"""The user's table: read from a CSV file, or refused with all that is wrong with it."""
+"""Reads the user's table from a CSV file, or refuses it with a list of its problems."""
 
 from __future__ import annotations
 
@@ -92,7 +92,7 @@ def _column_problems(table: pd.DataFrame, target: str | None) -> Iterator[str]:
 
 
 def _value_problems(column: pd.Series, is_target: bool | None) -> Iterator[str]:
-    """What keeps the column from being numbers or, unless it is no target, two classes."""
+    """Why the column is neither numbers nor, if it may be the target, two classes."""
     missing = column.isna()
     if missing.all():
         yield "is empty; drop it"

@@ -1,5 +1,5 @@
 # SPDX-License-Identifier: BSD-3-Clause
-"""What the three estimators share: validation, the one call into the core, its run record.
+"""Common base of the estimators: validation, the call of the core, the record of its run.
 
 `trevalon._core` normalizes, optimizes, solves and returns all that an estimator reports.
 """
@@ -37,7 +37,7 @@ from trevalon._versions import __version__
 
 _Fit = TypeVar("_Fit", bound=Callable[..., Any])
 
-# What ended a run before its tolerance was met, and what helps.
+# The causes of a run that ended before its tolerance was met, with remedies.
 _ENDS = {
     "no further decrease": (
         "no step lowers the criterion by an amount that double precision shows, although "
@@ -80,7 +80,7 @@ def fitting(fit: _Fit) -> _Fit:
         try:
             return managed(self, *args, **kwargs)
         except BaseException:
-            # Needs no memory, as an update of the dictionary would.
+            # Allocates nothing, unlike an update of the dictionary.
             self.__dict__ = before
             raise
 
@@ -131,12 +131,12 @@ class SelfTunedModel(DocumentationLinkMixin, CallbackSupportMixin, BaseEstimator
     def _predict_linear(
         self, X: MatrixLike, coef: FloatArray, intercept: float
     ) -> FloatArray:
-        """X coef + intercept. To look for NaN and infinity would take as long as the
-        product. Both show in it, unless they meet a coefficient of 0."""
+        """X coef + intercept. A check of X for NaN and infinity would take as long as
+        the product. Both propagate to it, unless the coefficient is 0."""
         rows = np.asarray(
             validate_data(self, X, reset=False, dtype=np.float64, ensure_all_finite=False)
         )
-        # What was loaded from a file may be of a subclass.
+        # An array that was loaded from a file may be of a subclass.
         prediction = _core.predict_linear(rows, np.asarray(coef), intercept)
         if not (np.isfinite(prediction).all() and coef.all()):
             self._validate_rows(X)
@@ -149,14 +149,14 @@ class SelfTunedModel(DocumentationLinkMixin, CallbackSupportMixin, BaseEstimator
     def _observed(
         self, X: FloatArray, y: FloatArray
     ) -> AbstractContextManager[Observer | None]:
-        """Brackets the call of the core and the setting of attributes; gives the observer
-        that the core takes."""
+        """The context of the call of the core and of setting the attributes. Yields the
+        observer for the core."""
         return observed_fit(self, X, y)
 
     def _call_core(
         self, function: Callable[..., Any], X: FloatArray, y: FloatArray, **options: Any
     ) -> Any:
-        """Calls a function of the core, and says why where the data have no fit."""
+        """Calls a function of the core. A FitError becomes a ValueError with a message."""
         try:
             return function(X, y, **options)
         except _core.FitError as error:
@@ -165,8 +165,8 @@ class SelfTunedModel(DocumentationLinkMixin, CallbackSupportMixin, BaseEstimator
             ) from error
 
     def _take_run(self, found: Mapping[str, Any]) -> None:
-        """Sets how the search went. To be called by `fit` itself: the warning points at the
-        caller of that."""
+        """Sets the record of the search. Only `fit` may call this: the warning refers
+        to the line that called `fit`."""
         self.converged_ = found["end"] in ("tolerance met", "no search")
         self.convergence_ = found["end"]
         self.n_iter_ = found["n_iter"]
@@ -176,12 +176,12 @@ class SelfTunedModel(DocumentationLinkMixin, CallbackSupportMixin, BaseEstimator
                 f"{type(self).__name__} stopped before its tolerance was met: "
                 f"{_ENDS[found['end']]}",
                 ConvergenceWarning,
-                # Past `fit`, its guard and the manager of callbacks.
+                # Skips `fit`, its wrapper and the manager of callbacks.
                 stacklevel=5 if HAS_CALLBACKS else 4,
             )
 
     def _explain(self, reason: str, X: FloatArray, y: FloatArray) -> str:
-        """The sentence for a reason of the core."""
+        """The message for a reason of the core."""
         if reason == "overflow":
             return "the coefficients are beyond the range of doubles; rescale the data"
         if reason == "undefined at the start":
@@ -209,5 +209,5 @@ class SelfTunedModel(DocumentationLinkMixin, CallbackSupportMixin, BaseEstimator
         super().__setstate__(state)
 
 
-# What the core's integers hold, with room to spare.
+# Well within the range of the core's integers.
 _LARGEST_COUNT = 10**9

@@ -1,5 +1,5 @@
 # SPDX-License-Identifier: BSD-3-Clause
-"""A picture of the criterion that a fit minimized, and of the way that it went.
+"""Plot of the criterion that a fit minimized, and of the optimizer's path.
 
 The strengths s_j of the columns of a group are varied together, as f s_j with one factor f.
 In units of normalized columns that is one strength: f times the square of the group's
@@ -31,8 +31,8 @@ if TYPE_CHECKING:
 
 TunedModel: TypeAlias = RidgeRegression | LogisticRegression
 
-# Factors of the chosen strength: the least range, and what a far start of the path may
-# extend it to.
+# Multiples of the chosen strength: the least range of an axis, and the largest one, for a
+# path that starts far away.
 _NEAR, _FAR = 1e2, 1e8
 
 
@@ -52,7 +52,7 @@ class CriterionDisplay:
     chosen_value : float
         The criterion there.
     path : ndarray of shape (n_iter + 1, 1 or 2)
-        Where on the axes the iterations of the search were; of no rows without a search.
+        Coordinates of the iterates on the axes; no rows if there was no search.
     path_values : ndarray of shape (n_iter + 1,)
         The criterion at the iterations.
     names : sequence of one or two str
@@ -69,8 +69,8 @@ class CriterionDisplay:
     contour_ : matplotlib QuadContourSet or None
         The contours over two strengths.
     path_ : matplotlib Line2D or None
-        The iterations of the search. Where other strengths changed as well, these are the
-        values of the criterion on the way, which lie off the curve.
+        The iterations of the search. If other strengths changed as well, the criterion at
+        an iterate differs from the curve.
     point_ : matplotlib Line2D
         The strengths of the fit.
 
@@ -138,7 +138,7 @@ class CriterionDisplay:
         labels : sequence of one or two labels, default=None
             The groups, as ``group_labels_`` has them, whose strengths are varied. None
             means all groups. An elastic net has two strengths in each group; one that is 0
-            is left there.
+            stays 0.
         n_points : int, default=None
             Points along each axis, to which the strengths of the fit are added; the
             criterion is evaluated at all of them. None means 60 for a curve and 24 for a
@@ -146,7 +146,7 @@ class CriterionDisplay:
         ax : matplotlib Axes, default=None
             Where to draw; None makes a figure.
         **kwargs : dict
-            Handed to matplotlib's `plot` of the curve, or to its `contour`.
+            Passed to matplotlib's `plot` of the curve, or to its `contour`.
 
         Returns
         -------
@@ -172,7 +172,7 @@ class CriterionDisplay:
     def plot(self, *, ax: Axes | None = None, **kwargs: Any) -> Self:
         """Draw on `ax`, or on a new figure. Returns the display itself."""
         self.ax_ = axes_for(self, ax)
-        # Typed as perhaps a subfigure, which is drawn on in the same way.
+        # Its type includes SubFigure, which has the same methods.
         self.figure_ = self.ax_.figure  # type: ignore[assignment]
         self.line_ = self.contour_ = self.path_ = None
         self.ax_.set_xscale("log")
@@ -238,7 +238,7 @@ class _Direction:
     name: str
 
     def factors(self, n_points: int) -> FloatArray:
-        """Factors around 1, with 1, that hold the path."""
+        """Factors around 1, including 1, that cover the path."""
         least = min([1.0 / _NEAR, *(self.path / 2.0)])
         largest = max([_NEAR, *(self.path * 2.0)])
         ends = max(least, 1.0 / _FAR), min(largest, _FAR)
@@ -339,7 +339,7 @@ def _evaluate(
         strengths: Any = table if len(table) > 1 else next(iter(table.values()))
         return estimator.criterion_at(X, y, strengths)[0]
 
-    # Where the data do not fit the estimator, this says so.
+    # Raises an error if the data do not match the estimator.
     value_at([1.0] * len(directions))
     return np.reshape([value_at(p) for p in product(*factors)], [len(f) for f in factors])
 

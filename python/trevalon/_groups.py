@@ -1,5 +1,5 @@
 # SPDX-License-Identifier: BSD-3-Clause
-"""Which columns share their hyperparameters: the forms of `groups`, brought to one.
+"""Conversion of every form of `groups`: which columns share their hyperparameters.
 
 Every form that names groups becomes one code per column, 0 to k - 1 in the order of the
 sorted labels, or in the order of appearance where labels do not sort. `UNPENALIZED` marks
@@ -24,7 +24,7 @@ UNPENALIZED = -1
 class Grouping(NamedTuple):
     """Codes per column where they are known ahead of the fit; else a number to find.
 
-    mode : the extension module's word for a grouping that has one.
+    mode : the extension module's name of the grouping, if it has one.
     """
 
     codes: IntArray | None
@@ -52,7 +52,7 @@ def penalized_codes(codes: IntArray) -> IntArray:
 def resolve_groups(
     groups: Groups, X: FloatArray, y: FloatArray, names: Sequence[str] | None
 ) -> Grouping:
-    """Brings every form of `groups` to codes, or to a number of groups to find.
+    """Converts every form of `groups` to codes, or to a number of groups to find.
 
     Raises ValueError where `groups` has none of the forms or does not fit the columns.
     """
@@ -62,8 +62,8 @@ def resolve_groups(
     if isinstance(groups, Integral) and not isinstance(groups, bool):
         if groups < 1:
             raise ValueError(f"groups={groups!r}: a number of groups to find is at least 1")
-        # More groups than columns means a group for each; the number stays small enough
-        # for every integer type on the way.
+        # More groups than columns means one group per column. The limit keeps the number
+        # within the range of every integer type.
         return Grouping(codes=None, number_to_find=min(int(groups), columns))
     labels = groups(X, y) if callable(groups) else groups
     if isinstance(labels, Mapping):

@@ -1,5 +1,5 @@
 # SPDX-License-Identifier: BSD-3-Clause
-"""A picture of prediction intervals beside the targets that they should hold."""
+"""Plot of prediction intervals and observed targets."""
 
 from __future__ import annotations
 
@@ -32,7 +32,7 @@ class PredictionIntervalDisplay:
     target : ndarray of shape (n_samples,)
         Targets, rows as in `prediction`.
     coverage : float
-        The share of targets that the intervals shall hold.
+        Nominal coverage: the expected share of targets within the intervals.
 
     Attributes
     ----------
@@ -41,7 +41,7 @@ class PredictionIntervalDisplay:
     band_, line_, points_ : matplotlib artists
         Intervals, predictions and targets.
     observed_coverage : float
-        The share of targets that the intervals do hold.
+        Observed coverage: the share of targets within the intervals.
 
     Examples
     --------
@@ -100,15 +100,15 @@ class PredictionIntervalDisplay:
         estimator : WarpedLinearRegression
             Fitted.
         X : array-like of shape (n_samples, n_features)
-            Rows in the units of the training rows, as a rule held out of the fit.
+            Rows in the units of the training rows, usually held out of the fit.
         y : array-like of shape (n_samples,)
             Their targets.
         coverage : float, default=0.9
-            The share of targets that an interval shall hold.
+            Nominal coverage: the expected share of targets within the intervals.
         ax : matplotlib Axes, default=None
             Where to draw; None makes a figure.
         **kwargs : dict
-            Handed to matplotlib's `fill_between`.
+            Passed to matplotlib's `fill_between`.
 
         Returns
         -------
@@ -133,7 +133,7 @@ class PredictionIntervalDisplay:
     def plot(self, *, ax: Axes | None = None, **kwargs: Any) -> Self:
         """Draw on `ax`, or on a new figure. Returns the display itself."""
         self.ax_ = axes_for(self, ax)
-        # Typed as perhaps a subfigure, which is drawn on in the same way.
+        # Its type includes SubFigure, which has the same methods.
         self.figure_ = self.ax_.figure  # type: ignore[assignment]
         rank = np.arange(len(self.prediction))
         label = f"{self.coverage:.0%} interval, holds {self.observed_coverage:.0%}"

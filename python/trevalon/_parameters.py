@@ -1,7 +1,7 @@
 # SPDX-License-Identifier: BSD-3-Clause
-"""Checks of constructor parameters, in the words that scikit-learn's own estimators use.
+"""Checks of constructor parameters, with the messages of scikit-learn's own estimators.
 
-They run at `fit`, as the convention of scikit-learn has it, and before anything else.
+They run at `fit`, as scikit-learn's conventions require, and before anything else.
 """
 
 from __future__ import annotations
@@ -72,8 +72,8 @@ def spread_strengths(
     """Strengths in the units of the data, one for each column.
 
     value : one number for all; one for each group, in the order of their codes; or one for
-        each column, which is meant where there are as many columns as groups.
-    codes : (p,), the group of each column; what a column of code -1 gets has no meaning.
+        each column. With as many columns as groups the numbers are those of the columns.
+    codes : (p,), the group of each column; the value for a column of code -1 is not used.
     """
     if isinstance(value, str | bytes | dict | set):
         raise _refuse(owner, name, "a number or an array-like of numbers", value)

@@ -61,9 +61,9 @@ def strength_table(
 
 
 class GradientSlots:
-    """Where derivatives for groups of columns belong, in the shape that strengths have.
+    """Maps derivatives for groups of columns to the shape in which strengths were given.
 
-    groups : the coarsest codes of which each one has the same strengths of all kinds.
+    groups : the coarsest codes for which each group has one strength of every kind.
     """
 
     def __init__(self, given: Mapping[str, Strengths], codes: IntArray) -> None:
@@ -80,7 +80,7 @@ class GradientSlots:
         self._leaders = penalized[first]
 
     def fill(self, gradient: FloatArray) -> PenaltyStrengths:
-        """Derivatives (groups, kinds), summed over what is given in common."""
+        """Derivatives (groups, kinds), summed over groups that share a given strength."""
         sums = {
             kind: self._sum(kind, slopes)
             for kind, slopes in zip(self._shapes, gradient.T, strict=True)

@@ -1,5 +1,5 @@
 # SPDX-License-Identifier: BSD-3-Clause
-"""The axes that a display draws on; matplotlib is imported here alone, and late."""
+"""The axes of a display. matplotlib is imported only here, and only for drawing."""
 
 from __future__ import annotations
 

@@ -1,5 +1,5 @@
 # SPDX-License-Identifier: BSD-3-Clause
-"""What a fit tells while it runs: lines on standard error, and scikit-learn's callbacks.
+"""Progress of a running fit: lines on standard error, and scikit-learn's callbacks.
 
 scikit-learn has callbacks from release 1.9 on. Where it has none, estimators have no
 `set_callbacks`, and all else is the same.
@@ -21,7 +21,7 @@ try:
 except ImportError:
 
     class CallbackSupportMixin:  # type: ignore[no-redef]
-        """Stands in where scikit-learn has no callbacks."""
+        """The base class if scikit-learn has no callbacks."""
 
     def with_callbacks(method: Any) -> Any:
         return method
@@ -38,8 +38,8 @@ Observer: TypeAlias = Callable[[int, float, float, float, FloatArray], bool]
 
 @contextmanager
 def observed_fit(estimator: Any, X: FloatArray, y: FloatArray) -> Iterator[Observer | None]:
-    """Brackets a fit, the setting of its attributes included; gives the function that is to
-    be called after each iteration, None where nobody looks."""
+    """The context of a fit and of setting its attributes. Yields the function to call after
+    each iteration, or None if there are neither callbacks nor verbose output."""
     watchers: list[Callable[[int, float, float, float], bool]] = []
     if estimator.verbose:
         watchers.append(_printer(type(estimator).__name__))
@@ -66,11 +66,10 @@ def observed_fit(estimator: Any, X: FloatArray, y: FloatArray) -> Iterator[Obser
 
 def _printer(name: str) -> Callable[[int, float, float, float], bool]:
     def write(iteration: int, value: float, gradient: float, radius: float) -> bool:
-        print(
-            f"[{name}] iteration {iteration}: criterion {value:.8g}, "
-            f"gradient {gradient:.2e}, radius {radius:.2e}",
-            file=sys.stderr,
-        )
+        line = f"[{name}] iteration {iteration}: criterion {value:.8g}"
+        if radius == radius:  # NaN where a search has no derivatives
+            line += f", gradient {gradient:.2e}, radius {radius:.2e}"
+        print(line, file=sys.stderr)
         return False
 
     return write
@@ -79,8 +78,8 @@ def _printer(name: str) -> Callable[[int, float, float, float], bool]:
 def _iteration_tasks(
     estimator: Any, context: Any, X: FloatArray, y: FloatArray
 ) -> Callable[[int, float, float, float], bool]:
-    """Each iteration is a task of its own, below that of the fit. There is no estimator yet
-    that could predict: the callbacks get none."""
+    """Each iteration is a task of its own, below that of the fit. The callbacks
+    get no estimator, because during the fit there is none that can predict."""
 
     def report(iteration: int, value: float, gradient: float, radius: float) -> bool:
         task = context.subcontext(task_name="iteration")

@@ -1,5 +1,5 @@
 # SPDX-License-Identifier: BSD-3-Clause
-"""A picture of the strengths that a ridge regression found."""
+"""Plot of the strengths that a ridge regression found."""
 
 from __future__ import annotations
 
@@ -30,7 +30,7 @@ class RidgePenaltyDisplay:
     groups : ndarray of shape (n_features,)
         The number of each column's group.
     feature_names : sequence of n_features str
-        What stands beside each strength.
+        The label of each strength.
 
     Attributes
     ----------
@@ -74,7 +74,7 @@ class RidgePenaltyDisplay:
         ax : matplotlib Axes, default=None
             Where to draw; None makes a figure.
         **kwargs : dict
-            Handed to matplotlib's `plot`.
+            Passed to matplotlib's `plot`.
 
         Returns
         -------
@@ -91,7 +91,7 @@ class RidgePenaltyDisplay:
     def plot(self, *, ax: Axes | None = None, **kwargs: Any) -> Self:
         """Draw on `ax`, or on a new figure. Returns the display itself."""
         self.ax_ = axes_for(self, ax)
-        # Typed as perhaps a subfigure, which is drawn on in the same way.
+        # Its type includes SubFigure, which has the same methods.
         self.figure_ = self.ax_.figure  # type: ignore[assignment]
         height = np.arange(len(self.alpha))
         self.points_ = []

@@ -74,9 +74,9 @@ class TargetWarper:
         return self._apply(_core.warp_derivative, y)
 
     def inverse_transform(self, z: VectorLike) -> FloatArray:
-        """Targets whose latent values are `z`, to nearly all digits; same shape as `z`.
+        """Targets whose latent values are `z`, nearly to double precision, in its shape.
 
-        An infinite latent value belongs to an infinite target, and NaN to NaN.
+        An infinite latent value gives an infinite target, and NaN gives NaN.
         """
         return self._apply(_core.warp_inverse, z)
 

@@ -1,5 +1,5 @@
 # SPDX-License-Identifier: BSD-3-Clause
-"""The version of the package, and of what it runs on."""
+"""The versions of the package and of its dependencies."""
 
 from __future__ import annotations
 
@@ -25,9 +25,9 @@ _PACKAGES = (
 
 
 def show_versions() -> None:
-    """Print what a report of a problem should hold.
+    """Print the information that a bug report needs.
 
-    The versions of Python, of the package and of what it works with, and the thread pools
+    The versions of Python, of the package and of its dependencies, and the thread pools
     of the process: which BLAS is loaded, for which processor, with how many threads.
 
     Examples

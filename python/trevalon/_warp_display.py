@@ -1,5 +1,5 @@
 # SPDX-License-Identifier: BSD-3-Clause
-"""A picture of the map that a warped linear regression learned."""
+"""Plot of the map that a warped linear regression learned."""
 
 from __future__ import annotations
 
@@ -75,7 +75,7 @@ class WarpDisplay:
         ax : matplotlib Axes, default=None
             Where to draw; None makes a figure.
         **kwargs : dict
-            Handed to matplotlib's `plot`.
+            Passed to matplotlib's `plot`.
 
         Returns
         -------
@@ -90,7 +90,7 @@ class WarpDisplay:
     def plot(self, *, ax: Axes | None = None, **kwargs: Any) -> Self:
         """Draw on `ax`, or on a new figure. Returns the display itself."""
         self.ax_ = axes_for(self, ax)
-        # Typed as perhaps a subfigure, which is drawn on in the same way.
+        # Its type includes SubFigure, which has the same methods.
         self.figure_ = self.ax_.figure  # type: ignore[assignment]
         (self.line_,) = self.ax_.plot(self.target, self.latent, **kwargs)
         self.ax_.set_xlabel("target")

@@ -8,14 +8,14 @@ from typing import Any, Self
 
 import numpy as np
 import numpy.typing as npt
-from sklearn.base import ClassifierMixin, clone
-from sklearn.utils import Tags
-from sklearn.utils.validation import check_is_fitted, validate_data
+from sklearn.base import clone
+from sklearn.utils.validation import validate_data
 
 from trevalon import _core
-from trevalon._base import SelfTunedModel, fitting
+from trevalon._base import fitting
 from trevalon._classes import two_classes
 from trevalon._groups import UNPENALIZED, resolve_groups
+from trevalon._log_odds import LogOddsClassifier
 from trevalon._parameters import check_choice
 from trevalon._penalty_strengths import (
     KINDS,
@@ -30,7 +30,7 @@ from trevalon._types import FloatArray, Groups, IntArray, MatrixLike, VectorLike
 _RESULTS = ("criterion_value", "loo_decision", "effective_dof", "effective_dof_by_group")
 
 
-class LogisticRegression(ClassifierMixin, SelfTunedModel):
+class LogisticRegression(LogOddsClassifier):
     """Binary logistic regression whose penalty is tuned by approximate leave-one-out loss.
 
     With s_i = +1 for the larger class and -1 for the other, the coefficients b and the
@@ -48,9 +48,20 @@ class LogisticRegression(ClassifierMixin, SelfTunedModel):
     ============  ==========================================================
 
     The strengths and exponents, one set for each group of columns before normalization is
-    undone, minimize the approximate leave-one-out loss [1]_ by a trust-region method. Its
-    exact gradient and Hessian come from differentiating the optimum of the fit twice. Or
-    they are given, and there is no search.
+    undone, minimize an approximate leave-one-out loss. Or they are given, and there is no
+    search.
+
+    For l2 and bridge the coefficients without a row come from one Newton step [1]_, and the
+    search is a trust-region method with exact derivatives. With several hyperparameters it
+    begins at the best point of a coarse scan of common ones.
+
+    For l1 and elastic net they minimize the quadratic model of the loss without the row
+    and the penalty as it is: coefficients may become 0, or leave 0. This loss has no exact
+    derivatives. The search follows a path of strengths that all groups have in common,
+    from where every coefficient is 0 downwards (of an elastic net four paths, with an l1
+    share of 1, 0.5, 0.1 and 0.02), and goes on from the best point by a pattern search over
+    all strengths. More than 8 strengths are searched by the method for l2, over a penalty
+    that is smoothed near 0; the fit at the strengths found is exact again.
 
     Parameters
     ----------
@@ -77,12 +88,13 @@ class LogisticRegression(ClassifierMixin, SelfTunedModel):
         Strengths where the search starts, given as in `strength`, so that
         ``init=other.strength_`` goes on from another fit; or a function of the number of
         groups that returns them. Each group starts at the geometric mean of what its
-        columns have once they are normalized. None means strengths of 1.0 of normalized
-        columns for l2 and l1, 0.25 for the others, with exponents of 1.25.
+        columns have once they are normalized, and one run is made from there. None means
+        that the search finds its start.
     tol : float, default=1e-4
         Tolerance of the search, relative. A fit at given strengths is exact to rounding.
     max_iter : int, default=10000
-        Limit on the iterations of the search; at given strengths, on those of the fit.
+        Limit on the iterations of the search, which for l1 and elastic net are the points
+        that are tried; at given strengths, on those of the fit.
     warm_start : bool, default=False
         Whether a search starts at the strengths of the fit before, where there is one of
         the same penalty and as many columns, with finite strengths.
@@ -94,7 +106,8 @@ class LogisticRegression(ClassifierMixin, SelfTunedModel):
     classes_ : ndarray of shape (2,)
         The two labels, ascending.
     coef_ : ndarray of shape (1, n_features)
-        Coefficients of the log odds of ``classes_[1]``, per unit of the column.
+        Coefficients of the log odds of ``classes_[1]``, per unit of the column. With l1 and
+        elastic net some are exactly 0.
     intercept_ : ndarray of shape (1,)
         Intercept of the log odds, 0.0 without one.
     l2_strength_, l1_strength_ : ndarray of shape (n_features,)
@@ -116,7 +129,8 @@ class LogisticRegression(ClassifierMixin, SelfTunedModel):
         strengths gives them.
     effective_dof_ : float
         Effective degrees of freedom, the intercept included: the trace of the matrix that
-        takes the working response of the fit to its log odds.
+        takes the working response of the fit to its log odds. With l1 they count the
+        coefficients that are not 0.
     effective_dof_by_group_ : ndarray of shape (n_groups,)
         The part of the columns of each group in that; columns without penalty and the
         intercept make up the rest.
@@ -128,9 +142,10 @@ class LogisticRegression(ClassifierMixin, SelfTunedModel):
         Iterations of the search; at given strengths, of the fit.
     history_ : dict
         The search from its start point on, an entry for each iteration: ``"value"``, the
-        criterion; ``"gradient_norm"``; ``"radius"``, of the trust region;
-        ``"hyperparameters"``, square roots of the strengths of normalized columns and of
-        exponents less 1, for each group, and kind by kind. Empty at given strengths.
+        criterion; ``"gradient_norm"``; ``"radius"``, of the trust region, both NaN where
+        there is none; ``"hyperparameters"``, square roots of the strengths of normalized
+        columns and of exponents less 1, for each group, and kind by kind. The fit has those
+        of the least value. Empty at given strengths.
     n_features_in_ : int
         Number of columns seen in the fit.
     feature_names_in_ : ndarray of shape (n_features_in_,)
@@ -149,10 +164,10 @@ class LogisticRegression(ClassifierMixin, SelfTunedModel):
 
     Notes
     -----
-    The absolute value is smoothed where a coefficient times its column's length is below
-    0.01, so that derivatives exist; coefficients become small there, but not exactly 0. The
-    smoothed penalty may have several minima: a fit at given strengths may find another one
-    than a search that came to them.
+    A bridge is smoothed where a coefficient times its column's length is below 0.01, so
+    that derivatives exist; coefficients become small there, but not exactly 0. The smoothed
+    penalty may have several minima: a fit at given strengths may find another one than a
+    search that came to them.
 
     Columns whose length is no normal number, below 2.2e-308, count as constant. Strengths
     beyond the range of doubles are infinite, or 0.
@@ -176,9 +191,6 @@ class LogisticRegression(ClassifierMixin, SelfTunedModel):
     """
 
     init: Any
-    classes_: npt.NDArray[Any]
-    coef_: FloatArray
-    intercept_: FloatArray
     groups_: IntArray
     group_labels_: npt.NDArray[Any]
     l2_strength_: FloatArray
@@ -214,11 +226,6 @@ class LogisticRegression(ClassifierMixin, SelfTunedModel):
         self.max_iter = max_iter
         self.warm_start = warm_start
         self.verbose = verbose
-
-    def __sklearn_tags__(self) -> Tags:
-        tags = super().__sklearn_tags__()
-        tags.classifier_tags.multi_class = False
-        return tags
 
     @fitting
     def fit(self, X: MatrixLike, y: VectorLike) -> Self:
@@ -270,7 +277,8 @@ class LogisticRegression(ClassifierMixin, SelfTunedModel):
         strength : float, array-like or mapping
             As the parameter of this name. The gradient costs as much as a step of the
             search; but where columns of a group differ once they are normalized, and with a
-            bridge, as much as one with a group for each column.
+            bridge, as much as one with a group for each column. For l1 and elastic net it
+            is one of differences of fourth order, from four fits for each strength.
 
         Returns
         -------
@@ -364,71 +372,6 @@ class LogisticRegression(ClassifierMixin, SelfTunedModel):
         kinds = KINDS[self.penalty]
         return rows[0] if len(kinds) == 1 else dict(zip(kinds, rows, strict=True))
 
-    def decision_function(self, X: MatrixLike) -> FloatArray:
-        """Log odds of ``classes_[1]``.
-
-        Parameters
-        ----------
-        X : array-like of shape (n_samples, n_features)
-            Rows in the units of the training rows.
-
-        Returns
-        -------
-        ndarray of shape (n_samples,)
-            ``X @ coef_[0] + intercept_[0]``.
-        """
-        check_is_fitted(self)
-        return self._predict_linear(X, *self._predictor())
-
-    def predict(self, X: MatrixLike) -> npt.NDArray[Any]:
-        """The likelier label of each row; ``classes_[1]`` where both are equally likely.
-
-        Parameters
-        ----------
-        X : array-like of shape (n_samples, n_features)
-            Rows in the units of the training rows.
-
-        Returns
-        -------
-        ndarray of shape (n_samples,)
-            Labels.
-        """
-        larger = self.decision_function(X) >= 0.0
-        # A view costs nothing, which shows with a million rows.
-        return self.classes_.take(larger.view(np.int8))
-
-    def predict_proba(self, X: MatrixLike) -> FloatArray:
-        """Probabilities of the two classes.
-
-        Parameters
-        ----------
-        X : array-like of shape (n_samples, n_features)
-            Rows in the units of the training rows.
-
-        Returns
-        -------
-        ndarray of shape (n_samples, 2)
-            Columns in the order of ``classes_``.
-        """
-        check_is_fitted(self)
-        return _core.predict_probability(self._validate_rows(X), *self._predictor())
-
-    def predict_log_proba(self, X: MatrixLike) -> FloatArray:
-        """Logarithms of the probabilities, exact where those round to 0 or 1.
-
-        Parameters
-        ----------
-        X : array-like of shape (n_samples, n_features)
-            Rows in the units of the training rows.
-
-        Returns
-        -------
-        ndarray of shape (n_samples, 2)
-            Columns in the order of ``classes_``.
-        """
-        check_is_fitted(self)
-        return _core.predict_log_probability(self._validate_rows(X), *self._predictor())
-
     def _explain(self, reason: str, X: FloatArray, y: FloatArray) -> str:
         if reason == "undefined at the start" and self.strength is not None:
             return (
@@ -437,7 +380,3 @@ class LogisticRegression(ClassifierMixin, SelfTunedModel):
                 "larger strengths, or rescale the data"
             )
         return super()._explain(reason, X, y)
-
-    def _predictor(self) -> tuple[FloatArray, float]:
-        # Of a pickle mapped into memory these are of a class of their own.
-        return np.asarray(self.coef_[0]), float(self.intercept_[0])

@@ -16,7 +16,7 @@ from trevalon._parameters import check_count, make_initializer
 from trevalon._target_warper import TargetWarper
 from trevalon._types import FloatArray, Init, MatrixLike, VectorLike
 
-# A map with more steps than this is not identified by any data of sensible size.
+# Data sets of practical size do not identify a map with more steps than this.
 _MOST_STEPS = 100
 
 _REFUSALS = {
@@ -79,7 +79,7 @@ class WarpedLinearRegression(RegressorMixin, SelfTunedModel):
         units per unit of the target, ``-n/2 (log(2 pi S / n) + 1) + sum of log(dz/dy)``.
     criterion_value_ : float
         What the fit minimizes, in units of the target: ``n/2 log(S) - sum of log(dz/dy)``,
-        and for extremely high or steep steps a term that keeps them from running away.
+        plus a penalty that bounds extremely high or steep steps.
     effective_dof_ : float
         Degrees of freedom of the latent linear model: trace of its hat matrix, intercept
         included.
@@ -203,7 +203,7 @@ class WarpedLinearRegression(RegressorMixin, SelfTunedModel):
         return None if initializer is None else initializer(3 * self.n_steps)
 
     def _take_over(self, found: dict[str, Any]) -> None:
-        """Sets what the core found."""
+        """Sets the attributes from the results of the core."""
         self._state = found["state"]
         self.warper_ = TargetWarper.from_state(found["state"], found["target_range"])
         self.coef_ = found["coef"]
@@ -217,8 +217,8 @@ class WarpedLinearRegression(RegressorMixin, SelfTunedModel):
         return _REFUSALS.get(reason) or super()._explain(reason, X, y)
 
     def _latent(self, X: MatrixLike) -> tuple[FloatArray, FloatArray]:
-        """Mean and standard deviation of the latent value of each row: of noise, and of
-        what the data leave open of the coefficients."""
+        """Mean and standard deviation of the latent value of each row. The deviation
+        includes the noise and the estimation error of the coefficients."""
         check_is_fitted(self)
         return _core.warped_predict(self._state, self._validate_rows(X), "latent")
 
@@ -274,7 +274,7 @@ class WarpedLinearRegression(RegressorMixin, SelfTunedModel):
                 f"q must be a number or one-dimensional. Got shape {probabilities.shape}."
             )
         check_is_fitted(self)
-        # The map is increasing, so that it carries normal quantiles to quantiles.
+        # The inverse of an increasing map maps quantiles to quantiles.
         scores = np.atleast_1d(ndtri(probabilities))
         quantiles = _core.warped_predict(
             self._state, self._validate_rows(X), "quantiles", scores
@@ -289,7 +289,8 @@ class WarpedLinearRegression(RegressorMixin, SelfTunedModel):
         X : array-like of shape (n_samples, n_features)
             Rows in the units of the training rows.
         coverage : float, default=0.9
-            The share of targets that an interval shall hold, above 0 and below 1.
+            Nominal coverage: the expected share of targets within an interval, above 0 and
+            below 1.
 
         Returns
         -------
@@ -331,7 +332,7 @@ class WarpedLinearRegression(RegressorMixin, SelfTunedModel):
 
 
 def _parameters_of(warper: TargetWarper) -> FloatArray:
-    """The map as the optimizer knows it: sqrt(a), sqrt(b), c of each step."""
+    """The optimizer's parameters of the map: sqrt(a), sqrt(b), c of each step."""
     steps = np.sqrt(warper.heights), np.sqrt(warper.steepnesses), warper.positions
     return np.column_stack(steps).ravel()
 

@@ -20,9 +20,6 @@ struct iteration_record {
 
 class run_observer : public interruption {
  public:
-  // Told before the first iteration where the run numbers its variables in its own order:
-  // its variable k is the caller's variable order[k].
-  virtual void set_order(const_index_view /*order*/) {}
   virtual void observe_iteration(const iteration_record& record) = 0;
 };
 

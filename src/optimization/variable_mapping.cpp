@@ -41,22 +41,6 @@ variable_mapping::variable_mapping(const std::vector<entry>& entries)
     fixed_.push_back({value, std::move(positions)});
 }
 
-variable_mapping variable_mapping::reordered(const_index_view parameters,
-                                             const_index_view groups) const {
-  std::vector<entry> here(static_cast<std::size_t>(size_));
-  for (index_t g = 0; g < groups.size(); ++g)
-    for (const index_t position : groups_[static_cast<std::size_t>(groups[g])])
-      here[static_cast<std::size_t>(position)] = g;
-  for (const fixed_record& record : fixed_)
-    for (const index_t position : record.positions)
-      here[static_cast<std::size_t>(position)] = record.value;
-  std::vector<entry> there;
-  there.reserve(here.size());
-  for (const index_t position : parameters)
-    there.push_back(here[static_cast<std::size_t>(position)]);
-  return variable_mapping{there};
-}
-
 void variable_mapping::expand(const_vector_view x, vector_view out) const {
   for (std::size_t g = 0; g < groups_.size(); ++g)
     for (const index_t position : groups_[g]) out[position] = x[static_cast<index_t>(g)];

@@ -42,10 +42,6 @@ class variable_mapping {
   // In ascending value.
   const std::vector<fixed_record>& fixed() const { return fixed_; }
 
-  // The mapping of the same parameters and groups in another order: its parameter k is the
-  // one at parameters[k] here, its group g the one at groups[g].
-  variable_mapping reordered(const_index_view parameters, const_index_view groups) const;
-
   // Writes one value per parameter: x[g] for those of group g, the fixed value for the
   // rest.
   void expand(const_vector_view x, vector_view out) const;

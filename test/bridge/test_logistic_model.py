@@ -146,7 +146,7 @@ def test_the_type_has_no_constructor():
     kind = trevalon_impl._LogisticRegressionModel
     with pytest.raises(TypeError, match=r"^cannot create '.*' instances$"):
         kind()
-    with pytest.raises(TypeError, match="is not safe"):
+    with pytest.raises(TypeError, match=r"is not safe|cannot create"):
         object.__new__(kind)
 
 

@@ -57,58 +57,13 @@ def test_no_strength_of_a_fine_grid_over_six_decades_has_a_lower_score(
     assert scores.min() < found * 1.01
 
 
-@pytest.mark.parametrize("seed", range(5))
-def test_no_pair_of_strengths_of_an_elastic_net_on_a_grid_has_a_lower_score(seed):
-    X, y = classification(n=100, p=4, seed=seed)
-    found = found_score(X, y, "elasticnet")
-    scores = Scores(X, y, "elasticnet")
-    lowest = min(
-        scores.along([[ridge, lasso] for lasso in [*np.geomspace(1.0, 0.02, 9), 0.0]]).min()
-        for ridge in np.geomspace(3.0, 0.01, 11)
-    )
-    assert lowest > found * (1.0 - ALLOWED)
-    assert lowest < found * 1.01
-
-
-@pytest.mark.parametrize("seed", range(5))
-def test_no_strength_and_exponent_of_a_bridge_on_a_grid_have_a_lower_score(seed):
-    """Exponents from 1 to 2: on some of these data the fit finds one above 100."""
-    X, y = classification(n=100, p=4, seed=seed)
-    found = found_score(X, y, "bridge")
-    scores = Scores(X, y, "bridge")
-    lowest = min(
-        scores.along([[strength, alpha] for strength in np.geomspace(2.0, 0.05, 21)]).min()
-        for alpha in [0.0, 0.1, 0.2, 0.4, 0.7, 1.0]
-    )
-    assert lowest > found * (1.0 - ALLOWED)
-    assert lowest < found * 1.04
-
-
-# 569 patients with 30 features of which many tell much the same: hundreds of jumps.
+# 569 patients with 30 features, many of them strongly correlated.
 PATIENTS = load_breast_cancer(return_X_y=True)
 
 
-@pytest.mark.parametrize(("penalty", "count"), [("l2", 181), ("l1", 121)])
-def test_no_strength_of_a_fine_grid_has_a_lower_score_on_the_breast_cancer_data(
-    penalty, count
-):
+def test_no_strength_of_a_fine_grid_has_a_lower_score_on_the_breast_cancer_data():
     X, y = PATIENTS
-    found = found_score(X, y, penalty)
-    scores = Scores(X, y, penalty).along([[t] for t in np.geomspace(1.0, 0.01, count)])
+    found = found_score(X, y, "l2")
+    scores = Scores(X, y, "l2").along([[t] for t in np.geomspace(1.0, 0.01, 181)])
     assert scores.min() > found * (1.0 - ALLOWED)
     assert scores.min() < found * 1.01
-
-
-def test_no_pair_of_strengths_on_a_grid_has_a_lower_score_on_the_breast_cancer_data():
-    """The ridge and the lasso alone are on the edges of the grid."""
-    X, y = PATIENTS
-    found = found_score(X, y, "elasticnet")
-    scores = Scores(X, y, "elasticnet")
-    lowest = min(
-        scores.along(
-            [[ridge, lasso] for lasso in [*np.geomspace(0.4, 0.02, 40), 0.0]]
-        ).min()
-        for ridge in [0.0, *np.geomspace(0.001, 0.3, 20)]
-    )
-    assert lowest > found * (1.0 - ALLOWED)
-    assert lowest < found * 1.01

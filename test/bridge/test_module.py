@@ -124,7 +124,7 @@ def test_types_have_no_constructor_and_no_other_way_to_an_instance_without_a_mod
     for kind in (RIDGE_TYPE, OBJECTIVE_TYPE):
         with pytest.raises(TypeError, match=r"^cannot create '.*' instances$"):
             kind()
-        with pytest.raises(TypeError, match="is not safe"):
+        with pytest.raises(TypeError, match=r"is not safe|cannot create"):
             object.__new__(kind)
 
 

@@ -173,7 +173,7 @@ def test_the_types_have_no_constructor():
     for kind in (trevalon_impl._WarpedLinearRegressionModel, trevalon_impl._TargetWarper):
         with pytest.raises(TypeError, match=r"^cannot create '.*' instances$"):
             kind()
-        with pytest.raises(TypeError, match="is not safe"):
+        with pytest.raises(TypeError, match=r"is not safe|cannot create"):
             object.__new__(kind)
 
 

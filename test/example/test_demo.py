@@ -1,5 +1,5 @@
 # SPDX-License-Identifier: BSD-3-Clause
-"""The demo as its user meets it: a table and pictures, or a message that says why not."""
+"""The demo as a user runs it: a table and plots, or a message with the reason."""
 
 import subprocess
 import sys
@@ -113,7 +113,7 @@ def test_the_warped_model_has_its_row_beside_regressions_with_and_without_a_map(
     assert len(rows) >= 6
     assert [row[3] for row in rows] == len(rows) // 3 * models
     density = [float(row[5]) for row in rows]
-    # The targets are skewed: a map makes them likelier.
+    # The targets are skewed: a map increases their likelihood.
     assert all(w < r for w, r in zip(density[::3], density[1::3], strict=True))
 
 

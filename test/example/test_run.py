@@ -1,8 +1,8 @@
 # SPDX-License-Identifier: BSD-3-Clause
-"""The command ./run: its help, which sets nothing up, and whose folder files belong to.
+"""The command ./run: its help, which sets nothing up, and the folder of its file names.
 
-A copy of the script runs in a folder of its own, beside nothing that it could use; a tool
-that it calls is a script that writes down its arguments.
+A copy of the script runs in a folder without other files; a tool that it calls is a script
+that records its arguments.
 """
 
 import re
@@ -78,7 +78,7 @@ def test_help_is_found_behind_other_arguments(checkout):
 
 
 def test_without_help_a_verb_sets_up(checkout):
-    """What the tests above rest on: the set-up does not get past the missing tools."""
+    """The tests above rely on this: the set-up ends at the missing tools."""
     result = call(checkout, "build")
     assert result.returncode != 0
     assert "this is not a Debian or Ubuntu machine" in result.stderr

@@ -1,5 +1,5 @@
 # SPDX-License-Identifier: BSD-3-Clause
-"""What the demo makes of a user's file: numbers, or a message that names each problem."""
+"""Reading of a user's file by the demo: numbers, or a message that names each problem."""
 
 import sys
 from pathlib import Path
@@ -13,7 +13,7 @@ TABLE = np.random.default_rng(0).normal(size=(40, 3)).round(6)
 
 @pytest.fixture(scope="module")
 def demo():
-    """The module under test, found as the demo finds it: by the folder of the script."""
+    """The module under test, imported as the demo does: from the folder of the script."""
     with pytest.MonkeyPatch.context() as patch:
         patch.syspath_prepend(ROOT / "example" / "demo")
         import table_file
@@ -161,7 +161,7 @@ def test_a_file_that_is_no_table_is_refused_with_the_reason(demo, tmp_path, line
     assert "\n" not in str(refusal.value).rstrip()
 
 
-def test_all_that_is_wrong_with_a_table_is_told_at_once(demo, tmp_path):
+def test_all_problems_of_a_table_are_reported_together(demo, tmp_path):
     rows = [f"{line},Oslo,2024-01-{k % 28 + 1:02},{k}" for k, line in enumerate(PLAIN)]
     rows[0] = "a,b,y,city,sold,rank"
     rows[7] = "0.5,,1,Bergen,2024-01-01,2"

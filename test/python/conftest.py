@@ -10,7 +10,7 @@ mpl.use("Agg")
 
 @pytest.fixture
 def regression():
-    """60 rows of 4 columns in units of very different size, two of them without effect."""
+    """60 rows of 4 columns in very different units, two of them without effect."""
     random = np.random.default_rng(11)
     X = random.normal(size=(60, 4)) * [1.0, 20.0, 0.05, 3.0] + [0.0, 100.0, 1.0, -5.0]
     y = 2.0 * X[:, 0] - 0.2 * X[:, 1] + random.normal(size=60) + 30.0

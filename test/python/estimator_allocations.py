@@ -43,7 +43,7 @@ def fit(state):
 
 
 def fit_scenario(make, data):
-    """A fit after one to other data, which stays where the second one fails."""
+    """A fit after a fit to other data, which remains if the second one fails."""
     return Scenario(
         lambda: (make().fit(*data(seed=6)), data()),
         fit,
@@ -53,7 +53,7 @@ def fit_scenario(make, data):
 
 
 def member_scenario(make, data, use):
-    """What a fitted model gives for rows."""
+    """The results of a fitted model for rows."""
     return Scenario(
         lambda: (make().fit(*data()), data()[0]),
         lambda state: use(*state),

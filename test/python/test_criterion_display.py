@@ -1,5 +1,5 @@
 # SPDX-License-Identifier: BSD-3-Clause
-"""The picture of the criterion: its values, the chosen strengths, the path of the fit."""
+"""The plot of the criterion: its values, the chosen strengths, the path of the fit."""
 
 import matplotlib.pyplot as plt
 import numpy as np
@@ -24,7 +24,7 @@ def _close_figures():
 
 @pytest.fixture
 def weak():
-    """60 rows of 2 columns of unlike lengths, with small effects that a penalty fits."""
+    """60 rows of 2 columns of different lengths, with small effects."""
     random = np.random.default_rng(3)
     X = random.normal(size=(60, 2)) * [1.0, 20.0]
     return X, 0.4 * X[:, 0] - 0.02 * X[:, 1] + random.normal(size=60)
@@ -50,7 +50,7 @@ def test_the_curve_of_a_ridge_fit_is_that_of_refits_and_least_at_the_chosen_poin
     model = RidgeRegression("loo", tol=1e-10).fit(X, y)
     display = CriterionDisplay.from_estimator(model, X, y)
     alpha, values = display.line_.get_data()
-    # Columns of one length have one strength in common, so this is the axis.
+    # Columns of equal length have the same strength: the axis shows this strength.
     for k in (0, 17, 40, -1):
         expected = leave_one_out(X, y, np.full(4, alpha[k]))
         np.testing.assert_allclose(values[k], expected, rtol=1e-8)
@@ -75,7 +75,7 @@ def test_the_path_lies_on_the_curve_and_ends_at_the_chosen_point(regression):
     assert low < factors.min() < factors.max() < high
 
 
-def test_along_one_of_several_groups_the_others_stay_where_they_are(regression):
+def test_along_one_of_several_groups_the_strengths_of_the_others_are_fixed(regression):
     X, y = regression
     model = RidgeRegression("loo", groups=HALVES, tol=1e-6).fit(X, y)
     display = CriterionDisplay.from_estimator(model, X, y, labels=["b"], n_points=9)
@@ -158,7 +158,7 @@ def test_given_strengths_have_no_path(regression):
     assert display.point_.get_xdata()[0] == 3.0
 
 
-def test_the_drawn_range_has_an_end_however_far_the_search_started(regression):
+def test_the_drawn_range_is_bounded_however_far_away_the_search_started(regression):
     model = RidgeRegression(init=1e-30).fit(*regression)
     display = CriterionDisplay.from_estimator(model, *regression)
     low, high = display.ax_.get_xlim()
@@ -167,7 +167,7 @@ def test_the_drawn_range_has_an_end_however_far_the_search_started(regression):
     assert np.isfinite(display.values).all()
 
 
-def test_it_draws_on_given_axes_and_again_and_hands_keywords_on(regression):
+def test_it_draws_on_given_axes_and_again_and_passes_keywords_on(regression):
     X, y = regression
     model = RidgeRegression(groups=HALVES).fit(X, y)
     _, axes = plt.subplots()
@@ -183,7 +183,7 @@ def test_it_draws_on_given_axes_and_again_and_hands_keywords_on(regression):
     assert len(contour.levels) <= 6
 
 
-def test_what_cannot_be_drawn_is_refused_in_a_sentence(regression, classification, skewed):
+def test_what_cannot_be_drawn_is_refused_with_a_message(regression, classification, skewed):
     X, y = regression
     draw = CriterionDisplay.from_estimator
     with pytest.raises(NotFittedError):

@@ -1,5 +1,5 @@
 # SPDX-License-Identifier: BSD-3-Clause
-"""The pictures: what they show, where they draw, and what is said without matplotlib."""
+"""The plots: what they show, where they draw, and the error without matplotlib."""
 
 import matplotlib.pyplot as plt
 import numpy as np
@@ -116,7 +116,7 @@ except ImportError as error:
 """
 
 
-def test_without_matplotlib_everything_else_works_and_a_plot_says_what_to_install():
+def test_without_matplotlib_everything_else_works_and_a_plot_names_what_to_install():
     child = run_child(["-c", WITHOUT_MATPLOTLIB])
     assert child.returncode == 0, child.stderr
     assert child.stdout.strip() == (

@@ -1,6 +1,6 @@
 # SPDX-License-Identifier: BSD-3-Clause
-"""The examples of the documentation run and print what they say, and every public class and
-method has a documentation to begin with."""
+"""The examples of the documentation run and print what they state, and every public class
+and method is documented."""
 
 import doctest
 import importlib
@@ -20,7 +20,7 @@ SECTIONS = ["Parameters", "Attributes", "Raises", "Warns", "References", "Exampl
 
 
 @pytest.mark.parametrize("name", MODULES)
-def test_the_examples_of_a_module_print_what_they_say(name):
+def test_the_examples_of_a_module_print_what_they_state(name):
     result = doctest.testmod(importlib.import_module(name), verbose=False)
     plt.close("all")
     assert result.failed == 0

@@ -1,5 +1,5 @@
 # SPDX-License-Identifier: BSD-3-Clause
-"""The estimators among the tools of scikit-learn, and every form of data they take."""
+"""The estimators with the tools of scikit-learn, and every form of data they take."""
 
 import numpy as np
 import pandas as pd
@@ -79,7 +79,7 @@ def test_every_numeric_type_is_fitted_as_its_values_in_float64(kind):
     assert found.predict(X).dtype == np.int8
 
 
-def test_nothing_that_is_given_is_written_to(case, tmp_path):
+def test_arguments_are_not_modified(case, tmp_path):
     model, X, y = case
     kept = X.copy(), y.copy()
     X.flags.writeable = y.flags.writeable = False
@@ -168,7 +168,7 @@ def test_names_reach_groups_through_a_pipeline_with_set_output(regression, kind,
     assert pipeline.score(rows, y) > 0.9
 
 
-def test_a_fit_on_a_plain_array_forgets_the_names_of_an_earlier_frame(regression):
+def test_a_fit_on_a_plain_array_drops_the_names_of_an_earlier_frame(regression):
     X, y = regression
     model = RidgeRegression().fit(pd.DataFrame(X, columns=NAMES), y)
     assert model.fit(X[:, :3], y).n_features_in_ == 3

@@ -1,9 +1,9 @@
 # SPDX-License-Identifier: BSD-3-Clause
-"""A call of an estimator that a failed allocation meets gives the right result or raises
-for want of memory: never another result, never a sentence about the data.
+"""A call of an estimator with a failed allocation gives the right result or raises an error
+of memory: never another result, never a message about the data.
 
-The process ends where OpenBLAS cannot have the buffers that a thread needs once for some
-kernels: the C library asks for them, and has no way to report that there are none."""
+The process ends if OpenBLAS cannot allocate the buffers that a thread needs once for some
+kernels: the C library allocates them, and cannot report a failure."""
 
 import estimator_allocations
 import pytest
@@ -14,8 +14,8 @@ LIMIT = 6
 THREAD_LOCAL_BUFFERS = "cannot allocate memory for thread-local data: ABORT"
 
 
-def is_for_want_of_memory(attempt):
-    """MemoryError, or what numpy and the interpreter say where they forget to say that."""
+def is_memory_error(attempt):
+    """MemoryError, or what numpy and the interpreter raise in some places instead."""
     if attempt["raised"] == "SystemError":
         return "without setting an exception" in attempt["text"] or (
             attempt["text"] == "error return without exception set"
@@ -26,12 +26,12 @@ def is_for_want_of_memory(attempt):
 
 
 @pytest.mark.parametrize("estimator", ["ridge", "logistic", "warped"])
-def test_a_failed_allocation_leaves_the_right_result_or_says_so(estimator):
+def test_a_failed_allocation_gives_the_right_result_or_raises(estimator):
     names = [name for name in estimator_allocations.SCENARIOS if estimator in name]
     num_memory_errors = 0
     for attempt in attempts("estimator_allocations", LIMIT, *names):
         if "raised" in attempt:
-            assert is_for_want_of_memory(attempt), attempt
+            assert is_memory_error(attempt), attempt
             assert attempt["kept"], attempt
             assert attempt["recovered"], attempt
             num_memory_errors += attempt["raised"] == "MemoryError"

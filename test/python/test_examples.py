@@ -17,7 +17,7 @@ def test_there_are_five_scripts():
 @pytest.mark.parametrize("script", SCRIPTS, ids=lambda script: script.stem)
 def test_a_script_is_short_and_runs_to_its_end(script, tmp_path):
     assert len(script.read_text().splitlines()) < 60
-    # What is the script's own doing, a fit that did not end among it, counts as an error.
+    # A warning that the script causes, such as one of convergence, is an error.
     child = run_child(["-W", "error:::__main__", script], tmp_path)
     assert child.returncode == 0, child.stderr
     assert re.search(r"\d\.\d", child.stdout)

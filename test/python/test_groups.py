@@ -1,5 +1,5 @@
 # SPDX-License-Identifier: BSD-3-Clause
-"""The forms of `groups`, and what is said where one does not fit the columns."""
+"""The forms of `groups`, and the messages if one does not match the columns."""
 
 import numpy as np
 import pandas as pd
@@ -36,7 +36,7 @@ def test_every_form_of_labels_gives_the_same_fit(regression, labels):
     np.testing.assert_array_equal(model.alpha_, expected.alpha_)
 
 
-def test_a_mapping_goes_by_the_names_of_the_columns(regression):
+def test_a_mapping_refers_to_the_names_of_the_columns(regression):
     X, y = regression
     labels = {"time": "b", "age": "a", "site": "a", "dose": "b"}
     expected = RidgeRegression(groups=[0, 1, 0, 1]).fit(X, y)
@@ -103,7 +103,7 @@ def test_an_error_of_a_callable_passes_unchanged(regression):
         (None, "groups must give one label per column"),
     ],
 )
-def test_what_does_not_fit_is_refused_in_words(regression, groups, text):
+def test_invalid_groups_are_refused_with_a_message(regression, groups, text):
     with pytest.raises(ValueError, match=text):
         RidgeRegression(groups=groups).fit(*regression)
 
@@ -115,7 +115,7 @@ def test_a_mapping_names_every_column_once(regression):
         RidgeRegression(groups={"sex": 0, "age": 0}).fit(frame, y)
 
 
-def test_none_is_the_label_of_columns_without_penalty_where_there_can_be_such(
+def test_none_is_the_label_of_columns_without_penalty_if_the_model_has_such(
     regression, classification
 ):
     model = LogisticRegression(groups=[None, "a", "a", "a"]).fit(*classification)

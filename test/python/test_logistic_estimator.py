@@ -1,6 +1,6 @@
 # SPDX-License-Identifier: BSD-3-Clause
 """Strengths, labels and probabilities of the logistic estimator, against another library's
-fit and against the optimality of its own objective."""
+fit and against the optimality conditions of its objective."""
 
 import numpy as np
 import pytest
@@ -17,12 +17,12 @@ ATTRIBUTES = {
     "elasticnet": {"l2_strength_", "l1_strength_"},
     "bridge": {"bridge_strength_", "bridge_exponent_"},
 }
-# The penalties with a corner at 0 often stop just short of the default tolerance.
+# The penalties with a kink at 0 often end just above the default tolerance.
 CORNERS = pytest.mark.filterwarnings("ignore::sklearn.exceptions.ConvergenceWarning")
 
 
 def penalty_slope(model, b):
-    """The derivative of the penalty in b away from 0, by the attributes' own words."""
+    """The derivative of the penalty in b away from 0, as the attributes are documented."""
     size, sign = np.abs(b), np.sign(b)
     if model.penalty == "bridge":
         q = np.where(np.isnan(model.bridge_exponent_), 1.0, model.bridge_exponent_)
@@ -64,8 +64,8 @@ def test_the_coefficients_are_a_minimum_of_the_objective(classification, penalty
     b = model.coef_[0]
     residual = expit(model.decision_function(X)) - y
     slope = X.T @ residual + penalty_slope(model, b)
-    # Near 0 the absolute value is smoothed, and its slope is another. A strength that has
-    # left the range of doubles says no more than that its column is as good as out.
+    # Near 0 the absolute value is smoothed, and its slope is another. An infinite
+    # strength means only that the coefficient of its column is practically 0.
     away = (np.abs(b * lengths) > 0.01) & np.isfinite(slope)
     assert away[0]
     np.testing.assert_allclose(slope[away] / lengths[away], 0.0, atol=1e-3)
@@ -98,7 +98,7 @@ def test_the_exponents_of_a_bridge_are_at_least_1_and_those_of_free_columns_are_
 
 @pytest.mark.parametrize("penalty", ["l2", "bridge"])
 @CORNERS
-def test_the_units_of_a_column_do_not_matter(classification, penalty):
+def test_the_fit_does_not_depend_on_the_units_of_a_column(classification, penalty):
     X, y = classification
     units = np.array([1.0, 1024.0, 1.0, 0.25])
     model = LogisticRegression(penalty).fit(X, y)
@@ -113,7 +113,7 @@ def test_the_units_of_a_column_do_not_matter(classification, penalty):
     "labels",
     [(3.0, 7.0), (-1, 1), (False, True), ("no", "yes"), (np.str_("a"), np.str_("b"))],
 )
-def test_any_two_labels_come_back_and_are_in_ascending_order(classification, labels):
+def test_any_two_labels_are_returned_and_are_in_ascending_order(classification, labels):
     X, y = classification
     model = LogisticRegression().fit(X, np.array(labels)[y])
     expected = LogisticRegression().fit(X, y)
@@ -157,7 +157,7 @@ def test_even_odds_give_the_larger_class(classification):
     assert model.predict(np.zeros((1, 4))).tolist() == [1]
 
 
-def test_three_classes_raise_the_sentence_of_scikit_learn(classification):
+def test_three_classes_raise_the_error_of_scikit_learn(classification):
     X, y = classification
     text = "Only binary classification is supported. The type of the target is multiclass."
     with pytest.raises(ValueError, match=text):
@@ -173,7 +173,7 @@ def test_one_class_and_a_continuous_target_are_refused(classification):
 
 
 @pytest.mark.parametrize("large", [1e300, 2.0**60])
-def test_numbers_too_large_not_to_be_whole_are_no_labels_as_scikit_learn_has_it(large):
+def test_floats_too_large_for_fractions_are_refused_as_labels_as_in_scikit_learn(large):
     X = np.arange(6.0)[:, np.newaxis]
     y = np.array([0.0, 1.0, 0.0, 1.0, 0.0, 1.0]) * large
     with np.errstate(invalid="ignore"):  # a cast of scikit-learn's
@@ -197,7 +197,7 @@ def test_numbers_too_large_not_to_be_whole_are_no_labels_as_scikit_learn_has_it(
     ],
     ids=lambda labels: str(labels.dtype),
 )
-def test_labels_of_every_kind_of_number_are_told_apart_and_given_back(labels):
+def test_labels_of_every_numeric_type_are_distinguished_and_returned(labels):
     codes = np.random.default_rng(0).integers(0, 2, size=60)
     X = codes[:, np.newaxis] + np.random.default_rng(1).normal(size=(60, 2))
     model = LogisticRegression().fit(X, labels[codes])

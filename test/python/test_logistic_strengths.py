@@ -1,6 +1,6 @@
 # SPDX-License-Identifier: BSD-3-Clause
-"""Strengths of the logistic estimator: given, started from, and asked about; what is told
-of a fit; and data of any size."""
+"""Strengths of the logistic estimator: given, as start point, and in criterion_at; the
+record of a fit; and data of any magnitude."""
 
 import signal
 import warnings
@@ -81,9 +81,8 @@ def test_the_strengths_of_a_fit_start_another_one_at_its_end(
         assert other.n_iter_ <= max(2, model.n_iter_ // 2)
         assert other.criterion_value_ <= model.criterion_value_ * (1.0 + 1e-4)
     start = other.history_["hyperparameters"][0]
-    np.testing.assert_allclose(
-        np.abs(start), np.abs(model.history_["hyperparameters"][-1]), rtol=1e-6
-    )
+    end = model.history_["hyperparameters"][model.history_["value"].argmin()]
+    np.testing.assert_allclose(np.abs(start), np.abs(end), rtol=1e-6)
 
 
 def test_a_warm_start_goes_on_from_the_fit_before(classification):
@@ -169,7 +168,7 @@ def test_the_gradient_vanishes_where_the_search_has_ended(classification, penalt
     ],
 )
 @pytest.mark.parametrize("name", ["strength", "init"])
-def test_strengths_that_are_none_are_refused_by_name(
+def test_invalid_strengths_are_refused_by_name(
     classification, name, penalty, strength, text
 ):
     X, y = classification
@@ -222,7 +221,7 @@ def test_degrees_of_freedom_go_from_none_to_all_of_the_columns(classification):
     assert counts == sorted(counts)
 
 
-def test_each_iteration_is_told_on_standard_error(classification, capsys):
+def test_each_iteration_is_reported_on_standard_error(classification, capsys):
     model = LogisticRegression(verbose=1).fit(*classification)
     lines = capsys.readouterr().err.splitlines()
     assert len(lines) == model.n_iter_
@@ -235,8 +234,7 @@ class Stop(BaseException):
 
 
 def test_a_signal_ends_a_fit_and_leaves_the_estimator_as_it_was(classification):
-    """The handler runs in the course of the fit, which takes seconds; it is not waited for
-    the end."""
+    """The handler runs during the fit, which takes seconds, and not after it."""
     random = np.random.default_rng(0)
     X = random.normal(size=(60_000, 60))
     y = (X[:, 0] + random.normal(size=60_000) > 0).astype(int)
@@ -328,7 +326,7 @@ def test_a_fit_that_fails_leaves_the_estimator_as_it_was(classification):
     assert all(vars(model)[name] is value for name, value in before.items())
 
 
-def test_a_fit_cut_short_warns_at_the_call_of_fit_and_says_what_helps(classification):
+def test_a_fit_that_ends_early_warns_at_the_call_of_fit_and_names_a_remedy(classification):
     with pytest.warns(ConvergenceWarning, match="Use a larger max_iter") as caught:
         LogisticRegression(max_iter=1).fit(*classification)
     assert caught[0].filename == __file__

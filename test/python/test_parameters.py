@@ -1,5 +1,5 @@
 # SPDX-License-Identifier: BSD-3-Clause
-"""Parameters that are refused, starting points, and the warning of a fit cut short."""
+"""Parameters that are refused, starting points, and the warning without convergence."""
 
 import numpy as np
 import pandas as pd
@@ -60,7 +60,7 @@ def test_a_parameter_outside_of_its_range_is_refused_by_name(
         (WarpedLinearRegression, "n_steps", [0, -1, 101, 1.0, "1", True, None, 10**30]),
     ],
 )
-def test_a_choice_that_there_is_not_is_refused_by_name(data, kind, name, values):
+def test_an_unknown_choice_is_refused_by_name(data, kind, name, values):
     for value in values:
         with pytest.raises(ValueError, match=f"The '{name}' parameter of {kind.__name__}"):
             fit(kind, data, **{name: value})
@@ -83,7 +83,7 @@ def test_every_form_of_init_starts_the_same_search(data, kind):
 
 
 @pytest.mark.parametrize("kind", REGRESSORS)
-def test_an_init_of_the_wrong_length_says_how_many_there_are(data, kind):
+def test_an_init_of_the_wrong_length_is_refused_with_the_right_one(data, kind):
     has = {
         RidgeRegression: "4 columns in 1 group:",
         LogisticRegression: "1 hyperparameters",
@@ -103,7 +103,7 @@ def test_an_error_of_an_init_passes_unchanged(data, kind):
 
 
 @pytest.mark.parametrize("kind", REGRESSORS)
-def test_a_fit_that_does_not_end_warns_and_says_what_to_try(data, kind):
+def test_a_fit_without_convergence_warns_and_names_a_remedy(data, kind):
     with pytest.warns(ConvergenceWarning, match="before its tolerance was met") as caught:
         model = fit(kind, data, tol=1e-300)
     assert not model.converged_
@@ -112,12 +112,12 @@ def test_a_fit_that_does_not_end_warns_and_says_what_to_try(data, kind):
 
 
 @pytest.mark.parametrize("kind", ESTIMATORS)
-def test_a_fit_that_ends_says_so(data, kind):
+def test_a_converged_fit_reports_it(data, kind):
     assert fit(kind, data).converged_ is True
 
 
 @pytest.mark.parametrize("kind", ESTIMATORS)
-def test_an_unfitted_estimator_says_so(data, kind):
+def test_an_unfitted_estimator_raises_not_fitted(data, kind):
     names = {"predict", "predict_proba", "decision_function", "predict_log_proba",
              "predict_interval"} & set(dir(kind))  # fmt: skip
     assert "predict" in names
@@ -129,7 +129,7 @@ def test_an_unfitted_estimator_says_so(data, kind):
 
 @pytest.mark.parametrize("kind", ESTIMATORS)
 @pytest.mark.parametrize("value", [np.nan, np.inf, -np.inf])
-def test_rows_that_are_not_finite_raise_the_sentences_of_scikit_learn(data, kind, value):
+def test_rows_that_are_not_finite_raise_the_errors_of_scikit_learn(data, kind, value):
     model = fit(kind, data)
     X = data[0].copy()
     X[5, 2] = value
@@ -170,7 +170,7 @@ def test_what_is_refused_does_not_reach_the_extension_module(
 
 
 class Untouchable:
-    """In the place of a model of the extension module, or of a function of the core."""
+    """Replaces a model of the extension module, or a function of the core."""
 
     def __init__(self, *data, **_):
         if data:
@@ -182,8 +182,8 @@ class Untouchable:
 
 @pytest.mark.parametrize("columns", [10, 64])
 @pytest.mark.parametrize("bad", REFUSED_DATA.values(), ids=REFUSED_DATA.keys())
-def test_of_many_rows_too_the_sentence_is_that_of_scikit_learn(bad, columns):
-    """Of those with few columns it is the extension module that finds it."""
+def test_the_message_for_many_rows_is_that_of_scikit_learn(bad, columns):
+    """With few columns the core makes this check."""
     which, value, text = bad
     random = np.random.default_rng(0)
     X = random.normal(size=(10_000, columns))
@@ -209,7 +209,7 @@ def test_a_fit_that_fails_leaves_the_estimator_as_it_was(data, kind):
     assert all(vars(model)[name] is value for name, value in before.items())
 
 
-def test_rows_whose_sum_overflows_are_not_called_infinite(regression):
+def test_rows_whose_sum_overflows_are_not_reported_as_infinite(regression):
     X, y = regression
     with pytest.raises(ValueError, match="squares of X or y overflow"):
         RidgeRegression().fit(np.abs(X) * (1e308 / np.abs(X).max()), y)
@@ -235,7 +235,7 @@ def test_a_prediction_of_finite_rows_may_leave_the_range_of_doubles(regression):
 
 
 @pytest.mark.parametrize("kind", REGRESSORS)
-def test_data_whose_squares_overflow_are_refused_in_words(data, kind):
+def test_data_whose_squares_overflow_are_refused_with_a_message(data, kind):
     X, y = data
     with pytest.raises(ValueError, match="squares of X or y overflow"):
         fit(kind, (X * 1e160, y))

@@ -1,6 +1,6 @@
 # SPDX-License-Identifier: BSD-3-Clause
-"""Fitted estimators keep arrays only, and predict bit for bit the same after a round trip,
-in this process and in a new one."""
+"""Fitted estimators hold arrays only, and predict bitwise the same after pickling, in this
+process and in a new one."""
 
 import copy
 import pickle
@@ -12,7 +12,7 @@ from package_support import run_child
 
 from trevalon import LogisticRegression, RidgeRegression, WarpedLinearRegression
 
-# Loads an estimator and rows, and writes what every prediction method gives.
+# Loads an estimator and rows, and writes the results of every prediction method.
 PREDICT = """
 import pickle, sys
 import joblib
@@ -105,7 +105,7 @@ def test_a_fitted_estimator_holds_arrays_and_plain_values_only(case):
         assert isinstance(leaf, np.ndarray | np.generic | bool | int | float | str | None)
 
 
-def test_a_pickled_ridge_leaves_the_training_data_behind(regression):
+def test_a_pickled_ridge_does_not_contain_the_training_data(regression):
     X, y = np.tile(regression[0], (50, 1)), np.tile(regression[1], 50)
     model = RidgeRegression().fit(X, y)
     assert len(pickle.dumps(model)) < X.nbytes

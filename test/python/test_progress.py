@@ -1,5 +1,5 @@
 # SPDX-License-Identifier: BSD-3-Clause
-"""What a fit tells while it runs and when it ends, and how it is ended from outside."""
+"""Progress and result messages of a fit, and its interruption."""
 
 import os
 import pickle
@@ -18,7 +18,7 @@ from trevalon import RidgeRegression
 
 
 class Recorder:
-    """A callback that notes the tasks, and does what it is told at the end of one."""
+    """A callback that records the tasks and runs a given action at the end of one."""
 
     def __init__(self, at_iteration=None, action=None):
         self.at_iteration = at_iteration
@@ -44,7 +44,7 @@ class Recorder:
 
 
 class PropagatedRecorder(Recorder):
-    """One that meta-estimators hand on to what they fit."""
+    """A callback that meta-estimators pass on to the estimators that they fit."""
 
     max_propagation_depth = None
 
@@ -82,18 +82,18 @@ def start_ratio(model):
 
 
 @pytest.mark.parametrize("verbose", [-1, 0.5, "yes", None])
-def test_a_verbosity_that_there_is_not_is_refused(regression, verbose):
+def test_an_invalid_verbosity_is_refused(regression, verbose):
     with pytest.raises(ValueError, match="'verbose' parameter"):
         RidgeRegression(verbose=verbose).fit(*regression)
 
 
 @pytest.mark.parametrize("max_iter", [0, -1, 1.5, True, 10**10])
-def test_a_limit_that_there_is_not_is_refused(regression, max_iter):
+def test_an_invalid_limit_is_refused(regression, max_iter):
     with pytest.raises(ValueError, match="'max_iter' parameter"):
         RidgeRegression(max_iter=max_iter).fit(*regression)
 
 
-def test_the_limit_of_iterations_is_named_with_what_helps(regression, model):
+def test_the_limit_of_iterations_is_named_with_a_remedy(regression, model):
     with pytest.warns(ConvergenceWarning, match=r"max_iter .* larger max_iter"):
         model.set_params(max_iter=1).fit(*regression)
     assert (model.n_iter_, model.convergence_) == (1, "limit reached")

@@ -21,7 +21,7 @@ class Solve:
 
     alpha b^2 = (sqrt(alpha) b)^2: columns over the roots of their strengths share the
     strength 1.
-    A strength of 0 cannot be had so; 1e-10 of the column's square is as good as none.
+    This excludes a strength of 0; 1e-10 of the column's square stands for it.
     """
 
     def __init__(self, X, y, alpha, fit_intercept):
@@ -91,7 +91,7 @@ def test_leverages_are_the_response_of_predictions_to_their_own_targets(
     assert model.effective_dof_ == pytest.approx(np.trace(H), rel=1e-9)
 
 
-def test_leverages_stand_dependent_columns_and_more_columns_than_rows(regression):
+def test_leverages_are_right_for_dependent_columns_and_more_columns_than_rows(regression):
     X, y = regression
     doubled = np.column_stack([X, X[:, 0]])
     wide = np.random.default_rng(3).normal(size=(12, 30))
@@ -168,7 +168,7 @@ def test_the_strength_found_is_a_minimum_of_the_leave_one_out_error():
     assert error(1.0) < error(1.0 / 1.05)
 
 
-def test_the_units_of_a_column_do_not_matter(regression):
+def test_the_fit_does_not_depend_on_the_units_of_a_column(regression):
     X, y = regression
     units = np.array([1.0, 1024.0, 1.0, 1.0])
     model = RidgeRegression(groups="none").fit(X, y)
@@ -178,7 +178,7 @@ def test_the_units_of_a_column_do_not_matter(regression):
 
 
 def reported(model):
-    """All fitted attributes, whole arrays among them."""
+    """All fitted attributes, arrays included."""
     return {
         name: value
         for name, value in vars(model).items()
@@ -223,7 +223,7 @@ def test_a_second_fit_has_its_own_diagnostics(regression):
     np.testing.assert_array_equal(model.loo_residuals_, expected.loo_residuals_)
 
 
-def test_range_risk_says_what_it_cannot_work_with(regression):
+def test_range_risk_names_the_data_that_it_refuses(regression):
     X, y = regression
     doubled = np.column_stack([X, 2.0 * X[:, 1]])
     with pytest.raises(ValueError, match=r"depend on the columns before them: \[4\]"):

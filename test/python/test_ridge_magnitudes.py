@@ -1,5 +1,5 @@
 # SPDX-License-Identifier: BSD-3-Clause
-"""Ridge fits of data of any magnitude: finite results, or a refusal with a sentence."""
+"""Ridge fits of data of any magnitude: finite results, or a refusal with a message."""
 
 import itertools
 import warnings
@@ -21,7 +21,7 @@ def make_problem():
 
 
 def check(model, X, y):
-    """The fit ends, and what it reports is finite; or it says what is wrong."""
+    """The fit ends and reports finite numbers, or it raises an error with the reason."""
     try:
         with warnings.catch_warnings(), np.errstate(all="raise"):
             warnings.simplefilter("ignore", ConvergenceWarning)

@@ -115,7 +115,7 @@ def test_effective_dof_of_a_group_are_its_part_in_the_trace_of_the_hat_matrix(
     assert model.effective_dof_ == pytest.approx(np.sum(model.leverage_), rel=1e-9)
 
 
-def test_without_penalties_dependent_columns_share_their_coefficient():
+def test_without_penalties_equal_columns_get_equal_coefficients():
     X, y = make_problem((30, 3))
     model = RidgeRegression(alpha=0.0).fit(np.column_stack([X, X[:, 0]]), y)
     coef, intercept = augmented_solve(X, y, np.zeros(3))
@@ -133,7 +133,7 @@ def test_strengths_for_groups_stand_in_the_order_of_their_labels():
 
 
 @pytest.mark.parametrize("alpha", [-1.0, np.nan, np.inf, [1.0, 2.0], "1", [[1.0] * 6]])
-def test_strengths_that_there_are_not_are_refused(alpha):
+def test_invalid_strengths_are_refused(alpha):
     X, y = make_problem((40, 6))
     with pytest.raises(ValueError, match="alpha"):
         RidgeRegression(alpha=alpha).fit(X, y)
@@ -206,7 +206,7 @@ def test_a_number_of_wide_data_has_the_gradient_of_its_columns_summed(criterion)
     assert slope == pytest.approx(np.sum(gradient), rel=1e-6)
 
 
-def test_the_criterion_does_not_need_a_fit_and_leaves_the_estimator_alone():
+def test_the_criterion_does_not_need_a_fit_and_does_not_change_the_estimator():
     X, y = make_problem((40, 6))
     model = RidgeRegression(groups=2)
     with pytest.raises(ValueError, match="is not fitted"):
@@ -236,7 +236,7 @@ def test_a_warm_start_is_an_init_with_the_strengths_of_the_fit_before():
     model.fit(X, y + 0.01 * X[:, 0])
     expected = RidgeRegression(init=strengths, groups="none").fit(X, y + 0.01 * X[:, 0])
     np.testing.assert_array_equal(model.coef_, expected.coef_)
-    # Of another number of columns nothing is known.
+    # The strengths of another number of columns are no start.
     model.fit(X[:, :3], y)
     expected = RidgeRegression(groups="none").fit(X[:, :3], y)
     np.testing.assert_array_equal(model.coef_, expected.coef_)

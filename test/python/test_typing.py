@@ -1,6 +1,6 @@
 # SPDX-License-Identifier: BSD-3-Clause
-"""The package is marked as typed, and the stub of the extension module tells what the
-module holds."""
+"""The package is marked as typed, and the stub of the extension module lists the contents
+of the module."""
 
 import ast
 from importlib.resources import files

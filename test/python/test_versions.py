@@ -1,5 +1,5 @@
 # SPDX-License-Identifier: BSD-3-Clause
-"""What a report of a problem holds."""
+"""The information for a bug report."""
 
 from importlib import metadata
 

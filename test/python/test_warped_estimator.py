@@ -27,7 +27,7 @@ def density(model, row):
 
 
 def integral(model, row, function):
-    """Of function times density over what holds all but 1e-14 of the distribution."""
+    """Of function times density, over all but 1e-14 of the distribution."""
     knots = model.predict_quantile(row, [5e-15, 0.01, 0.2, 0.5, 0.8, 0.99, 1 - 5e-15])[0]
     p = density(model, row)
     return sum(
@@ -43,7 +43,7 @@ def test_mean_and_standard_deviation_are_integrals_of_the_predictive_density(
     row = skewed[0][[i]]
     mean, std = model.predict(row, return_std=True)
     assert integral(model, row, lambda y: 1.0) == pytest.approx(1.0, abs=1e-8)
-    # 21 points do not follow the bend of the map exactly.
+    # 21 points do not resolve the curvature of the map exactly.
     expected = integral(model, row, lambda y: y)
     assert mean[0] == pytest.approx(expected, rel=1e-2)
     variance = integral(model, row, lambda y: (y - expected) ** 2)
@@ -118,7 +118,7 @@ def test_predictions_are_those_of_the_extension_module(
     np.testing.assert_allclose(model.warper_.derivative(y), slopes, rtol=1e-7)
 
 
-def test_latent_deviations_stand_nearly_dependent_columns():
+def test_latent_deviations_are_accurate_for_nearly_dependent_columns():
     random = np.random.default_rng(1)
     first = random.normal(size=80)
     X = np.column_stack([first, first + 1e-6 * random.normal(size=80)])
@@ -191,7 +191,7 @@ def test_two_fits_of_the_same_data_are_the_same(skewed, model):
     np.testing.assert_array_equal(other.coef_, model.coef_)
 
 
-def test_what_cannot_be_fitted_is_refused_in_words(skewed):
+def test_what_cannot_be_fitted_is_refused_with_a_message(skewed):
     X, y = skewed
     with pytest.raises(ValueError, match="the target is constant"):
         WarpedLinearRegression().fit(X, np.full(150, 3.0))
@@ -234,7 +234,7 @@ def test_the_latent_variance_is_that_of_the_inverse_of_the_centered_product(
     y = np.exp(random.normal(size=n) / 3)
     model = WarpedLinearRegression(fit_intercept=fit_intercept).fit(X, y)
     Z = X - X.mean(axis=0) if fit_intercept else X
-    # Takes back the rounding of the means.
+    # Corrects the rounding of the means.
     Z = Z - Z.mean(axis=0) if fit_intercept else Z
     rotated, triangle = np.linalg.qr(Z / np.linalg.norm(Z, axis=0))
     expected = model.noise_variance_ * (1.0 + np.square(rotated).sum(axis=1))
@@ -258,7 +258,7 @@ def test_log_likelihood_and_criterion_are_those_of_the_training_targets(skewed):
     assert model.effective_dof_ == 3.0
 
 
-def test_units_of_the_target_move_the_log_likelihood_by_their_logarithm(
+def test_units_of_the_target_shift_the_log_likelihood_by_their_logarithm(
     skewed,
 ):
     X, y = skewed
@@ -269,7 +269,7 @@ def test_units_of_the_target_move_the_log_likelihood_by_their_logarithm(
     assert other.criterion_value_ == pytest.approx(model.criterion_value_ + shift, rel=1e-9)
 
 
-def test_the_history_leads_from_the_start_point_to_the_map(skewed):
+def test_the_history_begins_at_the_start_point_and_ends_at_the_map(skewed):
     model = WarpedLinearRegression(init=[0.5, 0.8, 0.1]).fit(*skewed)
     path = model.history_["hyperparameters"]
     assert path[0].tolist() == [0.5, 0.8, 0.1]
@@ -286,7 +286,7 @@ def test_the_history_leads_from_the_start_point_to_the_map(skewed):
     assert value[-1] + shift == pytest.approx(model.criterion_value_, abs=1e-4)
 
 
-def test_a_warm_start_goes_on_from_the_last_map(skewed):
+def test_a_warm_start_begins_at_the_last_map(skewed):
     model = WarpedLinearRegression(init=0.5, warm_start=True).fit(*skewed)
     first = model.warper_
     model.fit(*skewed)
@@ -306,7 +306,7 @@ def test_a_limit_on_iterations_ends_the_fit_and_is_named(skewed):
     assert np.isfinite(model.predict(skewed[0])).all()
 
 
-def test_each_iteration_writes_a_line_where_it_is_asked_for(skewed, capfd):
+def test_each_iteration_of_a_verbose_fit_writes_a_line(skewed, capfd):
     model = WarpedLinearRegression(verbose=1).fit(*skewed)
     lines = capfd.readouterr().err.splitlines()
     assert len(lines) == model.n_iter_
@@ -319,7 +319,7 @@ SCALES = [1e-320, 1e-310, 1e-300, 1e-200, 1e-160, 1e-100, 1e100, 1e150, 1e160, 1
 
 
 def fit_or_refusal(normalize, X, y):
-    """A fitted model, or the sentence why there is none."""
+    """A fitted model, or the error message."""
     with warnings.catch_warnings():
         warnings.simplefilter("ignore", ConvergenceWarning)
         try:
@@ -331,7 +331,7 @@ def fit_or_refusal(normalize, X, y):
 @pytest.mark.parametrize("scale", SCALES)
 @pytest.mark.parametrize("scaled", ["X", "y"])
 @pytest.mark.parametrize("normalize", [True, False])
-def test_data_of_any_size_are_fitted_in_finite_numbers_or_refused_in_words(
+def test_data_of_any_size_are_fitted_in_finite_numbers_or_refused_with_a_message(
     skewed, scale, scaled, normalize
 ):
     X, y = skewed
@@ -339,7 +339,7 @@ def test_data_of_any_size_are_fitted_in_finite_numbers_or_refused_in_words(
     model = fit_or_refusal(normalize, X, y)
     if isinstance(model, str):
         assert "cannot be fitted: " in model
-        # Sizes with room on both sides are no reason to refuse.
+        # Data far from both ends of the range must be fitted.
         assert not (normalize and 1e-300 <= scale <= 1e150)
         return
     assert np.isfinite(model.coef_).all()

@@ -26,7 +26,9 @@ parameter = st.floats(-30.0, 30.0)
     st.floats(1e-3, 1e3),
     st.lists(st.floats(-1e4, 1e4), max_size=20),
 )
-def test_the_inverse_meets_its_latent_value_to_within_rounding(steps, shift, scale, latent):
+def test_the_map_of_the_inverse_is_the_latent_value_to_within_rounding(
+    steps, shift, scale, latent
+):
     steps = warper(np.reshape(steps, (-1, 3)).ravel(), shift, scale)
     z = np.array(latent)
     u = (steps.inverse_transform(z) - shift) / scale

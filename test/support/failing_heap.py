@@ -80,7 +80,9 @@ class Heap:
         try:
             result = function(*arguments)
         except BaseException as raised:  # whatever it is: it is told
-            error = raised
+            # The traceback holds this frame, and the frame the error. Python 3.13 and 3.14
+            # do not collect such a cycle of a MemoryError.
+            error = raised.with_traceback(None)
         requests = self._disarm()
         return result, error, requests
 

@@ -8,7 +8,6 @@
 #include <utility>
 
 #include "optimization/optimizer_error.h"
-#include "optimization/variable_order.h"
 #include "python/array_conversion.h"
 #include "python/strided_copy.h"
 
@@ -122,31 +121,24 @@ void python_observer::check() {
   if (PyErr_CheckSignals() != 0) throw python_error{};
 }
 
-void python_observer::set_order(const_index_view order) {
-  order_.assign(order.begin(), order.end());
-}
-
 void python_observer::observe_iteration(const iteration_record& record) {
   // The history is that of the last run.
   if (record.iteration == 0)
     for (std::vector<double>* kept : {&values_, &gradient_norms_, &radii_, &points_})
       kept->clear();
-  dense_vector point{record.x};
-  if (!order_.empty())
-    to_caller({order_.data(), static_cast<index_t>(order_.size())}, record.x, point);
   values_.push_back(record.value);
   gradient_norms_.push_back(record.gradient_max);
   radii_.push_back(record.radius);
-  points_.insert(points_.end(), point.begin(), point.end());
+  points_.insert(points_.end(), record.x.begin(), record.x.end());
   if (!callable_) return;
-  has_stopped_ = call(record, point);
+  has_stopped_ = call(record);
   // Ends the run at the point that it has.
   if (has_stopped_) throw optimizer_iteration_limit_error{};
 }
 
-bool python_observer::call(const iteration_record& record, const_vector_view point) const {
+bool python_observer::call(const iteration_record& record) const {
   const acquired_lock lock;
-  const python_object hyperparameters = to_numpy_vector(point);
+  const python_object hyperparameters = to_numpy_vector(record.x);
   const python_object answer{
       PyObject_CallFunction(callable_->get(), "idddO", record.iteration, record.value,
                             record.gradient_max, record.radius, hyperparameters.get())};

@@ -124,7 +124,6 @@ class python_observer final : public run_observer {
   // Throws python_error where a signal handler raised, which Ctrl-C makes one do. Takes the
   // lock at most once in 50 ms.
   void check() override;
-  void set_order(const_index_view order) override;
   void observe_iteration(const iteration_record& record) override;
 
   // value, gradient_norm, radius: (k,); hyperparameters: (k, q). Under the lock.
@@ -133,11 +132,10 @@ class python_observer final : public run_observer {
   bool has_stopped() const { return has_stopped_; }
 
  private:
-  bool call(const iteration_record& record, const_vector_view point) const;
+  bool call(const iteration_record& record) const;
 
   std::optional<python_object> callable_;
   std::chrono::steady_clock::time_point next_check_;
-  std::vector<index_t> order_;
   std::vector<double> values_;
   std::vector<double> gradient_norms_;
   std::vector<double> radii_;

@@ -24,48 +24,11 @@ void for_each_grouped_weight(const variable_mapping& mapping, Visit visit) {
     for (const index_t k : mapping.groups()[g]) visit(static_cast<index_t>(g), k);
 }
 
-// A weight outside of every group is that of no strength.
-class fixed_powers final : public weight_penalty {
- public:
-  fixed_powers(const variable_mapping& mapping, const_vector_view lambda,
-               const_vector_view alpha, double threshold, smoothing_basis basis)
-      : weight_penalty{std::abs(threshold)},
-        groups_(static_cast<std::size_t>(mapping.size()), 0),
-        strengths_(static_cast<std::size_t>(mapping.size()), 0.0),
-        alpha_{alpha},
-        phi_{alpha_, threshold, basis, 0, scratch_} {
-    for_each_grouped_weight(mapping, [&](index_t group, index_t k) {
-      groups_[static_cast<std::size_t>(k)] = group;
-      strengths_[static_cast<std::size_t>(k)] = lambda[group] * lambda[group];
-    });
-  }
-  slope_and_curvature at(index_t k, double w) const override {
-    const double strength = strengths_[static_cast<std::size_t>(k)];
-    if (strength == 0.0) return {0.0, 0.0};
-    const index_t group = groups_[static_cast<std::size_t>(k)];
-    return {strength * phi_.derivative<1, 0>(group, w),
-            strength * phi_.derivative<2, 0>(group, w)};
-  }
-
- private:
-  std::vector<index_t> groups_;
-  std::vector<double> strengths_;
-  dense_vector alpha_;
-  scoped_allocator scratch_;
-  smoothed_powers phi_;
-};
-
 }  // namespace
 
 bridge_regularizer::bridge_regularizer(variable_mapping&& mapping,
                                        double smoothing_threshold)
     : mapping_{std::move(mapping)}, smoothing_threshold_{smoothing_threshold} {}
-
-std::shared_ptr<const regularizer> bridge_regularizer::reordered(
-    const_index_view weights, const_index_view groups) const {
-  return std::make_shared<bridge_regularizer>(mapping_.reordered(weights, groups),
-                                              smoothing_threshold_);
-}
 
 void bridge_regularizer::initialize_hyperparameters(vector_view theta) const {
   std::fill(theta.begin(), theta.end(), 0.5);
@@ -128,12 +91,6 @@ regularizer_status bridge_regularizer::build_hessian(const_vector_view theta,
     return lambda * lambda * phi.derivative<m, 2>(group, w[k]);
   };
   return build_hyperparameter_pair_rows(mapping_, num_kinds, entry, out);
-}
-
-std::unique_ptr<const weight_penalty> bridge_regularizer::at_hyperparameters(
-    const_vector_view theta) const {
-  return std::make_unique<fixed_powers>(mapping_, theta, alpha_of(theta),
-                                        smoothing_threshold_, basis_);
 }
 
 // What follows gives each operation of the interface its order of differentiation.

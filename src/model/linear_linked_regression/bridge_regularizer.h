@@ -23,15 +23,9 @@ class bridge_regularizer final : public regularizer {
   bridge_regularizer(variable_mapping&& mapping, double smoothing_threshold);
 
   const variable_mapping& mapping() const override { return mapping_; }
-  std::shared_ptr<const regularizer> reordered(const_index_view weights,
-                                               const_index_view groups) const override;
   index_t num_hyperparameters() const override { return 2 * num_groups(); }
   // 0.5 for every lambda and every alpha
   void initialize_hyperparameters(vector_view theta) const override;
-  // With alpha = 0 it is the lasso, which starts where it does by itself.
-  std::vector<special_case> special_cases() const override {
-    return {{0, num_groups(), 1.0}};
-  }
 
   bool compute_value(const_vector_view theta, const_vector_view w,
                      double& value) const override;
@@ -54,10 +48,6 @@ class bridge_regularizer final : public regularizer {
       const_vector_view theta, const_vector_view w, sparse_matrix& out) const override;
   regularizer_status compute_third_derivative_hyperparameter_derivative(
       const_vector_view theta, const_vector_view w, sparse_matrix& out) const override;
-
-  double zone() const override { return std::abs(smoothing_threshold_); }
-  std::unique_ptr<const weight_penalty> at_hyperparameters(
-      const_vector_view theta) const override;
 
   bool has_third_derivative() const override { return true; }
   bool has_fourth_derivative() const override { return true; }

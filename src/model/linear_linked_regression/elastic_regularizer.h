@@ -5,9 +5,6 @@
 // holds the a of every group, then the b of every group.
 #pragma once
 
-#include <memory>
-#include <vector>
-
 #include "model/linear_linked_regression/penalty_terms.h"
 #include "model/linear_linked_regression/squared_strength_regularizer.h"
 
@@ -21,12 +18,8 @@ class elastic_regularizer final
  public:
   elastic_regularizer(variable_mapping&& mapping, double smoothing_threshold);
 
-  std::shared_ptr<const regularizer> reordered(const_index_view weights,
-                                               const_index_view groups) const override;
   // 0.5 for every a and every b
   void initialize_hyperparameters(vector_view theta) const override;
-  // The ridge and the lasso, which start where they do by themselves.
-  std::vector<special_case> special_cases() const override;
 };
 
 }  // namespace corvane::model

@@ -12,12 +12,6 @@ lasso_regularizer::lasso_regularizer(variable_mapping&& mapping, double smoothin
     : squared_strength_regularizer{std::move(mapping),
                                    smoothed_absolute_value{smoothing_threshold}} {}
 
-std::shared_ptr<const regularizer> lasso_regularizer::reordered(
-    const_index_view weights, const_index_view groups) const {
-  return std::make_shared<lasso_regularizer>(mapping().reordered(weights, groups),
-                                             term<smoothed_absolute_value>().threshold());
-}
-
 void lasso_regularizer::initialize_hyperparameters(vector_view theta) const {
   std::fill(theta.begin(), theta.end(), 1.0);
 }

@@ -5,8 +5,6 @@
 // shrinks weights towards zero and does not set them to it.
 #pragma once
 
-#include <memory>
-
 #include "model/linear_linked_regression/penalty_terms.h"
 #include "model/linear_linked_regression/squared_strength_regularizer.h"
 
@@ -20,8 +18,6 @@ class lasso_regularizer final
  public:
   lasso_regularizer(variable_mapping&& mapping, double smoothing_threshold);
 
-  std::shared_ptr<const regularizer> reordered(const_index_view weights,
-                                               const_index_view groups) const override;
   // 1.0 for every lambda
   void initialize_hyperparameters(vector_view theta) const override;
 };

@@ -28,8 +28,7 @@ struct linear_linked_regression_model_options {
   std::shared_ptr<const linear_loss_link> loss_link;
   std::shared_ptr<trust_region_optimizer> outer_optimizer;  // over theta
   std::shared_ptr<trust_region_optimizer> inner_optimizer;  // over w
-  // Writes the start value of theta, from which the one run is made. Empty means the start
-  // of the penalty, and runs by way of what is simpler within the penalty as well.
+  // Writes the start value of theta. Empty means the start of the penalty.
   std::function<void(vector_view)> initializer;
   interruption* interrupt = nullptr;  // not owned; asked in each loop over observations
 };
@@ -43,8 +42,8 @@ class linear_linked_regression_model_descriptor {
 
   // `penalty` has one variable per column of the normalized design, the bias last; null
   // means a ridge over one group. Throws what the normalizer throws, what the initializer
-  // throws, and optimizer_undefined_error where no start value gives a defined score. A
-  // tolerance that was not met shows in the result alone.
+  // throws, and optimizer_undefined_error where the score is undefined at the start value.
+  // A tolerance that was not met shows in the result alone.
   linear_linked_regression_model fit(const_vector_view y, const_matrix_view X,
                                      std::shared_ptr<const regularizer> penalty = {}) const;
 

@@ -7,8 +7,9 @@
 //   l1          strength_j |b|
 //   elasticnet  strength_j b^2 / 2 + second strength_j |b|
 //   bridge      strength_j |b|^exponent_j
-// A weight w_j = b_j length_j is smoothed as the penalties say. Tables of strengths have a
-// row per column of X and a column per kind: one for l2 and l1; l2, l1; strength, exponent.
+// For l1 and elastic net this is exact, and leave-one-out that of path/sparse_report.h; a
+// bridge is smoothed in the weights w_j = b_j length_j. Tables of strengths have a row per
+// column of X and a column per kind: one for l2 and l1; l2, l1; strength, exponent.
 #pragma once
 
 #include "model/linear_linked_regression/penalty_mode.h"
@@ -61,9 +62,9 @@ struct logistic_report {
   iteration_history history;  // of the search
 };
 
-// Chooses the strengths, G of each kind per normalized column. The search starts at the
-// geometric mean of the roots that `start` has in each group, or where the penalty does by
-// itself where `start` is empty. Throws std::invalid_argument and invalid_target_error for
+// Chooses the strengths, G of each kind per normalized column. One run starts at the
+// geometric mean of the roots that `start` has in each group; where `start` is empty the
+// search finds its start. Throws std::invalid_argument and invalid_target_error for
 // data that cannot be fitted, optimizer_undefined_error where no start gives a score, and
 // std::range_error where a coefficient is beyond the range of doubles.
 logistic_report fit_logistic(logistic_data&& data, const logistic_options& options,

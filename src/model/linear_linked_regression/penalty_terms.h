@@ -14,13 +14,12 @@
 
 namespace corvane::model {
 
-// A term tells its derivatives of order 1 to 4, its `zone` around zero outside of which
+// A term tells its derivatives of order 1 to 4, the zone around zero outside of which
 // some of them vanish, and the order of its highest derivative that is not zero everywhere.
 class quadratic_term {
  public:
   static constexpr int highest_order = 2;
   static constexpr bool vanishes_outside_zone(int order) { return order > highest_order; }
-  static double zone() { return 0.0; }
   static bool is_in_zone(double /*w*/) { return false; }
 
   // lambda^2 psi(w)
@@ -47,7 +46,6 @@ class smoothed_absolute_value {
   explicit smoothed_absolute_value(double s);
 
   double threshold() const { return threshold_; }
-  double zone() const { return std::abs(threshold_); }
   bool is_in_zone(double w) const { return is_in_smoothing_zone(w, threshold_); }
   const_vector_view coefficients() const {
     return {coefficients_.data(), num_smoothing_coefficients};

@@ -27,9 +27,4 @@ regularizer_status regularizer::compute_third_derivative_hyperparameter_derivati
   return regularizer_status::identically_zero;
 }
 
-std::unique_ptr<const weight_penalty> regularizer::at_hyperparameters(
-    const_vector_view /*theta*/) const {
-  return nullptr;
-}
-
 }  // namespace corvane::model

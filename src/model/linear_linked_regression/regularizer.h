@@ -11,23 +11,12 @@
 #pragma once
 
 #include <cstdint>
-#include <memory>
-#include <vector>
 
 #include "model/linear_linked_regression/sparse_matrix.h"
-#include "model/linear_linked_regression/weight_penalty.h"
 #include "n_array/n_array_view.h"
 #include "optimization/variable_mapping.h"
 
 namespace corvane::model {
-
-// A penalty of a simpler kind within another one: what that is while all hyperparameters
-// but `size` of them, from `first` on, are zero.
-struct special_case {
-  index_t first;
-  index_t size;
-  double start;  // of an optimization over these: as the simpler penalty starts by itself
-};
 
 // What a derivative operation has to say about its output.
 enum class regularizer_status : std::int32_t {
@@ -60,13 +49,9 @@ class regularizer {
   // Which weights share hyperparameters. Theta has one of each kind for every group: all of
   // the first kind, then all of the next.
   virtual const variable_mapping& mapping() const = 0;
-  // The same penalty of weights and groups in another order; see variable_mapping.
-  virtual std::shared_ptr<const regularizer> reordered(const_index_view weights,
-                                                       const_index_view groups) const = 0;
   virtual index_t num_hyperparameters() const = 0;
   // The start value of an optimization over theta.
   virtual void initialize_hyperparameters(vector_view theta) const = 0;
-  virtual std::vector<special_case> special_cases() const { return {}; }
 
   // False when R is not finite.
   virtual bool compute_value(const_vector_view theta, const_vector_view w,
@@ -104,14 +89,6 @@ class regularizer {
   virtual bool has_third_derivative() const { return false; }
   virtual bool has_fourth_derivative() const { return false; }
   virtual bool has_third_derivative_hyperparameter_derivative() const { return false; }
-
-  // Below this |w| a polynomial stands for the penalty, which is not convex throughout; 0
-  // where there is no such zone.
-  virtual double zone() const { return 0.0; }
-  // The penalty of single weights at theta, for as long as this lives and no scratch
-  // memory taken before is given back; null where the weights cannot be told apart.
-  virtual std::unique_ptr<const weight_penalty> at_hyperparameters(
-      const_vector_view theta) const;
 };
 
 }  // namespace corvane::model

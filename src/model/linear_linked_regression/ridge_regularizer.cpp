@@ -11,11 +11,6 @@ template class squared_strength_regularizer<quadratic_term>;
 ridge_regularizer::ridge_regularizer(variable_mapping&& mapping)
     : squared_strength_regularizer{std::move(mapping), quadratic_term{}} {}
 
-std::shared_ptr<const regularizer> ridge_regularizer::reordered(
-    const_index_view weights, const_index_view groups) const {
-  return std::make_shared<ridge_regularizer>(mapping().reordered(weights, groups));
-}
-
 void ridge_regularizer::initialize_hyperparameters(vector_view theta) const {
   std::fill(theta.begin(), theta.end(), 1.0);
 }

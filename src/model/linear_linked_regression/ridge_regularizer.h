@@ -4,8 +4,6 @@
 // derivatives in w end with the second.
 #pragma once
 
-#include <memory>
-
 #include "model/linear_linked_regression/penalty_terms.h"
 #include "model/linear_linked_regression/squared_strength_regularizer.h"
 
@@ -18,8 +16,6 @@ class ridge_regularizer final : public squared_strength_regularizer<quadratic_te
  public:
   explicit ridge_regularizer(variable_mapping&& mapping);
 
-  std::shared_ptr<const regularizer> reordered(const_index_view weights,
-                                               const_index_view groups) const override;
   // 1.0 for every lambda
   void initialize_hyperparameters(vector_view theta) const override;
 };

@@ -84,15 +84,6 @@ class squared_strength_regularizer : public regularizer {
     return has_order(3);
   }
 
-  double zone() const override {
-    return std::apply([](const auto&... term) { return std::max({term.zone()...}); },
-                      terms_);
-  }
-  std::unique_ptr<const weight_penalty> at_hyperparameters(
-      const_vector_view theta) const override {
-    return std::make_unique<fixed_strengths>(*this, theta);
-  }
-
  protected:
   explicit squared_strength_regularizer(variable_mapping&& mapping, Term... terms)
       : mapping_{std::move(mapping)}, terms_{std::move(terms)...} {}
@@ -111,23 +102,6 @@ class squared_strength_regularizer : public regularizer {
   }
 
   index_t num_groups() const { return static_cast<index_t>(mapping_.groups().size()); }
-
-  class fixed_strengths final : public weight_penalty {
-   public:
-    fixed_strengths(const squared_strength_regularizer& penalty, const_vector_view theta)
-        : weight_penalty{penalty.zone()},
-          penalty_{penalty},
-          lambda_{penalty.expand(theta, scratch_)} {}
-    slope_and_curvature at(index_t k, double w) const override {
-      return {penalty_.derivative_of_weight<1>(lambda_, k, w),
-              penalty_.derivative_of_weight<2>(lambda_, k, w)};
-    }
-
-   private:
-    const squared_strength_regularizer& penalty_;
-    scoped_allocator scratch_;
-    const_matrix_view lambda_;
-  };
 
   // p by num_kinds: the lambda of every weight
   matrix_view expand(const_vector_view theta, scoped_allocator& scratch) const {

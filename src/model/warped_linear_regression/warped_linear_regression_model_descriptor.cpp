@@ -6,7 +6,6 @@
 #include <stdexcept>
 #include <utility>
 
-#include "common/cut_digits.h"
 #include "common/linear_algebra.h"
 #include "common/scoped_allocator.h"
 #include "model/warped_linear_regression/random_draws.h"
@@ -38,12 +37,6 @@ void reject_constant(const_vector_view y, bool centered) {
   if (std::none_of(y.begin(), y.end(), differs))
     throw std::invalid_argument("target_vector is constant");
 }
-
-// Binary digits behind the point that are left of the normalized targets, of length 1.
-// Targets in other units have other last digits, by rounding, and the hundreds of steps to
-// an optimum make a difference 10^10 times larger or more: up to another optimum. The
-// steepest step that a map may have is 10^-6 wide, 4000 times what is cut off.
-constexpr int digits_of_path = 32;
 
 struct linear_model {
   dense_vector regressors;
@@ -134,7 +127,6 @@ warped_fit warped_linear_regression_model_descriptor::fit(const_vector_view y,
   reject_constant(y, center_target_);
   warped_fit fitted;
   fitted.normalizer = std::move(data.normalizer);
-  if (rescale_target_) cut_digits(data.target, digits_of_path);
   const auto problem = build_objective(std::move(data), num_restarts_);
 
   dense_vector start(warper_->num_parameters());

@@ -77,18 +77,6 @@ TEST(variable_mapping, of_nothing_is_empty) {
   EXPECT_TRUE(mapping.fixed().empty());
 }
 
-TEST(variable_mapping, reordered_has_the_same_parameters_and_groups_at_other_places) {
-  const variable_mapping mapping{entries{group(0), 7.0, group(2), group(1), group(0)}};
-  const std::vector<index_t> parameters{3, 1, 0, 4, 2};
-  const std::vector<index_t> groups{1, 2, 0};
-  const variable_mapping there =
-      mapping.reordered({parameters.data(), 5}, {groups.data(), 3});
-  const std::vector<double> here = expanded(mapping, {10.0, 11.0, 12.0});
-  const std::vector<double> found = expanded(there, {11.0, 12.0, 10.0});
-  for (std::size_t k = 0; k < 5; ++k)
-    EXPECT_EQ(found[k], here[static_cast<std::size_t>(parameters[k])]) << k;
-}
-
 TEST(variable_mapping, a_fixed_nan_is_kept_apart_from_the_numbers) {
   const variable_mapping mapping{entries{1.0, nan, 2.0, nan}};
   const std::vector<double> out = expanded(mapping, {});

@@ -11,27 +11,11 @@
 #include "common/vector_dispatch.h"
 #include "model/linear_linked_regression/detail/loo_chain_rule.h"
 #include "model/linear_linked_regression/detail/observation_products.h"
-#include "model/linear_linked_regression/detail/same_point.h"
 #include "model/linear_linked_regression/detail/total_loss.h"
 #include "n_array/panic.h"
 #include "optimization/optimizer_error.h"
 
 namespace corvane::model::linear_linked_regression_detail {
-
-namespace {
-
-// The entry in which two points differ, if there is one and no other.
-std::optional<index_t> only_difference(const_vector_view from, const_vector_view to) {
-  std::optional<index_t> found;
-  for (index_t a = 0; a < to.size(); ++a) {
-    if (from[a] == to[a]) continue;
-    if (found) return std::nullopt;
-    found = a;
-  }
-  return found;
-}
-
-}  // namespace
 
 aloocv_objective::aloocv_objective(std::shared_ptr<trust_region_optimizer> inner_optimizer,
                                    std::shared_ptr<const linear_loss_link> loss_link,
@@ -52,10 +36,7 @@ aloocv_objective::aloocv_objective(std::shared_ptr<trust_region_optimizer> inner
 }
 
 void aloocv_objective::restart() {
-  evaluated_.reset();
-  accepted_.reset();
-  is_at_end_ = false;
-  recent_steps_ = {};
+  evaluated_.forget();
   num_steps_ = 0;
   is_defined_ = false;
   std::fill(start_weights_.begin(), start_weights_.end(), 0.0);
@@ -68,26 +49,40 @@ const_vector_view aloocv_objective::weights() const {
 
 bool aloocv_objective::settle_at(const_vector_view theta, const_vector_view weights,
                                  double& value) {
-  if (!(is_defined_ && same_point(theta, *evaluated_))) {
+  if (!(is_defined_ && evaluated_.is_at(theta))) {
     restart();
     start_weights_ = weights;
     inner_objective_.start_at(start_weights_);
   }
-  accepted_.reset();
-  is_at_end_ = false;
   return compute_value(theta, value);
 }
 
 bool aloocv_objective::polish_solution() {
   if (!is_defined_) return false;
-  if (!inner_objective_.polish(inner_result_.x, inner_result_.value, inner_result_.gradient,
-                               inner_result_.hessian))
-    return true;
   value_.reset();
-  hessian_factor_ = inner_result_.hessian;
-  is_defined_ = settle_at_solution() && potrf(hessian_factor_) == 0;
-  if (is_defined_) leave_each_out();
+  is_defined_ = take_newton_step() && settle();
   return is_defined_;
+}
+
+// x - H^-1 g. The solution stays as it is where the inner objective is undefined there.
+bool aloocv_objective::take_newton_step() {
+  trust_region_result& run = inner_result_;
+  hessian_factor_ = run.hessian;
+  if (potrf(hessian_factor_) != 0) return false;
+  dense_vector w{run.gradient};
+  trsv(triangle::lower, plain, hessian_factor_, w);
+  trsv(triangle::lower, transposed, hessian_factor_, w);
+  for (index_t k = 0; k < w.size(); ++k) w[k] = run.x[k] - w[k];
+  double value = 0.0;
+  dense_vector gradient{w.size()};
+  symmetric_matrix hessian{w.size(), w.size()};
+  if (!inner_objective_.compute_value_gradient_hessian(w, value, gradient, hessian))
+    return true;
+  run.x = std::move(w);
+  run.value = value;
+  run.gradient = std::move(gradient);
+  run.hessian = std::move(hessian);
+  return true;
 }
 
 const_symmetric_view aloocv_objective::loss_curvature() {
@@ -97,13 +92,11 @@ const_symmetric_view aloocv_objective::loss_curvature() {
 // The optimizer asks for value, derivatives and the start of an iteration at the same
 // theta: one refresh serves them all, and a theta that failed is remembered as such.
 bool aloocv_objective::refresh(const_vector_view theta) {
-  if (evaluated_ && same_point(theta, *evaluated_)) return is_defined_;
+  if (!evaluated_.move_to(theta)) return is_defined_;
   // Undefined until proven otherwise, so that a failure at any step is remembered.
-  evaluated_ = dense_vector{theta};
   value_.reset();
   is_defined_ = false;
-  is_defined_ = solve_inner_problem(theta);
-  if (is_defined_) leave_each_out();
+  is_defined_ = solve_inner_problem(theta) && settle();
   return is_defined_;
 }
 
@@ -112,11 +105,12 @@ bool aloocv_objective::refresh(const_vector_view theta) {
 bool aloocv_objective::solve_inner_problem(const_vector_view theta) {
   if (!inner_objective_.accepts_hyperparameters(theta)) return false;
   inner_objective_.set_hyperparameters(theta);
-  if (!run_inner_optimizer()) return false;
-  // The copy panics on a Hessian that is not square.
-  hessian_factor_ = inner_result_.hessian;
-  return inner_result_.positive_definite && !inner_objective_.is_exhausted() &&
-         settle_at_solution() && potrf(hessian_factor_) == 0;
+  if (!run_inner_optimizer() || inner_objective_.is_exhausted() ||
+      !inner_result_.positive_definite)
+    return false;
+  // A trust-region run compares values, and sees no error of the weights below the root of
+  // their rounding. Scores of a smoothed penalty magnify such errors.
+  return !regularizer_->has_third_derivative() || take_newton_step();
 }
 
 // An objective that is undefined at its start point is the one failure that a run throws;
@@ -130,10 +124,14 @@ bool aloocv_objective::run_inner_optimizer() {
   return true;
 }
 
-// Predictions and derivatives of the inner objective belong to the point that it saw last.
-// After a run that ended with a rejected trial that point is not the solution.
-bool aloocv_objective::settle_at_solution() {
-  return inner_objective_.return_to(inner_result_.x);
+// The inner objective goes back to the solution: after a run that ended with a rejected
+// trial it stands elsewhere. The copy panics on a Hessian that is not square.
+bool aloocv_objective::settle() {
+  hessian_factor_ = inner_result_.hessian;
+  if (!inner_objective_.return_to(inner_result_.x) || potrf(hessian_factor_) != 0)
+    return false;
+  leave_each_out();
+  return true;
 }
 
 // zeta from one Newton step without sample i: by the formula of Sherman and Morrison the
@@ -163,7 +161,7 @@ std::optional<double> aloocv_objective::sum_loo_losses() const {
 }
 
 inner_optimum aloocv_objective::optimum() const {
-  return {*evaluated_,
+  return {evaluated_.x(),
           X_,
           y_,
           inner_result_.x,
@@ -177,46 +175,11 @@ inner_optimum aloocv_objective::optimum() const {
 }
 
 bool aloocv_objective::compute_value(const_vector_view theta, double& value) {
-  if (is_at_end_ && !same_point(theta, accepted_->theta)) return false;
   if (!refresh(theta)) return false;
   if (!value_) value_ = sum_loo_losses();
   if (!value_) return false;
   value = *value_;
-  is_at_end_ = is_across_a_jump(theta, value);
   return is_finite(value);
-}
-
-// Whether the score is higher than at the accepted theta, although that is so close that
-// slope and curvature told the opposite: a weight between here and there has changed its
-// side. An optimizer would approach the jump in ever smaller steps, half of its inner
-// problems for the last millionth of the score.
-bool aloocv_objective::is_across_a_jump(const_vector_view theta, double value) const {
-  constexpr double close = 1e-4;
-  if (!accepted_ || !(value > accepted_->value)) return false;
-  double distance = 0.0;
-  double length = 0.0;
-  for (index_t a = 0; a < theta.size(); ++a) {
-    distance = std::hypot(distance, theta[a] - accepted_->theta[a]);
-    length = std::hypot(length, accepted_->theta[a]);
-  }
-  if (!(distance <= close * length)) return false;
-  const double zone = regularizer_->zone();
-  const const_vector_view weights = inner_result_.x;
-  for (index_t k = 0; k < weights.size(); ++k)
-    if ((std::abs(weights[k]) < zone) != (std::abs(accepted_->weights[k]) < zone))
-      return true;
-  return false;
-}
-
-// Counts an accepted step. Whether the last hundred have brought next to nothing, as where
-// an exponent of a bridge grows without end: a run may go on like that for 10^5 steps.
-bool aloocv_objective::count_step_and_tell_creeping(double value) {
-  constexpr int many = 100;
-  constexpr double least_gain = 1e-4;
-  if (++recent_steps_.count < many) return false;
-  const double gain = recent_steps_.value_before - value;
-  recent_steps_ = {.count = 0, .value_before = value};
-  return gain < least_gain * std::abs(value);
 }
 
 bool aloocv_objective::compute_gradient_hessian(const_vector_view theta,
@@ -246,60 +209,6 @@ void aloocv_objective::begin_iteration(const_vector_view theta, double value,
 void aloocv_objective::start_at_solution() {
   start_weights_ = inner_result_.x;
   inner_objective_.start_at(start_weights_);
-}
-
-bool aloocv_objective::adjust_point(vector_view theta, double& value, vector_view gradient,
-                                    symmetric_view hessian) {
-  if (regularizer_->zone() == 0.0) return false;
-  const bool moved =
-      is_disappointing(theta, value) && step_back(theta, value, gradient, hessian);
-  accepted_ =
-      accepted_point{dense_vector{theta}, value, dense_vector{gradient},
-                     symmetric_matrix{const_symmetric_view{hessian}}, start_weights_};
-  is_at_end_ = count_step_and_tell_creeping(value);
-  return moved;
-}
-
-// Whether the step from the last accepted theta to this one has not brought half of what
-// the derivatives there had promised. Of steps along one strength alone: where several
-// change, jumps are not what most steps fail by. A step through zero does not count either:
-// strengths are squares, and that in the middle is not between those of the ends.
-bool aloocv_objective::is_disappointing(const_vector_view theta, double value) const {
-  if (!accepted_) return false;
-  const std::optional<index_t> moved = only_difference(accepted_->theta, theta);
-  if (!moved) return false;
-  const index_t a = *moved;
-  if (!(theta[a] * accepted_->theta[a] > 0.0)) return false;
-  const double step = theta[a] - accepted_->theta[a];
-  const double promised =
-      (accepted_->gradient[a] + 0.5 * accepted_->hessian(a, a) * step) * step;
-  return value - accepted_->value > 0.5 * promised;
-}
-
-// To the middle of the last step, if the score is lower there. It is solved for from the
-// side that the step began at: a weight that left its zone may not find its way back.
-bool aloocv_objective::step_back(vector_view theta, double& value, vector_view gradient,
-                                 symmetric_view hessian) {
-  const dense_vector end_weights = start_weights_;
-  scoped_allocator scratch;
-  const vector_view middle = scratch.vector(theta.size());
-  for (index_t a = 0; a < middle.size(); ++a)
-    middle[a] = 0.5 * (accepted_->theta[a] + theta[a]);
-  const vector_view middle_gradient = scratch.vector(theta.size());
-  const symmetric_view middle_hessian = scratch.symmetric(theta.size());
-  double middle_value = 0.0;
-  start_weights_ = accepted_->weights;
-  if (!compute_value(middle, middle_value) || !(middle_value < value) ||
-      !compute_gradient_hessian(middle, middle_gradient, middle_hessian)) {
-    start_weights_ = end_weights;
-    return false;
-  }
-  std::copy(middle.begin(), middle.end(), theta.begin());
-  value = middle_value;
-  std::copy(middle_gradient.begin(), middle_gradient.end(), gradient.begin());
-  copy_lower(middle_hessian, hessian);
-  start_at_solution();
-  return true;
 }
 
 }  // namespace corvane::model::linear_linked_regression_detail

@@ -2,30 +2,17 @@
 #include "model/linear_linked_regression/detail/linked_losses.h"
 
 #include <algorithm>
-#include <limits>
 #include <utility>
 
 #include "common/linear_algebra.h"
 #include "common/scoped_allocator.h"
 #include "model/linear_linked_regression/detail/observation_products.h"
-#include "model/linear_linked_regression/detail/same_point.h"
 #include "model/linear_linked_regression/detail/total_loss.h"
 
 namespace corvane::model::linear_linked_regression_detail {
 
-namespace {
-
-// With NaN for a point nothing compares equal.
-void make_nowhere(vector_view point) {
-  std::fill(point.begin(), point.end(), std::numeric_limits<double>::quiet_NaN());
-}
-
-}  // namespace
-
 loss_sums::loss_sums(index_t num_weights)
-    : weights{num_weights}, gradient{num_weights}, hessian{num_weights, num_weights} {
-  make_nowhere(weights);
-}
+    : gradient{num_weights}, hessian{num_weights, num_weights} {}
 
 linked_losses::linked_losses(std::shared_ptr<const linear_loss_link> link,
                              const_matrix_view X, const_vector_view y,
@@ -34,34 +21,31 @@ linked_losses::linked_losses(std::shared_ptr<const linear_loss_link> link,
       X_{X},
       y_{y},
       interrupt_{interrupt},
-      weights_{X.cols()},
       predictions_{X.rows()},
       first_derivative_{X.rows()},
       second_derivative_{X.rows()},
       last_{X.cols()},
-      kept_{X.cols()} {
-  make_nowhere(weights_);
-}
+      kept_{X.cols()} {}
 
 void linked_losses::forget() {
-  make_nowhere(weights_);
-  make_nowhere(last_.weights);
+  weights_.forget();
+  last_.weights.forget();
 }
 
 void linked_losses::keep(const_vector_view w) {
-  if (same_point(w, kept_.weights)) return;
-  if (same_point(w, last_.weights))
+  if (kept_.weights.is_at(w)) return;
+  if (last_.weights.is_at(w))
     kept_ = last_;
   else
-    make_nowhere(kept_.weights);
+    kept_.weights.forget();
 }
 
 // The optimizer asks for the value and then for the derivatives at the same w: X w is
 // computed once for both.
 void linked_losses::refresh(const_vector_view w) {
-  if (same_point(w, weights_)) return;
+  if (weights_.is_at(w)) return;
   check(interrupt_);
-  weights_ = w;
+  weights_.move_to(w);
   total_.reset();
   is_differentiated_ = false;
   gemv(1.0, plain, X_, w, 0.0, predictions_);
@@ -99,17 +83,17 @@ bool linked_losses::return_to(const_vector_view w) {
 }
 
 std::optional<double> linked_losses::total(const_vector_view w) {
-  if (same_point(w, kept_.weights)) return kept_.loss;
+  if (kept_.weights.is_at(w)) return kept_.loss;
   refresh(w);
   return sum_losses() ? total_ : std::nullopt;
 }
 
 const loss_sums* linked_losses::differentiate(const_vector_view w) {
-  if (same_point(w, kept_.weights)) return &kept_;
-  if (same_point(w, last_.weights) && same_point(w, weights_)) return &last_;
+  if (kept_.weights.is_at(w)) return &kept_;
+  if (last_.weights.is_at(w) && weights_.is_at(w)) return &last_;
   refresh(w);
   if (!differentiate_each()) return nullptr;
-  make_nowhere(last_.weights);  // until the sums are complete
+  last_.weights.forget();  // until the sums are complete
   std::fill(last_.gradient.begin(), last_.gradient.end(), 0.0);
   fill_lower(last_.hessian, 0.0);
   for_each_row_block(X_, interrupt_, [this](const_matrix_block rows, index_t first) {
@@ -119,7 +103,7 @@ const loss_sums* linked_losses::differentiate(const_vector_view w) {
   });
   // Without a loss the sums are not complete, and not to be kept.
   if (total_) {
-    last_.weights = w;
+    last_.weights.move_to(w);
     last_.loss = *total_;
   }
   return &last_;

@@ -12,14 +12,15 @@
 #include "common/interruption.h"
 #include "model/linear_linked_regression/linear_loss_link.h"
 #include "n_array/n_array.h"
+#include "optimization/evaluation_cache.h"
 
 namespace corvane::model::linear_linked_regression_detail {
 
-// At one w, which is NaN where there is none.
+// At one w, if any.
 struct loss_sums {
   explicit loss_sums(index_t num_weights);
 
-  dense_vector weights;
+  evaluated_point weights;
   double loss = 0.0;
   dense_vector gradient;     // X' l'
   symmetric_matrix hessian;  // X' diag(l'') X
@@ -45,8 +46,8 @@ class linked_losses {
   // until other ones are kept. Where w is another point none are.
   void keep(const_vector_view w);
 
-  // The last point that was not a kept one; NaN before the first.
-  const_vector_view weights() const { return weights_; }
+  // The last point that was not a kept one. Not to be read before the first.
+  const_vector_view weights() const { return weights_.x(); }
   // z at that point, and l'(y, z), l''(y, z) where derivatives were asked for.
   const_vector_view predictions() const { return predictions_; }
   const_vector_view first_derivative() const { return first_derivative_; }
@@ -61,7 +62,7 @@ class linked_losses {
   const_matrix_view X_;
   const_vector_view y_;
   interruption* interrupt_;  // asked before each pass over the rows, and within
-  dense_vector weights_;     // what the members below belong to
+  evaluated_point weights_;  // what the members below belong to
   dense_vector predictions_;
   std::optional<double> total_;
   bool is_differentiated_ = false;  // whether the two below are filled

@@ -10,7 +10,6 @@
 #include <vector>
 
 #include "model/linear_linked_regression/classification_data_normalizer.h"
-#include "model/linear_linked_regression/detail/canonical_problem.h"
 #include "model/linear_linked_regression/detail/column_units.h"
 #include "model/linear_linked_regression/logistic_report.h"
 
@@ -30,7 +29,7 @@ struct normalized_data {
 // throws.
 normalized_data normalize(logistic_data&& data, const logistic_options& options);
 
-// What weights in the caller's order are in units of the data. Throws std::range_error
+// What weights of normalized columns are in units of the data. Throws std::range_error
 // where a coefficient is beyond the range of doubles.
 struct raw_solution {
   dense_vector coefficients;

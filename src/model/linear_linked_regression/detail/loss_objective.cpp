@@ -11,7 +11,6 @@
 #include "common/linear_algebra.h"
 #include "common/matrix_block.h"
 #include "common/scoped_allocator.h"
-#include "model/linear_linked_regression/detail/penalized_model.h"
 #include "n_array/panic.h"
 #include "optimization/optimizer_error.h"
 
@@ -59,11 +58,6 @@ bool loss_objective::accepts_hyperparameters(const_vector_view theta) const {
 void loss_objective::set_hyperparameters(const_vector_view theta) {
   losses_.forget();
   num_iterations_ = 0;
-  is_move_due_ = true;
-  is_refused_ = false;
-  is_settled_ = false;
-  is_polish_due_ = false;
-  is_polished_ = false;
   hyperparameters_ = theta;
   const vector_view slope = regularizer_gradient_at_zero_;
   const regularizer_status status = gradient_at_zero(theta, slope);
@@ -82,126 +76,24 @@ void loss_objective::set_hyperparameters(const_vector_view theta) {
 void loss_objective::begin_iteration(const_vector_view /*w*/, double value,
                                      const_vector_view /*gradient*/,
                                      const_symmetric_view /*hessian*/) {
-  if (regularizer_->zone() == 0.0 &&
-      value < double_epsilon * static_cast<double>(predictions().size()))
+  if (value < double_epsilon * static_cast<double>(predictions().size()))
     throw optimizer_infimum_error{};
   ++num_iterations_;
 }
 
-// From w = 0 an optimizer would set out with a very small step. Elsewhere its own steps do
-// for a penalty that is smooth throughout.
-bool loss_objective::adjust_point(vector_view w, double& value, vector_view gradient,
-                                  symmetric_view hessian) {
-  constexpr int most_moves = 30;
-  if (is_polish_due_) {
-    is_polish_due_ = false;
-    return polish(w, value, gradient, hessian);
-  }
-  if (!is_move_due_) return false;
-  is_move_due_ = false;
-  is_settled_ = is_refused_;
-  const auto penalty = regularizer_->at_hyperparameters(hyperparameters_);
-  if (!penalty) return false;
-  const bool is_zero = std::all_of(w.begin(), w.end(), [](double x) { return x == 0.0; });
-  if (penalty->zone() == 0.0 && !is_zero) return false;
-  int num_moves = 0;
-  while (num_moves < most_moves && move_downhill(*penalty, w, value, gradient, hessian))
-    ++num_moves;
-  is_settled_ = is_refused_ && num_moves == 0;
-  return num_moves > 0;
-}
-
-// False where the point stays: the move is so short that the optimizer's own step is as
-// good, or it does not lower the value.
-bool loss_objective::move_downhill(const weight_penalty& penalty, vector_view w,
-                                   double& value, vector_view gradient,
-                                   symmetric_view hessian) {
-  constexpr double shortest = 0.003;
-  const loss_sums* const sums = losses_.differentiate(w);
-  if (sums == nullptr) return false;
-  scoped_allocator scratch;
-  const vector_view moved = scratch.vector(w.size());
-  std::copy(w.begin(), w.end(), moved.begin());
-  const model_move move = descend({w, sums->gradient, sums->hessian, penalty}, moved);
-  if (!(move.length > shortest || move.crosses_a_border)) return false;
-
-  double moved_value = 0.0;
-  return compute_value(moved, moved_value) && moved_value < value &&
-         move_to(moved, moved_value, w, value, gradient, hessian);
-}
-
-bool loss_objective::accept_convergence(const_vector_view w, double value,
+// The optimizer's own test compares with 1 + |F|, which says little where F is far below 1,
+// as of separable classes with a weak penalty: a start at the solution for a neighbouring
+// theta would pass it at once. g^2 / H is twice what a Newton step along one weight gains;
+// the limit is the rounding error of F. Under a quadratic penalty, whose score is
+// smooth in theta, the tolerance of the optimizer does for F from 1 on.
+bool loss_objective::accept_convergence(const_vector_view /*w*/, double value,
                                         const_vector_view gradient,
                                         const_symmetric_view hessian) {
-  if (regularizer_->zone() == 0.0) return is_relatively_exact(value, gradient, hessian);
-  if (!is_settled_ && holds_a_weight_about_to_leave(w, hessian)) return false;
-  if (is_polished_ || !can_be_polished(gradient, hessian)) return true;
-  is_polish_due_ = is_polished_ = true;
-  return false;
-}
-
-// The optimizer's test compares with 1 + |F|. Of separable classes with a weak penalty F is
-// far below 1, and a start at the solution for a neighbouring theta passes that test at
-// once: the score would not follow theta any more. g^2 / H is twice what a step along one
-// weight would gain.
-bool loss_objective::is_relatively_exact(double value, const_vector_view gradient,
-                                         const_symmetric_view hessian) {
-  constexpr double precision = 1e-16;  // of F
-  for (index_t k = 0; value < 1.0 && k < gradient.size(); ++k)
-    if (gradient[k] * gradient[k] > precision * value * std::abs(hessian(k, k)))
+  if (value >= 1.0 && !regularizer_->has_third_derivative()) return true;
+  for (index_t k = 0; k < gradient.size(); ++k)
+    if (gradient[k] * gradient[k] > double_epsilon * value * std::abs(hessian(k, k)))
       return false;
   return true;
-}
-
-bool loss_objective::can_be_polished(const_vector_view gradient,
-                                     const_symmetric_view hessian) {
-  constexpr double precision = 1e-10;  // in units of the root of the curvature
-  for (index_t k = 0; k < gradient.size(); ++k)
-    if (std::abs(gradient[k]) > precision * std::sqrt(std::abs(hessian(k, k)))) return true;
-  return false;
-}
-
-bool loss_objective::polish(vector_view w, double& value, vector_view gradient,
-                            symmetric_view hessian) {
-  scoped_allocator scratch;
-  const symmetric_view factor = scratch.symmetric(w.size());
-  copy_lower(hessian, factor);
-  if (potrf(factor) != 0) return false;
-  const vector_view moved = scratch.vector(w.size());
-  std::copy(gradient.begin(), gradient.end(), moved.begin());
-  trsv(triangle::lower, plain, factor, moved);
-  trsv(triangle::lower, transposed, factor, moved);
-  for (index_t k = 0; k < w.size(); ++k) moved[k] = w[k] - moved[k];
-  double moved_value = 0.0;
-  return compute_value(moved, moved_value) &&
-         move_to(moved, moved_value, w, value, gradient, hessian);
-}
-
-// False where there are no derivatives, and nothing has changed then.
-bool loss_objective::move_to(const_vector_view moved, double moved_value, vector_view w,
-                             double& value, vector_view gradient, symmetric_view hessian) {
-  scoped_allocator scratch;
-  const vector_view moved_gradient = scratch.vector(w.size());
-  const symmetric_view moved_hessian = scratch.symmetric(w.size());
-  if (!compute_gradient_hessian(moved, moved_gradient, moved_hessian)) return false;
-  std::copy(moved.begin(), moved.end(), w.begin());
-  value = moved_value;
-  std::copy(moved_gradient.begin(), moved_gradient.end(), gradient.begin());
-  copy_lower(moved_hessian, hessian);
-  return true;
-}
-
-// In that case a move is due.
-bool loss_objective::holds_a_weight_about_to_leave(const_vector_view w,
-                                                   const_symmetric_view hessian) {
-  const auto penalty = regularizer_->at_hyperparameters(hyperparameters_);
-  if (!penalty) return false;
-  for (index_t k = 0; k < w.size(); ++k) {
-    const double of_losses = hessian(k, k) - penalty->at(k, w[k]).curvature;
-    if (is_about_to_leave_zone(*penalty, k, w[k], of_losses))
-      is_move_due_ = is_refused_ = true;
-  }
-  return is_move_due_;
 }
 
 const_symmetric_view loss_objective::loss_curvature(const_vector_view w) {

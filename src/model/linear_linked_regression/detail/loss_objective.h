@@ -52,21 +52,12 @@ class loss_objective final : public optimization_objective_helper {
                                 symmetric_view hessian) override;
   void begin_iteration(const_vector_view w, double value, const_vector_view gradient,
                        const_symmetric_view hessian) override;
-  // Once per theta the point is moved by descents that follow the penalty itself, which a
-  // step of the optimizer takes for a quadratic: weights enter and leave the zone around
-  // zero in these moves, all at a time.
-  bool adjust_point(vector_view w, double& value, vector_view gradient,
-                    symmetric_view hessian) override;
-  // With a penalty that is smooth throughout, false where F < 1 and the solution is not
-  // exact relative to F. With a smoothed penalty, false once for the step that makes the
-  // solution exact to rounding: the score that is made of it changes fast with theta there,
-  // and the outer optimizer compares its values. And false, for the point to be moved once
-  // more, where a weight is held in its zone by a minimum that is about to vanish: the
-  // score has a pole there.
+  // False where the solution is not exact: the score and its derivatives take it for that,
+  // and the outer optimizer compares scores that differ by little.
   bool accept_convergence(const_vector_view w, double value, const_vector_view gradient,
                           const_symmetric_view hessian) override;
 
-  // The last point asked for, other than where problems start; NaN before the first one.
+  // The last point asked for, other than where problems start. Not to be read before.
   const_vector_view weights() const { return losses_.weights(); }
   // Makes w the last point, with all that is told of it below.
   bool return_to(const_vector_view w) { return losses_.return_to(w); }
@@ -75,10 +66,6 @@ class loss_objective final : public optimization_objective_helper {
   const_vector_view predictions() const { return losses_.predictions(); }
   const_vector_view loss_first_derivative() const { return losses_.first_derivative(); }
   const_vector_view loss_second_derivative() const { return losses_.second_derivative(); }
-  // One step of Newton's method, which the value is too coarse to judge. False where there
-  // is none, and nothing has changed then.
-  bool polish(vector_view w, double& value, vector_view gradient, symmetric_view hessian);
-
   // X' diag(l'') X at w, good until the next call. Panics where the link fails, which it
   // does not at a solution.
   const_symmetric_view loss_curvature(const_vector_view w);
@@ -87,23 +74,10 @@ class loss_objective final : public optimization_objective_helper {
   regularizer_status gradient_at_zero(const_vector_view theta, vector_view out) const;
   bool add_penalty_gradient(const_vector_view w, vector_view gradient) const;
   bool add_penalty_curvature(const_vector_view w, symmetric_view hessian) const;
-  bool move_to(const_vector_view moved, double moved_value, vector_view w, double& value,
-               vector_view gradient, symmetric_view hessian);
-  static bool is_relatively_exact(double value, const_vector_view gradient,
-                                  const_symmetric_view hessian);
-  static bool can_be_polished(const_vector_view gradient, const_symmetric_view hessian);
-  bool holds_a_weight_about_to_leave(const_vector_view w, const_symmetric_view hessian);
-  bool move_downhill(const weight_penalty& penalty, vector_view w, double& value,
-                     vector_view gradient, symmetric_view hessian);
 
   dense_vector regularizer_gradient_at_zero_;
   bool is_nonsmooth_at_zero_ = false;
   int num_iterations_ = 0;  // since theta was set
-  bool is_move_due_ = true;
-  bool is_refused_ = false;  // a solution was, and a move is to follow
-  bool is_settled_ = false;  // no move did: the next solution is not refused
-  bool is_polish_due_ = false;
-  bool is_polished_ = false;
   std::shared_ptr<const regularizer> regularizer_;
   dense_vector hyperparameters_;
   linked_losses losses_;

@@ -23,20 +23,16 @@ void search_recorder::check() {
 }
 
 void search_recorder::observe_iteration(const iteration_record& record) {
-  if (record.x.size() != order_.size()) return;
+  if (record.x.size() != num_hyperparameters_) return;
   if (record.iteration == 0 || runs_.empty()) runs_.emplace_back();
   recorded_run& run = runs_.back();
-  dense_vector point{record.x.size()};
-  to_caller(order_, record.x, point);
   run.values.push_back(record.value);
   run.gradient_maxima.push_back(record.gradient_max);
   run.radii.push_back(record.radius);
-  run.points.insert(run.points.end(), point.begin(), point.end());
+  run.points.insert(run.points.end(), record.x.begin(), record.x.end());
   if (watcher_ == nullptr) return;
-  iteration_record translated = record;
-  translated.x = point;
   try {
-    watcher_->observe_iteration(translated);
+    watcher_->observe_iteration(record);
   } catch (const optimizer_iteration_limit_error&) {
     is_stopped_ = true;
     throw;
@@ -50,8 +46,9 @@ iteration_history search_recorder::history_of_run_to(double value) const {
   if (run == runs_.rend()) return {};
   const auto count = static_cast<index_t>(run->values.size());
   iteration_history history{vector_of(run->values), vector_of(run->gradient_maxima),
-                            vector_of(run->radii), dense_matrix{count, order_.size()}};
-  copy_transposed(const_matrix_view{run->points.data(), order_.size(), count},
+                            vector_of(run->radii),
+                            dense_matrix{count, num_hyperparameters_}};
+  copy_transposed(const_matrix_view{run->points.data(), num_hyperparameters_, count},
                   matrix_view{history.hyperparameters});
   return history;
 }

@@ -1,8 +1,7 @@
 // SPDX-License-Identifier: BSD-3-Clause
 //
-// search_recorder: the iterations of a search over hyperparameters, in the caller's order.
-// A search may take several runs. Those over a part of the hyperparameters alone are not
-// recorded.
+// search_recorder: the iterations of a search over hyperparameters, which may take several
+// runs. Those over a part of the hyperparameters alone are not recorded.
 #pragma once
 
 #include <vector>
@@ -10,15 +9,14 @@
 #include "model/linear_linked_regression/logistic_report.h"
 #include "optimization/run_observer.h"
 #include "optimization/trust_region_state.h"
-#include "optimization/variable_order.h"
 
 namespace corvane::model::linear_linked_regression_detail {
 
 class search_recorder final : public run_observer {
  public:
   // `watcher` may be null; it sees what is recorded.
-  search_recorder(run_observer* watcher, variable_order order)
-      : watcher_{watcher}, order_{order} {}
+  search_recorder(run_observer* watcher, index_t num_hyperparameters)
+      : watcher_{watcher}, num_hyperparameters_{num_hyperparameters} {}
 
   // Throws optimizer_iteration_limit_error once the watcher has ended a run by that: the
   // other runs of the search end, too.
@@ -37,7 +35,7 @@ class search_recorder final : public run_observer {
   };
 
   run_observer* watcher_;
-  variable_order order_;
+  index_t num_hyperparameters_;
   std::vector<recorded_run> runs_;
   bool is_stopped_ = false;
 };

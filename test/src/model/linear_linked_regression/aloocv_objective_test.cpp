@@ -57,6 +57,36 @@ TEST(aloocv_objective, starts_at_zero_again_after_a_restart) {
   EXPECT_EQ(problem.optimizer->start_points[1], numbers(4, 0.0));
 }
 
+TEST(aloocv_objective, ends_a_run_whose_score_is_near_its_infimum_after_a_hundred_steps) {
+  outer_problem problem;  // of 30 observations
+  const double at_zero_weights = 30.0 * std::log(2.0);
+  const auto step = [&](double score) {
+    problem.objective.begin_iteration(view_of({1.0}), score, {}, {});
+  };
+  EXPECT_TRUE(problem.is_defined_at({1.0}));
+  for (int k = 0; k < 100; ++k) step(0.9e-6 * at_zero_weights);
+  step(1.1e-6 * at_zero_weights);
+  EXPECT_THROW(step(0.9e-6 * at_zero_weights), optimizer_infimum_error);
+  problem.objective.restart();
+  EXPECT_TRUE(problem.is_defined_at({1.0}));
+  step(0.0);
+}
+
+TEST(aloocv_objective, has_a_value_that_does_not_depend_on_what_was_evaluated_before) {
+  for (const penalty_kind kind : all_penalties) {
+    outer_problem problem{kind};
+    const auto Q = static_cast<std::size_t>(problem.penalty->num_hyperparameters());
+    const numbers a(Q, 0.8);
+    const numbers b(Q, 0.4);
+    const double at_a = problem.value_at(a);
+    const double at_b = problem.value_at(b);
+    EXPECT_EQ(problem.value_at(a), at_a);
+    outer_problem other{kind};
+    EXPECT_EQ(other.value_at(b), at_b);
+    EXPECT_EQ(other.value_at(a), at_a);
+  }
+}
+
 TEST(aloocv_objective, calls_nothing_when_a_theta_is_repeated) {
   outer_problem problem;
   const double value = problem.value_at({0.8});

@@ -67,16 +67,7 @@ class logging_regularizer final : public regularizer {
   std::string failing;
 
   const variable_mapping& mapping() const override { return inner_->mapping(); }
-  std::shared_ptr<const regularizer> reordered(const_index_view weights,
-                                               const_index_view groups) const override {
-    return std::make_shared<logging_regularizer>(log_, inner_->reordered(weights, groups));
-  }
   index_t num_hyperparameters() const override { return inner_->num_hyperparameters(); }
-  double zone() const override { return inner_->zone(); }
-  std::unique_ptr<const weight_penalty> at_hyperparameters(
-      const_vector_view theta) const override {
-    return inner_->at_hyperparameters(theta);
-  }
   void initialize_hyperparameters(vector_view theta) const override {
     inner_->initialize_hyperparameters(theta);
   }

@@ -13,6 +13,7 @@
 #include "classification_problem.h"
 #include "common/finite.h"
 #include "model/linear_linked_regression/linear_linked_regression_model_descriptor.h"
+#include "optimization/optimizer_error.h"
 #include "penalty_kind.h"
 
 namespace corvane::model {
@@ -99,6 +100,12 @@ TEST_P(difficult_data, gives_a_finite_record_under_each_penalty) {
   for (const penalty_kind kind : all_penalties) {
     const auto penalty =
         penalty_of(kind, cyclic_groups(given.p + 1, given.num_groups, true));
+    // Outside of the zone of a smoothed penalty nothing tells equal columns apart: where
+    // the weights start there, the Hessian is singular.
+    if (given.name == "duplicated_columns" && kind == penalty_kind::lasso) {
+      EXPECT_THROW(descriptor.fit(data.y, data.X, penalty), optimizer_undefined_error);
+      continue;
+    }
     const linear_linked_regression_model model = descriptor.fit(data.y, data.X, penalty);
     EXPECT_TRUE(is_finite(model.result.value));
     EXPECT_TRUE(is_finite(model.bias));

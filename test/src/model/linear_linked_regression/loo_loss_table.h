@@ -21,10 +21,10 @@ struct loo_loss_row {
 // clang-format off
 inline constexpr auto loo_loss_table = std::to_array<loo_loss_row>({
     {model::penalty_kind::ridge, 30, 4, 1, false, {0.8}, 16.22418849818299},
-    {model::penalty_kind::ridge, 40, 6, 2, true, {0.4, -1.2}, 23.082600127982975},
-    {model::penalty_kind::ridge, 12, 20, 2, true, {0.9, 1.4}, 13.391170324370037},
+    {model::penalty_kind::ridge, 40, 6, 2, true, {0.4, -1.2}, 23.08260012798297},
+    {model::penalty_kind::ridge, 12, 20, 2, true, {0.9, 1.4}, 13.391170324370036},
     {model::penalty_kind::lasso, 30, 4, 1, false, {0.5}, 16.650871413906465},
-    {model::penalty_kind::lasso, 30, 4, 1, false, {-0.9}, 15.406799180198705},
+    {model::penalty_kind::lasso, 30, 4, 1, false, {-1.1}, 15.941547895188712},
     {model::penalty_kind::lasso, 30, 4, 1, false, {2.5}, 20.788817997975826},
     {model::penalty_kind::lasso, 40, 6, 2, true, {0.3, -0.5}, 22.555765990019026},
     {model::penalty_kind::lasso, 40, 6, 2, true, {1.5, 2.0}, 24.2773541186367},
@@ -32,7 +32,7 @@ inline constexpr auto loo_loss_table = std::to_array<loo_loss_row>({
     {model::penalty_kind::elastic, 40, 6, 2, true, {0.3, 0.6, 1.5, 0.2}, 21.534753280871648},
     {model::penalty_kind::bridge, 30, 4, 1, false, {0.8, 0.5}, 16.34150436635289},
     {model::penalty_kind::bridge, 40, 6, 1, true, {0.5, -0.9}, 22.089214823392897},
-    {model::penalty_kind::bridge, 12, 20, 1, true, {0.6, 1.1}, 16.763894597410236},
+    {model::penalty_kind::bridge, 12, 20, 1, true, {0.6, 1.1}, 16.76389459741023},
 });
 // clang-format on
 

@@ -22,7 +22,7 @@ CASES = [
     ("ridge", 40, 6, 2, True, [0.4, -1.2]),
     ("ridge", 12, 20, 2, True, [0.9, 1.4]),
     ("lasso", 30, 4, 1, False, [0.5]),  # every weight outside of the smoothed zone
-    ("lasso", 30, 4, 1, False, [-0.9]),  # two of them inside
+    ("lasso", 30, 4, 1, False, [-1.1]),  # two of them inside
     ("lasso", 30, 4, 1, False, [2.5]),  # all of them
     ("lasso", 40, 6, 2, True, [0.3, -0.5]),
     ("lasso", 40, 6, 2, True, [1.5, 2.0]),

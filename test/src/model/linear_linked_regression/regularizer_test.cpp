@@ -47,38 +47,6 @@ TEST(regularizer, counts_its_hyperparameters_and_knows_where_to_start) {
   }
 }
 
-// At the hyperparameters of a special case, and zeros, two penalties on three weights are
-// one.
-void expect_equal_penalties(const regularizer& whole, const special_case& part,
-                            const regularizer& simple) {
-  ASSERT_EQ(part.size, simple.num_hyperparameters());
-  numbers theta(static_cast<std::size_t>(part.size));
-  simple.initialize_hyperparameters(view_of(theta));
-  for (const double start : theta) EXPECT_EQ(part.start, start);
-  theta[0] = 0.7;
-  numbers whole_theta(static_cast<std::size_t>(whole.num_hyperparameters()), 0.0);
-  std::copy(theta.begin(), theta.end(), whole_theta.begin() + part.first);
-  for (const numbers& w : {numbers{0.5, -0.8, 3.0}, numbers{-0.004, 0.003, -0.002}}) {
-    const double expected = value_of(simple, theta, w);
-    EXPECT_NEAR(value_of(whole, whole_theta, w), expected, 1e-14 * expected);
-  }
-}
-
-TEST(regularizer, has_a_lasso_within_elastic_net_and_bridge_and_a_ridge_in_the_former) {
-  const auto groups = [] { return variable_mapping{{group(0), group(1), entry{0.0}}}; };
-  const ridge_regularizer ridge{groups()};
-  const lasso_regularizer lasso{groups(), s};
-  const elastic_regularizer elastic{groups(), s};
-  const bridge_regularizer bridge{groups(), s};
-  EXPECT_TRUE(ridge.special_cases().empty());
-  EXPECT_TRUE(lasso.special_cases().empty());
-  ASSERT_EQ(elastic.special_cases().size(), 2U);
-  expect_equal_penalties(elastic, elastic.special_cases()[0], ridge);
-  expect_equal_penalties(elastic, elastic.special_cases()[1], lasso);
-  ASSERT_EQ(bridge.special_cases().size(), 1U);
-  expect_equal_penalties(bridge, bridge.special_cases()[0], lasso);
-}
-
 TEST(regularizer, by_default_has_no_derivative_above_the_second) {
   const ridge_regularizer ridge{weight_and_intercept()};
   const numbers theta{1.0};
