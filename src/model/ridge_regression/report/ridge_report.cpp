@@ -6,7 +6,6 @@
 #include <stdexcept>
 #include <utility>
 
-#include "common/compensated_sum.h"
 #include "common/finite.h"
 #include "model/ridge_regression/report/ridge_report_parts.h"
 #include "model/ridge_regression/ridge_regression_model_descriptor.h"
@@ -100,10 +99,7 @@ ridge_regression_model_descriptor make_descriptor(const ridge_request& request,
 // The optimizer's range risk leaves out the sum of squares of the target, a constant.
 double left_out(const ridge_request& request, const prepared_data& data) {
   if (request.criterion != ridge_objective_mode::range_risk) return 0.0;
-  compensated_sum squares;
-  for (const double value : data.normalizer.normalized_target(data.y))
-    squares.add(value * value);
-  return squares.total();
+  return ridge_regression_detail::sum_of_squares(data.normalizer.normalized_target(data.y));
 }
 
 // Names the columns where the score found that some of them depend on others.
