@@ -5,13 +5,13 @@
 #include <cmath>
 #include <utility>
 
+#include "common/compensated_sum.h"
 #include "common/finite.h"
 #include "common/linear_algebra.h"
 #include "common/scoped_allocator.h"
 #include "common/vector_dispatch.h"
 #include "model/linear_linked_regression/detail/loo_chain_rule.h"
 #include "model/linear_linked_regression/detail/observation_products.h"
-#include "model/linear_linked_regression/detail/total_loss.h"
 #include "n_array/panic.h"
 #include "optimization/optimizer_error.h"
 
@@ -172,7 +172,7 @@ std::optional<double> aloocv_objective::sum_loo_losses() const {
     loss_link_->compute_jointly(y_, loo_predictions_, {losses, {}, {}, {}, {}});
   else if (!loss_link_->compute_loss(y_, loo_predictions_, losses))
     return std::nullopt;
-  return total_loss(losses);
+  return compensated_total(losses);
 }
 
 inner_optimum aloocv_objective::optimum() const {

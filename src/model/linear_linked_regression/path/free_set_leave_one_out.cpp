@@ -9,9 +9,9 @@
 #include <utility>
 #include <vector>
 
+#include "common/compensated_sum.h"
 #include "common/linear_algebra.h"
 #include "common/matrix_block.h"
-#include "model/linear_linked_regression/detail/total_loss.h"
 #include "model/linear_linked_regression/logistic_log_likelihood_loss_link.h"
 
 namespace corvane::model::sparse_path {
@@ -386,7 +386,7 @@ leave_one_out leave_each_row_out(const sparse_problem& problem, const sparse_fit
   dense_vector losses{n};
   loss_link_detail::logistic_log_likelihood_loss_link{}.compute_loss(
       problem.s, result.predictors, losses);
-  const double loss = linear_linked_regression_detail::total_loss(losses);
+  const double loss = compensated_total(losses);
   result.loss = std::isnan(loss) ? infinity : loss;
   return result;
 }

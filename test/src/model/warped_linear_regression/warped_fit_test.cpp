@@ -10,9 +10,9 @@
 #include <string>
 #include <vector>
 
-#include "model/warped_linear_regression/random_draws.h"
+#include "model/warped_linear_regression/likelihood/random_draws.h"
 #include "optimization/optimizer_error.h"
-#include "warped_model_data.h"
+#include "src/model/warped_linear_regression/warped_model_data.h"
 
 namespace corvane::model {
 namespace {
