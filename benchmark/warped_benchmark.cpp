@@ -1,7 +1,8 @@
 // SPDX-License-Identifier: BSD-3-Clause
 //
-// The cost of a warped fit beside one QR factorization of its design, and of a prediction
-// beside as many hyperbolic tangents as it solves for the inverse map. Medians of one run:
+// The time of a warped fit compared with one QR factorization of its design, and of a
+// prediction compared with as many hyperbolic tangents as it solves inverses. Medians of
+// one run:
 //   trevalon_warped_benchmark --benchmark_repetitions=5 --benchmark_report_aggregates_only
 #include <benchmark/benchmark.h>
 
@@ -10,7 +11,7 @@
 #include <vector>
 
 #include "common/linear_algebra.h"
-#include "model/warped_linear_regression/tanh_target_warper_descriptor.h"
+#include "model/warped_linear_regression/map/tanh_target_warper_descriptor.h"
 #include "model/warped_linear_regression/warped_linear_regression_model_descriptor.h"
 #include "n_array/n_array.h"
 
@@ -77,8 +78,8 @@ void fit(::benchmark::State& state) {
 }
 BENCHMARK(fit)->Arg(1)->Arg(3)->Unit(::benchmark::kMillisecond)->UseRealTime();
 
-// One evaluation of the objective at a new point: what an iteration is made of. The
-// derivatives come from the sums that the value has been made of.
+// One evaluation of the objective at a new point, the main part of an iteration. The
+// derivatives come from the same sums as the value.
 void evaluation(::benchmark::State& state) {
   const index_t num_steps = state.range(0);
   const problem made = make_problem(num_steps);

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: BSD-3-Clause
 //
 // Tells AddressSanitizer which part of the scratch arena may be touched, so that a view
-// that outlives its scope is a red check. Without the sanitizer both functions do nothing.
+// that outlives its scope fails a test. Without the sanitizer both functions do nothing.
 #pragma once
 
 #include <cstddef>

@@ -1,11 +1,18 @@
 // SPDX-License-Identifier: BSD-3-Clause
 //
-// The only header that includes CBLAS and LAPACKE. The bundled OpenBLAS gives its symbols
-// the prefix BLAS_SYMBOL_PREFIX; its cblas.h declares them so, its lapacke.h does not. The
-// names are pasted here, so that the callers write the plain ones with either library.
+// The only header that includes CBLAS and LAPACKE, and how our arguments map to theirs. The
+// bundled OpenBLAS gives its symbols the prefix BLAS_SYMBOL_PREFIX; its cblas.h declares
+// them so, its lapacke.h does not. The names are pasted here, so that the callers write the
+// plain ones with either library.
 #pragma once
 
 #include <cblas.h>
+
+#include <new>
+#include <stdexcept>
+#include <string>
+
+#include "common/blas_arguments.h"
 
 #ifdef BLAS_SYMBOL_PREFIX
 #define CORVANE_PASTE_NAMES(prefix, name) prefix##name
@@ -60,3 +67,56 @@
 extern "C" int openblas_get_num_threads() __attribute__((weak));
 extern "C" void openblas_set_num_threads(int count) __attribute__((weak));
 #endif
+
+namespace corvane {
+
+inline CBLAS_UPLO cblas_value(triangle which) {
+  return which == triangle::upper ? CblasUpper : CblasLower;
+}
+
+inline CBLAS_TRANSPOSE cblas_value(transposition op) {
+  return static_cast<CBLAS_TRANSPOSE>(static_cast<int>(CblasNoTrans) +
+                                      static_cast<int>(op));
+}
+
+inline CBLAS_SIDE cblas_value(side where) {
+  return where == side::left ? CblasLeft : CblasRight;
+}
+
+inline char lapack_letter(triangle which) { return which == triangle::upper ? 'U' : 'L'; }
+inline char lapack_letter(side where) { return where == side::left ? 'L' : 'R'; }
+
+inline char lapack_letter(transposition op) {
+  if (op == transposition::none) return 'N';
+  return op == transposition::transpose ? 'T' : 'C';
+}
+
+inline char lapack_letter(svd_job job) {
+  if (job == svd_job::all) return 'A';
+  if (job == svd_job::thin) return 'S';
+  return job == svd_job::overwrite ? 'O' : 'N';
+}
+
+// To be called before any LAPACKE routine: LAPACKE does not scan its inputs for NaN. A NaN
+// reaches the factorization and shows in its result, so that a status of 0 does not prove
+// that the result is finite.
+inline void lapack_init() {
+  static const bool done = [] {
+    LAPACKE_set_nancheck(0);
+    return true;
+  }();
+  static_cast<void>(done);
+}
+
+// The status of a LAPACKE routine where it is 0, or positive and thus a property of the
+// data. A negative one means that nothing was computed: either the heap did not provide the
+// work space, which throws std::bad_alloc, or an argument is wrong, std::logic_error.
+[[nodiscard]] inline int judge_lapack_status(int status) {
+  if (status == LAPACK_WORK_MEMORY_ERROR || status == LAPACK_TRANSPOSE_MEMORY_ERROR)
+    throw std::bad_alloc{};
+  if (status < 0)
+    throw std::logic_error{"LAPACK refused argument " + std::to_string(-status)};
+  return status;
+}
+
+}  // namespace corvane

@@ -7,7 +7,7 @@ namespace corvane {
 
 namespace {
 
-// 1 where the library cannot be told, and nothing is to be done.
+// 1 where the library has no functions for the number of threads.
 int thread_count() {
 #ifndef BLAS_SYMBOL_PREFIX
   if (&openblas_get_num_threads == nullptr || &openblas_set_num_threads == nullptr)

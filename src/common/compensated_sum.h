@@ -2,7 +2,8 @@
 //
 // Compensated summation after A. Neumaier, "Rundungsfehleranalyse einiger Verfahren zur
 // Summation endlicher Summen", ZAMM 54 (1974): the part that each addition loses is kept in
-// a correction, which is added once at the end.
+// a correction, which is added once at the end. A compensated sum depends on the order of
+// its terms by a unit in the last place at most.
 #pragma once
 
 #include <cmath>
@@ -26,15 +27,15 @@ class compensated_sum {
   double correction_ = 0.0;
 };
 
-inline double compensated_total(const_vector_view terms) {
-  compensated_sum sum;
-  for (const double term : terms) sum.add(term);
-  return sum.total();
-}
+// The sum of all values, compensated.
+double compensated_total(const_vector_view values);
 
-// The sum divided by the count.
-inline double compensated_mean(const_vector_view terms) {
-  return compensated_total(terms) / static_cast<double>(terms.size());
-}
+// The compensated sum divided by the count, 0 of no values. The mean of equal values is
+// that value, which the rounded division may miss by an ulp.
+double mean_of(const_vector_view values);
+
+// sum_i (x_i - center)^2, plain and compensated.
+double sum_squares_about(double center, const_vector_view values);
+double compensated_squares_about(double center, const_vector_view values);
 
 }  // namespace corvane

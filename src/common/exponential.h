@@ -23,7 +23,7 @@ namespace exponential_detail {
 // are exact.
 inline constexpr double ln2_upper = 6.93147180369123816490e-01;
 inline constexpr double ln2_lower = 1.90821492927058770002e-10;
-// Adding 1.5 * 2^52 rounds to a whole number, which then stands in the lowest bits.
+// Adding 1.5 * 2^52 rounds to a whole number, which is then in the lowest bits.
 inline constexpr double shifter = 6755399441055744.0;
 
 // 2^k for whole k between -1022 and 1023

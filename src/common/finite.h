@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: BSD-3-Clause
 //
-// Finiteness and the machine constants that thresholds are made of.
+// Tests of finiteness, and the machine constants of thresholds.
 #pragma once
 
 #include <cmath>
@@ -26,7 +26,7 @@ inline bool all_finite(const_matrix_view values) {
   return all_finite(const_vector_view{values.data(), values.size()});
 }
 
-// The stored triangle alone.
+// Reads only the stored triangle.
 inline bool all_finite(const_symmetric_view values) {
   for (index_t j = 0; j < values.cols(); ++j)
     for (index_t i = j; i < values.rows(); ++i)

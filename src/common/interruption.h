@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: BSD-3-Clause
 //
-// How a computation that takes long is asked whether to go on. The owner of the computation
-// hands an `interruption` down to its loops; there is no global state.
+// Lets the owner of a long computation end it. The owner passes an `interruption` to the
+// loops of the computation, which call `check`; there is no global state.
 #pragma once
 
 namespace corvane {
@@ -15,7 +15,7 @@ class interruption {
   interruption& operator=(interruption&&) = delete;
   virtual ~interruption() = default;
 
-  // Returns to go on, throws to end the computation. What it throws is not an
+  // Returns to continue, throws to end the computation. What it throws is not an
   // optimizer_error: it passes through optimizers and objectives to the owner.
   virtual void check() = 0;
 };

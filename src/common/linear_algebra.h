@@ -1,11 +1,12 @@
 // SPDX-License-Identifier: BSD-3-Clause
 //
-// BLAS and LAPACK over views: shape and leading dimension come with the operands. Symmetric
-// matrices are their lower triangle throughout. Names are those of the BLAS and LAPACK
+// BLAS and LAPACK over views: shape and leading dimension come with the operands. A
+// symmetric matrix is stored as its lower triangle. Names are those of the BLAS and LAPACK
 // users' guides. The order of arguments is that of the formula.
 //
-// A status that is returned speaks of the data, and is never negative: 0 is success. The
-// factorizations throw std::bad_alloc when the heap does not give LAPACK its work space.
+// A returned status is a property of the data and never negative: 0 is success. A NaN in
+// the input does not always give a status other than 0; it shows in the result. The
+// factorizations throw std::bad_alloc when LAPACK's work space cannot be allocated.
 #pragma once
 
 #include "common/blas_arguments.h"
@@ -39,9 +40,6 @@ void syrk(double alpha, transposition op, const_matrix_block a, double beta,
 // The lower triangle of C = alpha (A B' + B A') + beta C, or of A' B + B' A when transposed
 void syr2k(double alpha, transposition op, const_matrix_block a, const_matrix_block b,
            double beta, matrix_block c);
-
-// The lower triangle of A += alpha x x'
-void syr(double alpha, const_vector_view x, matrix_block a);
 
 // y = alpha A x + beta y, A symmetric
 void symv(double alpha, const_matrix_block a, const_vector_view x, double beta,

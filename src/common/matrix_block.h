@@ -19,7 +19,7 @@ class basic_matrix_block {
       : data_{data}, rows_{rows}, cols_{cols}, stride_{stride} {}
   template <class U, class Structure>
   requires(std::is_convertible_v<U*, T*>) basic_matrix_block(
-      n_array_view<U, 2, Structure> view)  // meant to convert, as are these
+      n_array_view<U, 2, Structure> view)  // implicit on purpose, as are these
       : basic_matrix_block{view.data(), view.rows(), view.cols(), view.rows()} {}
   template <class Structure>
   basic_matrix_block(n_array<std::remove_const_t<T>, 2, Structure>& array)
@@ -86,7 +86,7 @@ inline void copy_transposed(const_matrix_block from, matrix_block to) {
           to(j, i) = from(i, j);
 }
 
-// The lower triangle alone, row >= column.
+// Only the lower triangle, row >= column.
 inline void copy_lower(const_matrix_block from, matrix_block to) {
   for (index_t j = 0; j < from.cols(); ++j)
     for (index_t i = j; i < from.rows(); ++i) to(i, j) = from(i, j);

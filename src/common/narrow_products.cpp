@@ -28,8 +28,8 @@ constexpr int tile_registers = 3;
 template <int Width>
 constexpr int tile_targets = Width == 8 ? 8 : 4;
 
-// Entry k of the result is the sum of the entries of from[k]: pairs of registers are folded
-// into one until one is left, at fewer instructions than sums of each by itself.
+// Entry k of the result is the sum of the entries of from[k]. Pairs of registers are added
+// into one until one is left, which takes fewer instructions than a sum for each.
 template <int Width>
 void sum_each(const lanes_of<Width>* from, lanes_of<Width>& totals) {
   using lanes = lanes_of<Width>;
@@ -111,8 +111,8 @@ void add_tile_of_any_size(const_matrix_block a, const_matrix_block b, matrix_blo
   add_tile<Width, Rows, Cols>(a, b, c);
 }
 
-// All products, or those in tiles that meet the lower triangle, cut off behind it. A strip
-// of B stays in the first cache while A passes by.
+// All products, or only those in tiles that intersect the lower triangle, cut off above the
+// diagonal. A strip of B stays in the first-level cache during the loop over A.
 template <int Width>
 void add_all(const_matrix_block a, const_matrix_block b, bool lower_alone, matrix_block c) {
   for (index_t col = 0; col < b.cols(); col += tile_cols<Width>) {
@@ -179,7 +179,7 @@ void multiply_tile(const_matrix_block a, const_matrix_block t, const strip_shape
       store_lanes(sums[part][col], &b(part * Width, col));
 }
 
-// The zeros of T are terms here.
+// The zeros of T are multiplied as well.
 void multiply_row(const_matrix_block a, const_matrix_block t, index_t row, matrix_block b) {
   for (index_t col = 0; col < b.cols(); ++col) {
     double sum = 0.0;
@@ -188,8 +188,8 @@ void multiply_row(const_matrix_block a, const_matrix_block t, index_t row, matri
   }
 }
 
-// A tile that would end behind the last row begins earlier instead and writes some rows
-// once more, the same numbers.
+// A tile that would end behind the last row begins earlier instead, and writes some rows
+// twice with the same numbers.
 template <int Width, int Registers, int Cols>
 void multiply_rows(const_matrix_block a, const_matrix_block t, const strip_shape& shape,
                    matrix_block b) {
@@ -218,7 +218,7 @@ void multiply_strip(const_matrix_block a, const_matrix_block t, const strip_shap
   multiply_rows<Width, tile_registers, Cols>(a, t, shape, b);
 }
 
-// T is triangular, or full where no triangle is named.
+// T is triangular, or full if `which` is empty.
 template <int Width>
 void multiply_all(const_matrix_block a, std::optional<triangle> which, const_matrix_block t,
                   matrix_block b) {

@@ -21,11 +21,11 @@ void add_narrow_lower_products(const_matrix_block a, const_matrix_block b, matri
 // The lower triangle of C += A'A. Entries above the diagonal are left unspecified.
 void add_narrow_gram(const_matrix_block a, matrix_block c);
 
-// B = A T, T triangular with zeros in its other triangle. B and A are apart.
+// B = A T, T triangular with zeros in its other triangle. A and B do not overlap.
 void multiply_narrow(const_matrix_block a, triangle which, const_matrix_block t,
                      matrix_block b);
 
-// B = A T, T any matrix. B and A are apart.
+// B = A T, T any matrix. A and B do not overlap.
 void multiply_narrow(const_matrix_block a, const_matrix_block t, matrix_block b);
 
 }  // namespace corvane

@@ -16,10 +16,11 @@ const_matrix_block leading_square(const_matrix_block factor) {
   return factor.part(0, 0, n, n);
 }
 
-// Of the multiplications; what is below takes well under a tenth of a second.
+// The number of multiplications below which a product takes less than a tenth of a second.
 constexpr double short_work = 1 << 29;
 
-// Reflectors that are applied together, and the columns to which they are.
+// The number of reflectors that are applied together, and of the columns they are applied
+// to.
 constexpr index_t panel_size = 16;
 constexpr index_t group_size = 32;
 
@@ -39,16 +40,6 @@ void apply_panel(const_matrix_block panel, const_vector_view tau, transposition 
 }
 
 }  // namespace
-
-qr_factorization transpose(const qr_factorization& qr) noexcept {
-  if (qr.transposition != 0 && qr.transposition != 1) {
-    std::cerr << "can't tranpose\n";
-    std::terminate();
-  }
-  qr_factorization other = qr;
-  other.transposition = 1 - qr.transposition;
-  return other;
-}
 
 void apply(const qr_factorization& qr, transposition op, matrix_block c) {
   if (qr.kind != 0) {
@@ -81,7 +72,7 @@ void factor(matrix_block a, vector_view tau, interruption* interrupt) {
   }
 }
 
-// Q = H_1 H_2 .. H_k: the last panel is the first to meet C, and of Q' the first one.
+// Q = H_1 H_2 .. H_k: Q C applies the last panel first, Q' C the first one.
 void apply(const qr_factorization& qr, transposition op, matrix_block c,
            interruption* interrupt) {
   const index_t reflectors = std::min(qr.factor.rows(), qr.factor.cols());
@@ -102,11 +93,6 @@ void apply(const qr_factorization& qr, transposition op, matrix_block c,
 
 void solve_r(const qr_factorization& qr, vector_view x) {
   trsv(triangle::upper, plain, leading_square(qr.factor), x);
-}
-
-void solve_r(const qr_factorization& qr, matrix_block b) {
-  const const_matrix_block r = leading_square(qr.factor);
-  trsm(side::left, triangle::upper, plain, r, b.part_rows(0, r.rows()));
 }
 
 }  // namespace corvane

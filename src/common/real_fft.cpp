@@ -2,7 +2,7 @@
 //
 // A real vector of even length is packed into a complex one of half the length; an odd
 // length is transformed as it is. The complex transform is that of kissfft, whose cost
-// grows with the prime factors of the length; where that is less, the length is changed by
+// grows with the prime factors of the length; if that is cheaper, the length is changed by
 // the algorithm of L. Bluestein, "A linear filtering approach to the computation of
 // discrete Fourier transform", IEEE Trans. Audio Electroacoustics 18 (1970).
 #include "common/real_fft.h"
@@ -24,7 +24,7 @@ using complex = std::complex<double>;
 using complex_vector = std::vector<complex>;
 
 constexpr index_t longest_length = index_t{1} << 31;
-// What kissfft takes for a length, in operations on an entry: one for a prime factor up to
+// The cost of kissfft for a length, in operations per entry: one for a prime factor up to
 // 5, for which it has a kernel, and f for a larger one.
 std::size_t transform_cost(std::size_t n) {
   const std::size_t length = n;
@@ -50,7 +50,7 @@ std::size_t convolution_length(std::size_t n) {
   return length;
 }
 
-// The length itself, or where two transforms of the longer one are cheaper that one.
+// The length itself, or the longer one if two transforms of it are cheaper.
 std::size_t transform_length(std::size_t n) {
   const std::size_t longer = convolution_length(n);
   return transform_cost(n) <= 2 * transform_cost(longer) ? n : longer;
@@ -131,7 +131,7 @@ class real_fft::complex_plan {
   }
 
   kissfft<double> transform_;
-  complex_vector chirp_;   // n entries, empty where the direct transform serves
+  complex_vector chirp_;   // n entries, empty if the direct transform is used
   complex_vector filter_;  // the transform of the conjugate chirp, mirrored
   complex_vector padded_;
   complex_vector product_;
@@ -143,8 +143,6 @@ real_fft::real_fft(index_t n) : length_{n} {
   if (n > 1 && n % 2 == 0) roots_ = make_half_turn(static_cast<std::size_t>(n));
 }
 
-real_fft::real_fft(real_fft&&) noexcept = default;
-real_fft& real_fft::operator=(real_fft&&) noexcept = default;
 real_fft::~real_fft() = default;
 
 void real_fft::forward(const_vector_view x, vector_view real_part,
@@ -183,7 +181,7 @@ void real_fft::transform_packed(const_vector_view x, vector_view real_part,
     const complex even = 0.5 * (z + mirrored);
     const complex odd = complex{0.0, -0.5} * (z - mirrored);
     const complex root = roots_[static_cast<std::size_t>(k)];
-    // Written out: the operator would look for infinities in every product.
+    // Written out: the operator checks each product for infinities.
     const complex bin = {even.real() + root.real() * odd.real() - root.imag() * odd.imag(),
                          even.imag() + root.real() * odd.imag() + root.imag() * odd.real()};
     real_part[k] = bin.real();

@@ -3,8 +3,8 @@
 // real_fft: the forward discrete Fourier transform of real vectors of any length, unscaled,
 //   bin_k = sum over j of x_j exp(-2 pi i j k / n),   k = 0 .. n / 2,
 // which is half of the spectrum: the other bins are the conjugates of these. A plan is made
-// once for a length and serves any number of vectors. It holds its own work space, so one
-// plan belongs to one thread.
+// once for a length and transforms any number of vectors. It has a work space, so that it
+// may be used by one thread at a time.
 #pragma once
 
 #include <complex>
@@ -22,8 +22,8 @@ class real_fft {
   explicit real_fft(index_t n);
   real_fft(const real_fft&) = delete;
   real_fft& operator=(const real_fft&) = delete;
-  real_fft(real_fft&&) noexcept;
-  real_fft& operator=(real_fft&&) noexcept;
+  real_fft(real_fft&&) = delete;
+  real_fft& operator=(real_fft&&) = delete;
   ~real_fft();
 
   index_t length() const { return length_; }

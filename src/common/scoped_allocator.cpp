@@ -26,7 +26,7 @@ constinit std::atomic<scratch_exhaustion> on_exhaustion{scratch_exhaustion::ends
 }
 
 // Holds the memory of one thread's arena and frees it when the thread ends. A scope that
-// opens after that finds an arena without memory, and lives on the heap.
+// opens after that has an arena without memory, and takes all from the heap.
 class arena_owner {
  public:
   arena_owner() {

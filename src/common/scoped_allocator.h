@@ -1,12 +1,12 @@
 // SPDX-License-Identifier: BSD-3-Clause
 //
-// scoped_allocator: block-scoped scratch memory. A local object takes what it needs from
-// one per-thread arena by moving a mark, and gives everything back when it goes out of
-// scope. What does not fit comes from the heap, and goes back at the same moment.
+// scoped_allocator: block-scoped scratch memory. A local object takes memory from one
+// per-thread arena by advancing an offset, and releases all of it when it goes out of
+// scope. What does not fit comes from the heap, and is released at the same time.
 //
 // Scopes nest strictly: an inner one must end before the outer one allocates again or ends.
 //
-// A heap that is exhausted ends the process, unless the module has chosen std::bad_alloc.
+// An exhausted heap ends the process, unless the module has chosen std::bad_alloc.
 #pragma once
 
 #include <cstddef>

@@ -1,11 +1,10 @@
 // SPDX-License-Identifier: BSD-3-Clause
 //
 // Compiles a loop for every processor, for those with AVX2 and for those with AVX-512, and
-// chooses when it runs. The loop is a callable that is handed the number of doubles in a
+// chooses when it runs. The loop is a callable whose argument is the number of doubles in a
 // vector register, as a type. No variant reorders arithmetic, nor contracts it unless its
 // source file is compiled to: what does not use that number gives the same results in all
-// of them. Plain calls rather than resolvers at load time, which sanitizers do not get
-// along with.
+// of them. Plain calls, since sanitizers do not support resolvers at load time.
 #pragma once
 
 #include <type_traits>
@@ -17,8 +16,8 @@ using vector_width = std::integral_constant<int, Doubles>;
 
 namespace vector_dispatch_detail {
 
-// The most doubles in a register of the variants to choose from. For tests, which narrow it
-// before the first loop runs.
+// The largest number of doubles in a register that may be chosen. Tests reduce it before
+// the first loop runs.
 inline int& widest_register() {
   static int doubles = 8;
   return doubles;
@@ -43,8 +42,9 @@ inline instruction_set detect() {
              : instruction_set::baseline;
 }
 
-// These inline all of the loop, so that it is compiled for the instruction set as well. The
-// copy of what the loop has captured is out of reach of what it writes.
+// These inline all of the loop, so that it is compiled for the instruction set as well.
+// What the loop has captured is copied, so that the compiler sees that its writes do not
+// change it.
 template <class Loop>
 __attribute__((target("avx2,fma"), flatten)) void run_with_avx2(const Loop& loop) {
   const Loop own = loop;

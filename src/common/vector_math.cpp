@@ -15,7 +15,7 @@ namespace {
 // tanh h = odd / even is the eighth convergent h / (1 + h^2 / (3 + h^2 / (5 + ...))) of
 // J. Lambert (1761), whose relative error is below 1e-18 up to h = 0.55. From there on
 // |x| = k ln(2) / 2 + h with k whole and |h| <= ln(2) / 4. Then e^(2 h) = (even + odd) /
-// (even - odd), so that both ranges come to a quotient that is added to what dominates:
+// (even - odd), so that both ranges need one quotient, a correction of the dominant term:
 //
 //   tanh h   = h - (even - odd / h) h / even
 //   tanh |x| = 1 - 2 (even - odd) / ((2^k + 1) even + (2^k - 1) odd)
@@ -31,7 +31,7 @@ tangent tanh_entry(double x) {
   const double magnitude = is_far ? 300.0 : std::abs(x);
   const bool is_small = magnitude < 0.55;
 
-  // Adding 1.5 * 2^52 rounds to a whole number, which then stands in the lowest bits.
+  // Adding 1.5 * 2^52 rounds to a whole number, which is then in the lowest bits.
   constexpr double two_over_ln2 = 2.8853900817779268;
   constexpr double shifter = 6755399441055744.0;
   const double shifted = magnitude * two_over_ln2 + shifter;
@@ -60,7 +60,7 @@ tangent tanh_entry(double x) {
 
 // With x = 2^e m and m between sqrt(1/2) and sqrt(2),
 //   log x = e log 2 + 2 artanh f,   f = (m - 1) / (m + 1),
-// where the series of J. Gregory (1668), artanh f = f + f^3 / 3 + f^5 / 5 + ..., ends below
+// where the series of J. Gregory (1668), artanh f = f + f^3 / 3 + f^5 / 5 + ..., is below
 // the rounding after f^21.
 double log_entry(double x) {
   constexpr std::uint64_t half_root = 0x3fe6a09e667f3bcdU;  // of the double sqrt(1/2)

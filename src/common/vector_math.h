@@ -8,8 +8,8 @@
 
 namespace corvane {
 
-// tangents = tanh(x) by entry, to within 2 units in the last place. `x` and `tangents` are
-// equally long, and either the same array or apart.
+// tangents = tanh(x) by entry, to within 2 units in the last place. `x` and `tangents` have
+// the same length, and are the same array or do not overlap.
 void compute_tanh(const_vector_view x, vector_view tangents);
 
 // The same, and their complements = 1 - tanh(x)^2, to within 4 units in the last place:
@@ -17,7 +17,7 @@ void compute_tanh(const_vector_view x, vector_view tangents);
 void compute_tanh(const_vector_view x, vector_view tangents, vector_view complements);
 
 // logs = log(x) by entry, to within 2 units in the last place, of numbers not below 1. An
-// infinity and a NaN pass through. `x` and `logs` are the same array or apart.
+// infinity and a NaN pass through. `x` and `logs` are the same array or do not overlap.
 void compute_log(const_vector_view x, vector_view logs);
 
 }  // namespace corvane

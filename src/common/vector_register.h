@@ -2,7 +2,7 @@
 //
 // Vector registers as values, for the few loops that a compiler does not turn into vector
 // instructions by itself. Arithmetic on them is by entry; the width is that which
-// run_vectorized (common/vector_dispatch.h) hands to its loop.
+// run_vectorized (common/vector_dispatch.h) passes to its loop.
 #pragma once
 
 #include <cstring>
@@ -25,7 +25,7 @@ struct vector_register<8> {
 };
 
 // As many neighbouring doubles as a register holds. Copied bytes become loads and stores
-// that need no alignment. Registers are handed over by reference: by value the calling
+// that need no alignment. Registers are passed by reference: by value the calling
 // convention would depend on the instruction set.
 template <class Lanes>
 void load_lanes(const double* from, Lanes& loaded) {

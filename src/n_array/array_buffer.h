@@ -2,7 +2,7 @@
 //
 // array_buffer: the one owner of an n_array's memory. It knows a resource, a buffer at
 // alignment 64 (a cache line, and the widest vector register) and how many elements the
-// buffer holds; shape and element order are the business of n_array.
+// buffer holds; n_array knows shape and element order.
 #pragma once
 
 #include <cstddef>
@@ -17,8 +17,8 @@ namespace corvane {
 
 inline constexpr std::size_t array_alignment = 64;
 
-// The number of elements of a matrix. Shapes come from callers of the module, so that the
-// product has to be proved to exist before memory is sized by it.
+// The number of elements of a matrix. Shapes come from callers of the module: the product
+// is checked for overflow.
 inline index_t element_count(index_t rows, index_t cols) {
   constexpr index_t most = std::numeric_limits<index_t>::max();
   if (rows < 0 || cols < 0 || (cols > 0 && rows > most / cols))
@@ -52,15 +52,15 @@ class array_buffer {
   index_t capacity() const { return capacity_; }
   std::pmr::memory_resource* resource() const { return resource_; }
 
-  // Makes room for `count` elements. A buffer that is large enough is kept; otherwise the
-  // old one goes first and the new one holds exactly `count`. Contents are not kept.
+  // Makes room for `count` elements. A buffer that is large enough is kept; otherwise it is
+  // released before a new one of exactly `count` is allocated. Contents are not kept.
   void reserve(index_t count) {
     if (capacity_ >= count) return;
     if (capacity_ > 0) release();
     acquire(count);
   }
 
-  // Gives the buffer back. Also called with nothing held: a resource accepts that, although
+  // Releases the buffer. Also called without a buffer: a resource accepts that, although
   // libstdc++ declares the pointer as never null.
   __attribute__((no_sanitize("nonnull-attribute"))) void release() {
     resource_->deallocate(data_, byte_count<T>(capacity_), array_alignment);

@@ -22,7 +22,7 @@ namespace corvane {
 
 namespace n_array_detail {
 
-// Copies what the structure says is meaningful.
+// Copies the elements that the structure stores.
 template <class T>
 void copy_elements(n_array_view<const T, 1, general_structure> from, T* to) {
   std::copy(from.begin(), from.end(), to);
@@ -69,8 +69,7 @@ class n_array {
 
   explicit n_array(const_view_type source) { assign(source); }
   n_array(const n_array& other) { assign(other.view()); }
-  // The move assignment to an array that holds nothing, on the same resource: no step of it
-  // can fail.
+  // As the move assignment to an empty array on the same resource: no step can fail.
   n_array(n_array&& other) noexcept : buffer_{other.resource()}, shape_{other.shape_} {
     if (other.data() != nullptr) {
       buffer_.release();
@@ -139,7 +138,7 @@ class n_array {
   const T& operator[](index_t i) const requires(Rank == 1) { return data()[i]; }
 
  private:
-  // The shape over another pointer.
+  // A view of this shape at another pointer.
   template <class Pointer>
   auto look(Pointer pointer) const {
     using element = std::remove_pointer_t<Pointer>;
@@ -149,7 +148,7 @@ class n_array {
       return n_array_view<element, 2, Structure>{pointer, shape_.rows(), shape_.cols()};
   }
 
-  // The shape is empty while a buffer is fetched, so that a failing allocation leaves an
+  // The shape is empty while a buffer is allocated, so that a failing allocation leaves an
   // array of zero elements.
   void assign(const_view_type source) {
     n_array_detail::check_shape(source);

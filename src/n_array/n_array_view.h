@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: BSD-3-Clause
 //
-// n_array_view: a non-owning look at dense numbers, rank 1 or 2, passed by value.
+// n_array_view: a non-owning view of dense numbers, rank 1 or 2, passed by value.
 //
 // Storage is column-major and contiguous; the leading dimension is always `rows`.
 //   general_structure    element (i, j) is data[j * rows + i]
@@ -22,7 +22,7 @@ struct symmetric_structure {};
 template <class T, unsigned long Rank, class Structure>
 class n_array_view;
 
-// A pointer to U may be looked at as a pointer to T when T only adds const.
+// A pointer to U converts to a pointer to T if T only adds const.
 template <class U, class T>
 concept adds_const = std::is_same_v<const U, T> && !std::is_same_v<U, T>;
 
@@ -32,7 +32,7 @@ class n_array_view<T, 1, general_structure> {
   n_array_view() = default;
   n_array_view(T* data, index_t size) : data_{data}, size_{size} {}
   template <adds_const<T> U>
-  n_array_view(n_array_view<U, 1, general_structure> other)  // meant to convert
+  n_array_view(n_array_view<U, 1, general_structure> other)  // implicit on purpose
       : data_{other.data()}, size_{other.size()} {}
 
   T* data() const { return data_; }
@@ -56,7 +56,7 @@ class n_array_view<T, 2, general_structure> {
   n_array_view(T* data, index_t rows, index_t cols)
       : data_{data}, rows_{rows}, cols_{cols} {}
   template <adds_const<T> U>
-  n_array_view(n_array_view<U, 2, general_structure> other)  // meant to convert
+  n_array_view(n_array_view<U, 2, general_structure> other)  // implicit on purpose
       : data_{other.data()}, rows_{other.rows()}, cols_{other.cols()} {}
 
   T* data() const { return data_; }
@@ -82,7 +82,7 @@ class n_array_view<T, 2, symmetric_structure> {
   n_array_view(T* data, index_t rows, index_t cols)
       : data_{data}, rows_{rows}, cols_{cols} {}
   template <adds_const<T> U>
-  n_array_view(n_array_view<U, 2, symmetric_structure> other)  // meant to convert
+  n_array_view(n_array_view<U, 2, symmetric_structure> other)  // implicit on purpose
       : data_{other.data()}, rows_{other.rows()}, cols_{other.cols()} {}
 
   T* data() const { return data_; }

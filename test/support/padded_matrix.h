@@ -16,6 +16,7 @@
 #include <vector>
 
 #include "common/blas_arguments.h"
+#include "common/interface_only/diagonal_kind.h"
 
 namespace corvane::test {
 

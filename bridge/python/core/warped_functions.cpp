@@ -5,7 +5,7 @@
 #include <string_view>
 #include <utility>
 
-#include "model/warped_linear_regression/warped_report.h"
+#include "model/warped_linear_regression/report/warped_report.h"
 #include "python/argument_parser.h"
 #include "python/array_conversion.h"
 #include "python/core/core_support.h"
@@ -100,7 +100,7 @@ python_object make_results(const warped_report& report, const python_observer& o
   return results.release();
 }
 
-// What a prediction reads and writes without the lock.
+// Read and written by a prediction without the interpreter's lock.
 struct prediction_task {
   const warped_state& state;
   const readable_matrix& rows;

@@ -6,7 +6,7 @@
 #include <set>
 #include <stdexcept>
 
-#include "common/column_moments.h"
+#include "common/compensated_sum.h"
 #include "common/finite.h"
 
 namespace corvane::model {

@@ -24,17 +24,8 @@ regularizer_status sparse_row_builder::finish(index_t num_columns, sparse_matrix
   row_pointers_.push_back(count());
   values_.shrink_to_fit();
   column_indices_.shrink_to_fit();
-  const const_vector_view values{values_.data(), count()};
-  const const_index_view columns{column_indices_.data(), count()};
-  const const_index_view offsets{row_pointers_.data(), num_rows + 1};
-  // The handle looks at arrays that the moves below leave where they are.
-  sparse_matrix_handle handle{num_rows, num_columns, values, columns, offsets};
-  out = sparse_matrix{num_rows,
-                      num_columns,
-                      std::move(values_),
-                      std::move(column_indices_),
-                      std::move(row_pointers_),
-                      std::move(handle)};
+  out = sparse_matrix{num_rows, num_columns, std::move(values_), std::move(column_indices_),
+                      std::move(row_pointers_)};
   return regularizer_status::written;
 }
 

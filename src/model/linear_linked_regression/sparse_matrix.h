@@ -1,13 +1,12 @@
 // SPDX-License-Identifier: BSD-3-Clause
 //
-// sparse_matrix: a compressed-sparse-row matrix with the object through which it is
-// multiplied. A regularizer writes the derivatives in its hyperparameters as such matrices:
-// one row per hyperparameter or per pair of them, one column per weight.
+// sparse_matrix: a compressed-sparse-row matrix. A regularizer writes the derivatives in
+// its hyperparameters as such matrices: one row per hyperparameter or per pair of them, one
+// column per weight.
 #pragma once
 
 #include <vector>
 
-#include "common/sparse_matrix_handle.h"
 #include "n_array/n_array_view.h"
 
 namespace corvane::model {
@@ -18,7 +17,6 @@ struct sparse_matrix {
   std::vector<double> values;
   std::vector<index_t> column_indices;
   std::vector<index_t> row_pointers;  // num_rows + 1 offsets into the two arrays above
-  sparse_matrix_handle handle;        // looks at the arrays; a move leaves them in place
 
   // A matrix that nobody has written, or one without a stored entry.
   bool empty() const { return values.empty(); }

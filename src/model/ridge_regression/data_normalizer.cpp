@@ -6,7 +6,7 @@
 #include <stdexcept>
 #include <string>
 
-#include "common/column_moments.h"
+#include "common/compensated_sum.h"
 #include "common/finite.h"
 #include "common/vector_dispatch.h"
 

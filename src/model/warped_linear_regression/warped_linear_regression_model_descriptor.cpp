@@ -8,7 +8,7 @@
 
 #include "common/linear_algebra.h"
 #include "common/scoped_allocator.h"
-#include "model/warped_linear_regression/random_draws.h"
+#include "model/warped_linear_regression/likelihood/random_draws.h"
 
 namespace corvane::model {
 
@@ -22,14 +22,14 @@ struct warped_linear_regression_model_descriptor::normalized_data {
 
 namespace {
 
-// The same start point for every fit.
+// Uniform draws with a fixed seed: every fit has the same start point.
 void draw_start_point(vector_view theta) {
   std::mt19937 generator{0};
   for (double& parameter : theta) parameter = 2.0 * draw_uniform(generator) - 1.0;
 }
 
-// Where all targets are 0, or become so when their mean is subtracted, every map leaves no
-// residual, and the likelihood has no maximum.
+// If all targets are 0, or 0 after their mean is subtracted, every map has residual 0, and
+// the likelihood has no maximum.
 void reject_constant(const_vector_view y, bool centered) {
   const auto differs = [first = centered ? y[0] : 0.0](double value) {
     return value != first;

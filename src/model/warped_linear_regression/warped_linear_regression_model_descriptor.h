@@ -14,9 +14,9 @@
 #include "common/blas_arguments.h"
 #include "common/interruption.h"
 #include "common/matrix_block.h"
-#include "model/warped_linear_regression/target_warper_descriptor.h"
-#include "model/warped_linear_regression/warped_fit.h"
-#include "model/warped_linear_regression/warped_objective.h"
+#include "model/ridge_regression/data_normalizer.h"
+#include "model/warped_linear_regression/likelihood/warped_objective.h"
+#include "model/warped_linear_regression/map/target_warper_descriptor.h"
 #include "n_array/n_array.h"
 #include "optimization/trust_region_optimizer.h"
 
@@ -32,7 +32,17 @@ struct warped_linear_regression_model_options {
   std::unique_ptr<trust_region_optimizer> optimizer;  // null means one with 1e-4 and 1e-3
   std::function<void(vector_view)> initializer;      // empty means uniform draws on [-1, 1)
   std::unique_ptr<target_warper_descriptor> warper;  // the family; never null
-  interruption* interrupt = nullptr;  // not owned; asked while the data are prepared
+  interruption* interrupt = nullptr;  // not owned; checked while the data are prepared
+};
+
+// The result of a fit, with all that prediction and reporting need.
+struct warped_fit {
+  data_normalizer normalizer;  // of new rows
+  trust_region_result result;  // holds the final parameters and value
+  std::shared_ptr<model::target_warper> target_warper;
+  dense_vector regressors;  // beta, p entries: normalized features to normalized latents
+  double noise_variance = 0.0;  // in the same units
+  dense_matrix r_transposed;    // R', p by p: its lower triangle is meaningful
 };
 
 class warped_linear_regression_model_descriptor {
@@ -47,8 +57,8 @@ class warped_linear_regression_model_descriptor {
   // what the initializer throws.
   warped_fit fit(const_vector_view y, const_matrix_view X) const;
 
-  // The objective as `fit` would build it, with restarts without end and of the targets
-  // with all of their digits.
+  // The objective as `fit` would build it, with an unlimited number of restarts and of the
+  // targets with all of their digits.
   std::unique_ptr<warped_linear_regression_detail::objective> make_objective(
       const_vector_view y, const_matrix_view X) const;
 
@@ -66,7 +76,7 @@ class warped_linear_regression_model_descriptor {
   void predict(const warped_fit& fit, const_matrix_view X, std::int64_t count,
                double tolerance, vector_view out) const;
 
-  // The same with X = op(A), for rows that lie one behind another.
+  // The same with X = op(A), for rows that are contiguous in memory.
   void predict_latent(const warped_fit& fit, transposition op, const_matrix_block A,
                       vector_view latent, vector_view variance) const;
   void predict(const warped_fit& fit, transposition op, const_matrix_block A,

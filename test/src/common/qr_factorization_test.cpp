@@ -8,6 +8,7 @@
 #include <csignal>
 #include <vector>
 
+#include "common/interface_only/qr_record.h"
 #include "common/linear_algebra.h"
 #include "support/padded_matrix.h"
 

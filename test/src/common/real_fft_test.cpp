@@ -93,7 +93,7 @@ TEST(real_fft, one_plan_serves_any_number_of_vectors) {
   }
 }
 
-TEST(real_fft, bins_without_a_twin_are_real) {
+TEST(real_fft, bins_that_are_their_own_conjugates_are_real) {
   for (const index_t n : {2, 4, 106, 107}) {
     real_fft fft{n};
     const auto bins = transformed(fft, random_vector(n, 3));

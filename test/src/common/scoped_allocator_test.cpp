@@ -197,7 +197,7 @@ struct last_of_the_thread {
   static inline bool served_zero_bytes = false;
 };
 
-TEST(scoped_allocator, a_scope_that_opens_after_the_arena_is_gone_lives_on_the_heap) {
+TEST(scoped_allocator, a_scope_that_opens_after_the_arena_is_freed_uses_the_heap) {
   std::thread{[] {
     thread_local const last_of_the_thread last;
     EXPECT_NE(&last, nullptr);

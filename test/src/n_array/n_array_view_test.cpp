@@ -42,7 +42,7 @@ TEST(n_array_view, both_orders_of_a_symmetric_index_read_the_same_stored_double)
   EXPECT_EQ(&a(3, 1), storage.data() + 7);
 }
 
-TEST(n_array_view, a_symmetric_matrix_lives_in_its_lower_triangle) {
+TEST(n_array_view, a_symmetric_matrix_is_stored_in_its_lower_triangle) {
   std::vector<double> storage = offsets(9);
   const symmetric_view a{storage.data(), 3, 3};
   const matrix_view plain_look{storage.data(), 3, 3};

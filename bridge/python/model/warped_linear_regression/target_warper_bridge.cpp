@@ -36,12 +36,12 @@ python_object target_warper_bridge::compute_latent_with_derivative(
 python_object target_warper_bridge::invert(PyObject* arguments, PyObject* keywords) const {
   PyObject* borrowed = nullptr;
   double tolerance = 1e-05;
-  // A parse error shows the name compute_latent, which callers have come to know.
+  // A parse error shows the name compute_latent.
   if (!try_parse_arguments(arguments, keywords, "O|d:compute_latent",
                            std::array{"latent", "tolerance"}, &borrowed, &tolerance))
     throw python_error{};
   const python_object object = python_object::share(borrowed);
-  // Ahead of the conversion: a bad tolerance is told whatever the latents are.
+  // Before the conversion: a bad tolerance is reported whatever the latents are.
   if (!check_tolerance(tolerance)) throw python_error{};
   const dense_vector latent = to_double_vector(object.get());
   dense_vector target = allocate_vector(latent.size());

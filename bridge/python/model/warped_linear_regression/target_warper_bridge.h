@@ -7,7 +7,7 @@
 #include <memory>
 #include <utility>
 
-#include "model/warped_linear_regression/target_warper.h"
+#include "model/warped_linear_regression/map/target_warper.h"
 #include "python/python.h"
 #include "python/python_object.h"
 

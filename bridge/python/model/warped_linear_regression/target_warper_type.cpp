@@ -45,11 +45,11 @@ void register_target_warper(const char* module_name, const python_object& module
   description.dealloc = &deallocate_model_object<handle_type>;
   description.methods = methods.data();
   description.getset = attributes.data();
-  // One flavour: it has nothing to hide from callers.
+  // One table of methods: this type has no internal methods.
   target_warper_type = register_python_type(module, "_TargetWarper", description);
 }
 
-// The pointer makes the handle independent of the model that hands it out.
+// The shared pointer makes the handle independent of the model.
 python_object make_target_warper_object(
     std::shared_ptr<const model::target_warper> warper) {
   auto handle =

@@ -11,8 +11,8 @@
 
 namespace corvane::python_bridge {
 
-// Makes the type and adds it to the module. It goes ahead of the type whose methods return
-// its instances.
+// Makes the type and adds it to the module. It is registered before the type whose methods
+// return its instances.
 void register_target_warper(const char* module_name, const python_object& module);
 
 python_object make_target_warper_object(std::shared_ptr<const model::target_warper> warper);

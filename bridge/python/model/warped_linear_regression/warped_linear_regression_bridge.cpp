@@ -25,8 +25,7 @@ namespace {
 constexpr int num_quadrature_points = 21;
 constexpr double inversion_tolerance = 1e-05;
 
-// The residuals of as many features as observations are all zero, and tell no map from
-// another.
+// With as many features as observations the residuals are zero for every map.
 void require_residuals(const training_data& data) {
   if (data.design->cols() >= data.design->rows())
     throw std::runtime_error{
@@ -101,12 +100,12 @@ struct warped_linear_regression_bridge::prediction_task {
 auto warped_linear_regression_bridge::read_rows(PyObject* arguments,
                                                 PyObject* keywords) const
     -> prediction_task {
-  // Ahead of any look at the arguments.
+  // Before the arguments are examined.
   require_fitted(fitted_);
-  // Both predictions go by this name in the errors of the parser.
+  // The parser's errors show this name for both predictions.
   const python_object X = parse_object(arguments, keywords, "O:predict_latent", "X");
   readable_matrix rows{X.get()};
-  // Taken after the conversion, which may have fitted the model anew.
+  // Taken after the conversion, which may have fitted the model again.
   auto fitted = require_fitted(fitted_);
   require_columns(rows.cols(), fitted->regressors.size());
   // A latent value that is not finite has no inverse.
@@ -124,7 +123,7 @@ python_object warped_linear_regression_bridge::predict_latent_with_stddev(
     descriptor_.predict_latent(*task.fitted, task.rows.op(), task.rows.block(), latent,
                                stddev);
   });
-  // What came as variances leaves as deviations.
+  // Turns variances into standard deviations.
   for (double& entry : stddev) entry = std::sqrt(entry);
   return to_numpy_vectors(latent, stddev);
 }
@@ -140,7 +139,7 @@ python_object warped_linear_regression_bridge::predict(PyObject* arguments,
   return predictions.release();
 }
 
-// numpy may run Python code while a result is written, which may fit the model anew: each
+// numpy may run Python code while a result is written, which may fit the model again: each
 // attribute holds the record that it reads.
 python_object warped_linear_regression_bridge::regressors() const {
   const auto fitted = require_fitted(fitted_);

@@ -23,7 +23,7 @@ class warped_linear_regression_bridge {
   warped_linear_regression_bridge(model::warped_linear_regression_model_options&& options,
                                   optimizer_stack stack);
 
-  // Where the optimizer and its filters are, with what they recorded.
+  // The optimizer and its filters, with what they recorded.
   const optimizer_stack& optimizers() const { return stack_; }
 
   // Replaces the stored data; replaces the fitted record on success only.

@@ -7,7 +7,7 @@
 #include <memory>
 #include <utility>
 
-#include "model/warped_linear_regression/tanh_target_warper_descriptor.h"
+#include "model/warped_linear_regression/map/tanh_target_warper_descriptor.h"
 #include "python/argument_parser.h"
 #include "python/initializer_bridge.h"
 #include "python/model/warped_linear_regression/warped_linear_regression_type.h"
@@ -43,7 +43,7 @@ PyObject* make_object(warped_linear_regression_model_options&& options, int num_
 PyObject* make_public(PyObject* arguments, PyObject* keywords) {
   constexpr std::array names{"init0", "fit_intercept", "normalize", "num_steps",
                              "tolerance"};
-  // Defaults; the parser leaves alone what is not given. Object references are borrowed.
+  // Defaults; the parser does not change what is not given. Object references are borrowed.
   PyObject* init0 = nullptr;
   int fit_intercept = 1;
   int normalize = 1;
@@ -91,7 +91,7 @@ PyObject* make_internal(PyObject* arguments, PyObject* keywords) {
           &center_target, &center_features, &rescale_target, &rescale_features, &num_steps,
           &tolerance, &tolerance2, &record_stats, &log, &initializer))
     return nullptr;
-  // Here the number of steps goes ahead of the tolerance.
+  // Here the number of steps is checked before the tolerance.
   if (!check_num_steps(num_steps, "num warper steps must be greater than 0"))
     return nullptr;
   if (!check_tolerance(tolerance)) return nullptr;

@@ -5,13 +5,13 @@
 #include <cmath>
 #include <utility>
 
+#include "common/compensated_sum.h"
 #include "common/finite.h"
 #include "common/linear_algebra.h"
 #include "common/scoped_allocator.h"
 #include "common/vector_dispatch.h"
 #include "model/linear_linked_regression/detail/loo_chain_rule.h"
 #include "model/linear_linked_regression/detail/observation_products.h"
-#include "model/linear_linked_regression/detail/total_loss.h"
 #include "n_array/panic.h"
 #include "optimization/optimizer_error.h"
 
@@ -108,9 +108,24 @@ bool aloocv_objective::solve_inner_problem(const_vector_view theta) {
   if (!run_inner_optimizer() || inner_objective_.is_exhausted() ||
       !inner_result_.positive_definite)
     return false;
-  // A trust-region run compares values, and sees no error of the weights below the root of
-  // their rounding. Scores of a smoothed penalty magnify such errors.
-  return !regularizer_->has_third_derivative() || take_newton_step();
+  return !regularizer_->has_third_derivative() || refine_solution();
+}
+
+// A trust-region run compares values, and sees no error of the weights below the root of
+// their rounding. Scores of a smoothed penalty magnify such errors: a few Newton steps,
+// which converge quadratically, remove them.
+bool aloocv_objective::refine_solution() {
+  constexpr int most_steps = 3;
+  const auto is_exact = [&run = inner_result_] {
+    constexpr double precision = 1e-12;  // of a step, in units of 1 / sqrt(H_kk)
+    for (index_t k = 0; k < run.x.size(); ++k)
+      if (std::abs(run.gradient[k]) > precision * std::sqrt(std::abs(run.hessian(k, k))))
+        return false;
+    return true;
+  };
+  for (int step = 0; step < most_steps && !is_exact(); ++step)
+    if (!take_newton_step()) return false;
+  return true;
 }
 
 // An objective that is undefined at its start point is the one failure that a run throws;
@@ -157,7 +172,7 @@ std::optional<double> aloocv_objective::sum_loo_losses() const {
     loss_link_->compute_jointly(y_, loo_predictions_, {losses, {}, {}, {}, {}});
   else if (!loss_link_->compute_loss(y_, loo_predictions_, losses))
     return std::nullopt;
-  return total_loss(losses);
+  return compensated_total(losses);
 }
 
 inner_optimum aloocv_objective::optimum() const {

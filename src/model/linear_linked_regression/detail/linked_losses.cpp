@@ -4,10 +4,10 @@
 #include <algorithm>
 #include <utility>
 
+#include "common/compensated_sum.h"
 #include "common/linear_algebra.h"
 #include "common/scoped_allocator.h"
 #include "model/linear_linked_regression/detail/observation_products.h"
-#include "model/linear_linked_regression/detail/total_loss.h"
 
 namespace corvane::model::linear_linked_regression_detail {
 
@@ -64,7 +64,7 @@ bool linked_losses::sum_losses() {
   } else if (!link_->compute_loss(y_, predictions_, losses)) {
     return false;
   }
-  total_ = total_loss(losses);
+  total_ = compensated_total(losses);
   return true;
 }
 

@@ -17,7 +17,6 @@
 #include <optional>
 
 #include "common/finite.h"
-#include "common/sparse_matrix_operation.h"
 #include "common/vector_dispatch.h"
 #include "model/linear_linked_regression/detail/observation_products.h"
 #include "model/linear_linked_regression/detail/pairwise_forms.h"
@@ -224,10 +223,15 @@ void subtract_crossed_rows(const sparse_matrix& rows, const_vector_view weights,
   const matrix_view scaled = scratch.matrix(dW.rows(), Q);
   for (index_t b = 0; b < Q; ++b)
     for (index_t k = 0; k < dW.rows(); ++k) scaled(k, b) = weights[k] * dW(k, b);
-  const matrix_view product = scratch.matrix(Q, Q);
-  sparse_matrix_matrix_multiply(plain, 1.0, rows.handle, {}, scaled, 0.0, product);
-  for (index_t a = 0; a < Q; ++a)
-    for (index_t b = a; b < Q; ++b) hessian(b, a) -= product(a, b) + product(b, a);
+  for (index_t a = 0; a < Q; ++a) {
+    const const_vector_view values = rows.row_values(a);
+    const const_index_view columns = rows.row_columns(a);
+    for (index_t b = 0; b < Q; ++b) {
+      double sum = 0.0;
+      for (index_t e = 0; e < values.size(); ++e) sum += values[e] * scaled(columns[e], b);
+      hessian(std::max(a, b), std::min(a, b)) -= a == b ? 2.0 * sum : sum;
+    }
+  }
 }
 
 // Everything that is a sum over weights: the diagonal parts of d2H_ab under omega, and

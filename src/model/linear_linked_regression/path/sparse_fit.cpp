@@ -7,9 +7,9 @@
 #include <numeric>
 #include <utility>
 
+#include "common/compensated_sum.h"
 #include "common/linear_algebra.h"
 #include "common/matrix_block.h"
-#include "model/linear_linked_regression/detail/total_loss.h"
 #include "model/linear_linked_regression/logistic_log_likelihood_loss_link.h"
 #include "model/linear_linked_regression/path/lasso_quadratic.h"
 
@@ -49,7 +49,7 @@ void evaluate_loss(const sparse_problem& problem, sparse_fit& fit) {
        .third = {},
        .fourth = {}});
   for (double& r : fit.residuals) r = -r;
-  fit.loss = linear_linked_regression_detail::total_loss(losses);
+  fit.loss = compensated_total(losses);
 }
 
 // Slopes within this count as 0. It is far above rounding, 1e-16 of the bound.

@@ -121,7 +121,7 @@ double criterion_of(const ridge_request& request, const prepared_data& data,
                     const dense_vector& t, const solution& at) {
   const auto& [residuals, one_minus_leverage] = at.rows;
   const auto n = static_cast<double>(residuals.size());
-  const double mean_one_minus_leverage = compensated_mean(one_minus_leverage);
+  const double mean_one_minus_leverage = mean_of(one_minus_leverage);
   switch (request.criterion) {
     case ridge_objective_mode::gcv:
       return are_equal(t) ? sum_of_squares(residuals) / mean_one_minus_leverage /

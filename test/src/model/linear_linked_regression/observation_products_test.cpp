@@ -11,7 +11,6 @@
 
 #include "common/linear_algebra.h"
 #include "model/linear_linked_regression/detail/row_forms.h"
-#include "model/linear_linked_regression/detail/total_loss.h"
 #include "n_array/n_array.h"
 
 namespace corvane::model::linear_linked_regression_detail {
@@ -117,19 +116,6 @@ TEST(row_forms, read_the_rows_of_their_block_alone) {
     for (const index_t i : {19, 29, 30}) X(i, j) = std::nan("");
   squared_lengths(block(), M, after);
   for (index_t i = 0; i < 9; ++i) EXPECT_EQ(before[i], after[i]);
-}
-
-// The terms cancel within a lane, and between lanes.
-TEST(total_loss, keeps_what_plain_sums_lose) {
-  for (const index_t n : {3, 48, 50}) {
-    dense_vector terms{n};
-    std::fill(terms.begin(), terms.end(), 0.0);
-    terms[0] = 1e16;
-    terms[1] = 1.0;
-    terms[n - 1] = -1e16;
-    EXPECT_EQ(total_loss(terms), 1.0) << n;
-  }
-  EXPECT_EQ(total_loss(dense_vector{0}), 0.0);
 }
 
 }  // namespace

@@ -7,9 +7,9 @@
 #include <utility>
 #include <vector>
 
-#include "model/warped_linear_regression/tanh_target_warper_descriptor.h"
+#include "model/warped_linear_regression/map/tanh_target_warper_descriptor.h"
 #include "model/warped_linear_regression/warped_linear_regression_model_descriptor.h"
-#include "warped_test_data.h"
+#include "src/model/warped_linear_regression/warped_test_data.h"
 
 namespace corvane::model::warped_testing {
 
