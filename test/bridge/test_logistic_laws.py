@@ -112,6 +112,25 @@ def test_at_the_weights_the_slope_of_the_penalized_loss_vanishes(penalty, seed):
 
 
 @pytest.mark.parametrize("seed", range(5))
+@pytest.mark.parametrize(
+    ("penalty", "tolerance"), [("l2", 1e-8), ("l1", 1e-4), ("elasticnet", 1e-4)]
+)
+def test_weights_are_those_of_plain_arithmetic_beside_an_outlier(penalty, tolerance, seed):
+    """A column keeps all its digits although one of its values is 10^6 times the others.
+    Weights under l2 are as exact as the tolerance of the fit makes them."""
+    X, y = classification(n=100, p=4, seed=seed)
+    X[7, 2] = 1e6
+    model = fitted(X, y, penalty=penalty, tolerance=tolerance)
+    exact = refit(model, X, y, penalty)
+    assert exact.gradient_max < 1e-9
+    lengths = np.append(np.linalg.norm(X - X.mean(axis=0), axis=0), np.sqrt(len(X)))
+    expected = exact.w / lengths
+    np.testing.assert_allclose(
+        model.weights, expected, rtol=0.0, atol=1e-9 * np.abs(expected).max()
+    )
+
+
+@pytest.mark.parametrize("seed", range(5))
 @pytest.mark.parametrize("penalty", ["l2", "l1", "elasticnet"])
 def test_no_common_strength_within_a_factor_of_two_has_a_lower_score(penalty, seed):
     X, y = classification(n=100, p=4, seed=seed)

@@ -122,6 +122,10 @@ void python_observer::check() {
 }
 
 void python_observer::observe_iteration(const iteration_record& record) {
+  // The history is that of the last run.
+  if (record.iteration == 0)
+    for (std::vector<double>* kept : {&values_, &gradient_norms_, &radii_, &points_})
+      kept->clear();
   values_.push_back(record.value);
   gradient_norms_.push_back(record.gradient_max);
   radii_.push_back(record.radius);

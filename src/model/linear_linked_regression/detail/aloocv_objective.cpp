@@ -108,9 +108,24 @@ bool aloocv_objective::solve_inner_problem(const_vector_view theta) {
   if (!run_inner_optimizer() || inner_objective_.is_exhausted() ||
       !inner_result_.positive_definite)
     return false;
-  // A trust-region run compares values, and sees no error of the weights below the root of
-  // their rounding. Scores of a smoothed penalty magnify such errors.
-  return !regularizer_->has_third_derivative() || take_newton_step();
+  return !regularizer_->has_third_derivative() || refine_solution();
+}
+
+// A trust-region run compares values, and sees no error of the weights below the root of
+// their rounding. Scores of a smoothed penalty magnify such errors: a few Newton steps,
+// which converge quadratically, remove them.
+bool aloocv_objective::refine_solution() {
+  constexpr int most_steps = 3;
+  const auto is_exact = [&run = inner_result_] {
+    constexpr double precision = 1e-12;  // of a step, in units of 1 / sqrt(H_kk)
+    for (index_t k = 0; k < run.x.size(); ++k)
+      if (std::abs(run.gradient[k]) > precision * std::sqrt(std::abs(run.hessian(k, k))))
+        return false;
+    return true;
+  };
+  for (int step = 0; step < most_steps && !is_exact(); ++step)
+    if (!take_newton_step()) return false;
+  return true;
 }
 
 // An objective that is undefined at its start point is the one failure that a run throws;

@@ -74,6 +74,7 @@ class aloocv_objective final : public optimization_objective_helper {
   void start_at_solution();
   bool solve_inner_problem(const_vector_view theta);
   bool run_inner_optimizer();
+  bool refine_solution();
   bool take_newton_step();
   bool settle();
   void leave_each_out();

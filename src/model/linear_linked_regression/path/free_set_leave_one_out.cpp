@@ -68,6 +68,7 @@ struct local_model {
   dense_matrix M;                // (H_AA + l2)^-1
   dense_matrix P;                // M H_AR
   dense_matrix C;                // H_RR + l2 - H_RA P
+  dense_vector curvature;        // H_jj + l2_j of R
   dense_vector effective_dof;    // of A
 };
 
@@ -117,6 +118,7 @@ local_model build_model(const sparse_problem& problem, const sparse_fit& fit,
                       std::move(M),
                       dense_matrix{m, count - m},
                       dense_matrix{count - m, count - m},
+                      dense_vector{count - m},
                       dense_vector{m}};
     for (index_t k = 0; k < count; ++k) model.slopes[k] -= l2[k] * model.weights[k];
     for (index_t a = 0; a < m; ++a) model.effective_dof[a] = 1.0 - l2[a] * model.M(a, a);
@@ -125,7 +127,8 @@ local_model build_model(const sparse_problem& problem, const sparse_fit& fit,
           1.0 / std::accumulate(fit.curvature.begin(), fit.curvature.end(), 0.0);
     const const_matrix_block H{centered.gram};
     copy(H.part(m, m, count - m, count - m), model.C);
-    for (index_t k = m; k < count; ++k) model.C(k - m, k - m) += l2[k];
+    for (index_t k = m; k < count; ++k)
+      model.curvature[k - m] = model.C(k - m, k - m) += l2[k];
     if (m > 0 && count > m) {
       gemm(1.0, plain, model.M, plain, H.part(0, m, m, count - m), 0.0, model.P);
       gemm(-1.0, plain, H.part(m, 0, count - m, m), plain, model.P, 1.0, model.C);
@@ -209,7 +212,8 @@ class row_path {
     }
     for (std::size_t a = 0; a < count; ++a) {
       const double pivot = matrix[a * count + a];
-      const double own = entry(changed_[a], changed_[a]);
+      const index_t j = changed_[a];
+      const double own = j < m ? entry(j, j) : model_.curvature[j - m];
       if (!(pivot / own > dependence)) return false;
       for (std::size_t row = a + 1; row < count; ++row) {
         const double factor = matrix[row * count + a] / pivot;

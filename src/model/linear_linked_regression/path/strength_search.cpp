@@ -146,7 +146,7 @@ void strength_search::follow_path(double share) {
   double best_of_path = infinity;
   for (int k = 0; k < most_points; ++k) {
     const double loss = evaluate(at(first - k * path_step));
-    const bool is_separated = last_.loss < 0.002 * null_loss_;
+    const bool is_separated = last_.loss < 2e-4 * null_loss_;
     // Below, the loss only falls towards 0.
     if (is_separated && loss == best_loss_) end_ = run_end::infimum;
     if (is_separated || loss == infinity) return;

@@ -98,12 +98,6 @@ solution solve_primal(const common_penalty_design& design, const_vector_view t) 
           estimate_noise(R, design.observations())};
 }
 
-double sum_of_squares(const_vector_view values) {
-  compensated_sum sum;
-  for (const double value : values) sum.add(value * value);
-  return sum.total();
-}
-
 bool are_equal(const_vector_view t) {
   const auto [least, most] = std::minmax_element(t.begin(), t.end());
   return *most - *least <= 1e-12 * *most;

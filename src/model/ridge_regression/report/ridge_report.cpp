@@ -6,10 +6,10 @@
 #include <stdexcept>
 #include <utility>
 
-#include "common/compensated_sum.h"
 #include "common/finite.h"
 #include "model/ridge_regression/report/ridge_report_parts.h"
 #include "model/ridge_regression/ridge_regression_model_descriptor.h"
+#include "optimization/run_end.h"
 #include "optimization/run_observer.h"
 
 namespace corvane::model {
@@ -99,10 +99,7 @@ ridge_regression_model_descriptor make_descriptor(const ridge_request& request,
 // The optimizer's range risk leaves out the sum of squares of the target, a constant.
 double left_out(const ridge_request& request, const prepared_data& data) {
   if (request.criterion != ridge_objective_mode::range_risk) return 0.0;
-  compensated_sum squares;
-  for (const double value : data.normalizer.normalized_target(data.y))
-    squares.add(value * value);
-  return squares.total();
+  return ridge_regression_detail::sum_of_squares(data.normalizer.normalized_target(data.y));
 }
 
 // Names the columns where the score found that some of them depend on others.
@@ -118,35 +115,36 @@ ridge_regression_model run_fit(const ridge_regression_model_descriptor& descript
   }
 }
 
-// The optimizer's start where none is given. With several groups this is the optimum of one
-// penalty common to all: the search descends, and cannot end above the criterion of that
-// fit. A common penalty may have its optimum at zero or at infinity, where no root has a
-// slope; then the search starts within these bounds, if it ends lower from there. Of an
-// orthogonal column of length 1 they keep nearly all, and half.
-dense_vector find_start(const ridge_request& request, const_index_view groups,
-                        const prepared_data& data) {
-  constexpr double default_root = 0.1;
-  constexpr double least_root = 0.01;
+constexpr double default_root = 0.1;
+
+// The search where no start is given. With several groups it begins at the optimum of one
+// penalty common to all, within bounds: that optimum may lie at zero or at infinity, where
+// the criterion has no slope. Where the search ends above it, another one begins at the
+// optimum itself, from which it descends, unless the iterations were limited.
+ridge_regression_model search(const ridge_request& request, const_index_view groups,
+                              const prepared_data& data, run_observer& observer) {
+  // At a root of 1 an orthogonal column of length 1 keeps half of its coefficient.
   constexpr double largest_root = 1.0;
-  // With fewer rows than columns the normal matrix of several penalties has no digits left
-  // below.
+  // With fewer rows than columns the normal matrix of several penalties has no precision
+  // left below.
   constexpr double least_precise_root = 1e-4;
   const index_t count = count_groups(groups);
-  if (count == 1) return constant_point(1, default_root);
-  silent_observer observer{request.observer};
+  const auto search_from = [&](double root) {
+    return run_fit(make_descriptor(request, &observer, constant_point(count, root), true),
+                   request, request.groups, data);
+  };
+  if (count == 1) return search_from(default_root);
+  silent_observer silent{request.observer};
   index_vector one_group(groups.size());
   std::fill(one_group.begin(), one_group.end(), 0);
-  const auto fit_from = [&](dense_vector&& start, const_index_view shared) {
-    return run_fit(make_descriptor(request, &observer, std::move(start), false), request,
-                   shared, data);
-  };
-  const auto common = fit_from(constant_point(1, default_root), one_group);
+  const auto common =
+      run_fit(make_descriptor(request, &silent, constant_point(1, default_root), false),
+              request, one_group, data);
   const double root = std::abs(common.regularization[0]);
-  const double bounded = std::clamp(root, least_root, largest_root);
-  if (bounded != root &&
-      !(fit_from(constant_point(count, bounded), request.groups).score < common.score))
-    return constant_point(count, std::max(root, least_precise_root));
-  return constant_point(count, bounded);
+  auto found = search_from(std::clamp(root, default_root, largest_root));
+  if (found.score <= common.score || found.result.end == run_end::iteration_limit)
+    return found;
+  return search_from(std::max(root, least_precise_root));
 }
 
 }  // namespace
@@ -158,10 +156,12 @@ ridge_report fit_ridge(dense_matrix&& X, dense_vector&& y, const ridge_request& 
   const double constant = left_out(request, data);
   rescaling_observer observer{request.observer, data.criterion(1.0),
                               data.criterion(constant)};
-  dense_vector start = request.start.size() > 0 ? given_start(request, report.groups, data)
-                                                : find_start(request, report.groups, data);
-  auto model = run_fit(make_descriptor(request, &observer, std::move(start), true), request,
-                       request.groups, data);
+  auto model =
+      request.start.size() > 0
+          ? run_fit(make_descriptor(request, &observer,
+                                    given_start(request, report.groups, data), true),
+                    request, request.groups, data)
+          : search(request, report.groups, data, observer);
 
   report.coef = dense_vector(data.X.cols());
   report.alpha = dense_vector(data.X.cols());
@@ -182,7 +182,7 @@ index_vector cluster_ridge_columns(dense_matrix&& X, dense_vector&& y,
                                    const ridge_request& request, index_t num_groups) {
   const prepared_data data{std::move(X), std::move(y), request};
   const auto descriptor =
-      make_descriptor(request, request.observer, constant_point(1, 0.1), false);
+      make_descriptor(request, request.observer, constant_point(1, default_root), false);
   index_vector groups = descriptor.cluster_coefficients(
       data.y, data.X, static_cast<std::uint64_t>(num_groups), data.normalizer);
   return groups.size() == 0 ? each_alone(data.X.cols()) : groups;

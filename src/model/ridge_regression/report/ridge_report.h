@@ -38,12 +38,13 @@ struct ridge_report {
 };
 
 // The search begins at request.start, or where that is empty at the optimum of one penalty
-// common to all groups. Both functions take ownership of X and y: columns whose squares
-// would underflow are scaled in place, so that they have an effect, and those whose spread
-// is denormal are made constant. Throw what ridge_regression_model_descriptor::fit throws,
-// std::runtime_error with "dependent columns: [...]" where the range risk needs independent
-// ones, std::overflow_error where a result is beyond the range of doubles, and what the
-// observer throws.
+// common to all groups, of which the observer sees nothing. A second run from there, which
+// it sees, follows where the first one ends at a higher criterion. Both functions take
+// ownership of X and y: columns whose squares would underflow are scaled in place, so that
+// they have an effect, and those whose spread is denormal are made constant. Throw what
+// ridge_regression_model_descriptor::fit throws, std::runtime_error with "dependent
+// columns: [...]" where the range risk needs independent ones, std::overflow_error where a
+// result is beyond the range of doubles, and what the observer throws.
 ridge_report fit_ridge(dense_matrix&& X, dense_vector&& y, const ridge_request& request);
 // Without a search, at p strengths, each at least 0. Where these do not determine all
 // coefficients, the shortest solution for columns of length 1. Without a run record.

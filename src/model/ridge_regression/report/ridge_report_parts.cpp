@@ -56,6 +56,12 @@ index_vector each_alone(index_t count) {
   return groups;
 }
 
+double sum_of_squares(const_vector_view values) {
+  compensated_sum sum;
+  for (const double value : values) sum.add(value * value);
+  return sum.total();
+}
+
 void set_influence(const ridge_influence& rows, const_vector_view column_dof,
                    const prepared_data& data, ridge_report& report) {
   const index_t n = rows.residuals.size();

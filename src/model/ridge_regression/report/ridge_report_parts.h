@@ -34,6 +34,9 @@ struct prepared_data {
 // Code j for column j.
 index_vector each_alone(index_t count);
 
+// Compensated.
+double sum_of_squares(const_vector_view values);
+
 // Leverages, leave-one-out residuals and degrees of freedom of the report, whose groups are
 // set. `column_dof` is empty where there is one group.
 void set_influence(const ridge_influence& rows, const_vector_view column_dof,

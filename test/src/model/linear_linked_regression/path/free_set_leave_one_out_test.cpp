@@ -126,6 +126,23 @@ TEST(free_set_leave_one_out, effective_dof_count_the_weights_that_are_not_0) {
   for (index_t j = 0; j < 12; ++j) EXPECT_LT(shrunk.effective_dof[j], 1.0);
 }
 
+// Both lie in row 0 alone: without that row neither has any curvature.
+TEST(free_set_leave_one_out, equal_columns_of_one_row_leave_with_it) {
+  drawn_sparse_problem drawn{40, 6, 3};
+  drawn.s[0] = -drawn.s[0];  // against its columns
+  for (const index_t j : {4, 5}) {
+    for (index_t i = 0; i < 40; ++i) drawn.X(i, j) = i == 0 ? 1.0 : 0.0;
+    drawn.normalize(j);
+  }
+  const sparse_problem problem{drawn.X, drawn.s, true};
+  const sparse_fit found = fit(problem, equal_strengths(6, 0.3, 0.0));
+  ASSERT_NE(found.weights[4] + found.weights[5], 0.0);
+  const leave_one_out result = leave_each_row_out(problem, found);
+  for (index_t i = 0; i < 40; ++i) {
+    EXPECT_NEAR(result.predictors[i], model_without_row(problem, found, i), 1e-5);
+  }
+}
+
 // Of neighbours on a ladder of strengths: a jump of the loss would stand out.
 double largest_change(const drawn_sparse_problem& drawn, double share, double rung) {
   const sparse_problem problem{drawn.X, drawn.s, true};

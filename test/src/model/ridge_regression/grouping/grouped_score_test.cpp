@@ -48,7 +48,7 @@ score_derivatives derivatives_of(second_order_objective& objective,
 
 std::vector<std::shared_ptr<ridge_regression_objective>> grouped_scores_of(
     const ridge_problem& problem, const std::vector<index_t>& groups) {
-  const auto scores = scores_of(problem);
+  auto scores = scores_of(problem);
   for (const auto& score : scores) score->set_groups(groups_of(groups));
   return scores;
 }
