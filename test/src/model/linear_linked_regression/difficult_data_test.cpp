@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: BSD-3-Clause
 //
-// Data that leave a fit little to hold on to, under each penalty: it ends, its record is
-// finite, and `within_tolerance` alone tells whether a penalty was found.
+// Data that determine a fit badly, under each penalty: it ends, its record is finite, and
+// `within_tolerance` alone says whether a penalty was found.
 #include <gtest/gtest.h>
 
 #include <cmath>
@@ -55,8 +55,8 @@ std::vector<difficulty> difficulties() {
        [](changes data) {
          for (index_t i = 0; i < 50; ++i) data.X(i, 1) = 3.0;
        }},
-      {"duplicated_columns", 60, 4, [](changes data) { copy_column(data, 0, 3); }},
-      {"all_columns_equal", 60, 4,
+      {"equal_columns_0_and_3", 60, 4, [](changes data) { copy_column(data, 0, 3); }},
+      {"equal_columns_all", 60, 4,
        [](changes data) {
          for (index_t j = 1; j < 4; ++j) copy_column(data, 0, j);
        }},
@@ -100,13 +100,17 @@ TEST_P(difficult_data, gives_a_finite_record_under_each_penalty) {
   for (const penalty_kind kind : all_penalties) {
     const auto penalty =
         penalty_of(kind, cyclic_groups(given.p + 1, given.num_groups, true));
-    // Outside of the zone of a smoothed penalty nothing tells equal columns apart: where
-    // the weights start there, the Hessian is singular.
-    if (given.name == "duplicated_columns" && kind == penalty_kind::lasso) {
-      EXPECT_THROW(descriptor.fit(data.y, data.X, penalty), optimizer_undefined_error);
+    // Outside of the zone of a smoothed penalty its curvature is 0: the Hessian of equal
+    // columns is singular there, and rounding decides whether it has a Cholesky factor.
+    const bool may_be_undefined =
+        kind == penalty_kind::lasso && given.name.find("equal_columns") == 0;
+    linear_linked_regression_model model;
+    try {
+      model = descriptor.fit(data.y, data.X, penalty);
+    } catch (const optimizer_undefined_error&) {
+      EXPECT_TRUE(may_be_undefined);
       continue;
     }
-    const linear_linked_regression_model model = descriptor.fit(data.y, data.X, penalty);
     EXPECT_TRUE(is_finite(model.result.value));
     EXPECT_TRUE(is_finite(model.bias));
     EXPECT_TRUE(all_finite(model.result.x));
