@@ -4,6 +4,7 @@
 from __future__ import annotations
 
 from collections.abc import Iterator
+from typing import Any
 
 import numpy as np
 from sklearn.linear_model import LogisticRegressionCV
@@ -13,6 +14,7 @@ from sklearn.preprocessing import StandardScaler
 from trevalon_impl import LogisticRegressionModel
 
 from harness import Row, compare, kernel_ratios, peak_memory
+from trevalon import LogisticRegression
 
 SIZES = ((569, 30), (1000, 100), (10_000, 50), (100_000, 20))
 
@@ -40,11 +42,11 @@ def peer(penalty: str) -> Pipeline:
     return make_pipeline(StandardScaler(), search)
 
 
-def fit(penalty: str, n: int, p: int, limit: float) -> Row:
+def fit(model: Any, penalty: str, n: int, p: int, limit: float) -> Row:
     held_out = max(n // 4, 1000)
     X, y = made_data(n + held_out, p)
     train, test = slice(0, n), slice(n, None)
-    model, other = LogisticRegressionModel(penalty=penalty), peer(penalty)
+    other = peer(penalty)
     ratio, detail = compare(
         lambda: model.fit(X[train], y[train]),
         lambda: other.fit(X[train], y[train]),
@@ -53,7 +55,7 @@ def fit(penalty: str, n: int, p: int, limit: float) -> Row:
     ours = log_loss(y[test], model.predict_proba(X[test])[:, 1])
     theirs = log_loss(y[test], other.predict_proba(X[test])[:, 1])
     return Row(
-        f"logistic fit, {penalty}, ({n}, {p})",
+        f"{type(model).__name__} fit, {penalty}, ({n}, {p})",
         f"LogisticRegressionCV {penalty}",
         ratio,
         limit,
@@ -78,9 +80,11 @@ model.fit(X[:200], y[:200])
 
 def rows() -> Iterator[Row]:
     for n, p in SIZES:
-        yield fit("l2", n, p, 1.0)
+        yield fit(LogisticRegressionModel(penalty="l2"), "l2", n, p, 1.0)
     for n, p in SIZES:
-        yield fit("l1", n, p, 0.3)
+        yield fit(LogisticRegressionModel(penalty="l1"), "l1", n, p, 0.3)
+    for n, p in SIZES:
+        yield fit(LogisticRegression("l1"), "l1", n, p, 0.5)
     [ratio] = kernel_ratios(
         "trevalon_logistic_benchmark",
         [

@@ -98,6 +98,7 @@ def peer(penalty: str) -> Pipeline:
         solver=solver,
         scoring="neg_log_loss",
         max_iter=300,
+        random_state=0,
         use_legacy_attributes=False,
     )
     return make_pipeline(StandardScaler(), search)

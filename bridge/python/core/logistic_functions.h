@@ -14,8 +14,8 @@ namespace corvane::python_bridge {
 
 // fit_logistic(X, y, *, penalty, groups, fit_intercept, normalize, start, strengths, tol,
 // max_iter, observer) -> dict. y holds 0.0 and 1.0; a group of -1 stands for no penalty.
-// With `strengths` there is no search; else it begins at `start`, or where the penalty does
-// by itself where that is None.
+// With `strengths` there is no search; else one run begins at `start`, or the search finds
+// its start where that is None.
 python_object fit_logistic(PyObject* arguments, PyObject* keywords);
 
 // logistic_criterion(X, y, *, penalty, groups, fit_intercept, normalize, strengths,

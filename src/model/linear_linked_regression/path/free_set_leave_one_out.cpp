@@ -51,6 +51,7 @@ candidate_set find_candidates(const sparse_problem& problem, const sparse_fit& f
       outside.push_back(j);
   }
   result.num_active = static_cast<index_t>(result.columns.size());
+  keep_nearest_to_bounds(problem, fit, outside);
   result.columns.insert(result.columns.end(), outside.begin(), outside.end());
   return result;
 }

@@ -16,7 +16,7 @@
 // are followed up to it. Without a change of A that is f = -r_i / (1 - v_i h).
 //
 // Columns are taken to stay out whose slope no row can bring to the bound l1_j, with
-// |f_i| <= 3 |r_i| and a change of f_i x_ij.
+// |f_i| <= 3 |r_i| and a change of f_i x_ij; of very many others the nearest may enter.
 #pragma once
 
 #include "model/linear_linked_regression/path/sparse_fit.h"

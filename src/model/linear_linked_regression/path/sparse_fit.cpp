@@ -81,12 +81,17 @@ class newton_run {
  private:
   void select_columns(const column_strengths& before) {
     is_in_.assign(static_cast<std::size_t>(problem_.X.cols()), false);
+    std::vector<index_t> strong;
     for (index_t j = 0; j < problem_.X.cols(); ++j) {
       const double l1 = fit_.strengths.l1[j];
       const double reach = std::abs(fit_.slopes[j]) + std::abs(l1 - before.l1[j]);
-      if (fit_.weights[j] != 0.0 || l1 == 0.0 || (l1 < infinity && reach >= l1))
+      if (fit_.weights[j] != 0.0 || l1 == 0.0)
         add_column(j);
+      else if (l1 < infinity && reach >= l1)
+        strong.push_back(j);
     }
+    keep_nearest_to_bounds(problem_, fit_, strong);
+    for (const index_t j : strong) add_column(j);
   }
 
   void add_column(index_t j) {
@@ -260,6 +265,18 @@ sparse_problem::sparse_problem(const_matrix_view design, const_vector_view class
       slope_bounds{design.cols()} {
   const double largest_norm = std::sqrt(static_cast<double>(design.rows()));
   for (index_t j = 0; j < X.cols(); ++j) slope_bounds[j] = norm(X.column(j)) * largest_norm;
+}
+
+void keep_nearest_to_bounds(const sparse_problem& problem, const sparse_fit& fit,
+                            std::vector<index_t>& columns) {
+  const index_t most = std::max<index_t>(256, 2 * problem.X.rows());
+  if (static_cast<index_t>(columns.size()) <= most) return;
+  const auto is_nearer = [&](index_t a, index_t b) {
+    return std::abs(fit.slopes[a]) * fit.strengths.l1[b] >
+           std::abs(fit.slopes[b]) * fit.strengths.l1[a];
+  };
+  std::nth_element(columns.begin(), columns.begin() + most, columns.end(), is_nearer);
+  columns.resize(static_cast<std::size_t>(most));
 }
 
 double imbalance(const sparse_fit& fit, index_t j) {

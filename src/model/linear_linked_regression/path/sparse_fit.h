@@ -70,6 +70,11 @@ sparse_fit refit(const sparse_problem& problem, const sparse_fit& before,
 // From the null fit, by way of larger strengths: the result does not depend on a search.
 sparse_fit fit(const sparse_problem& problem, const column_strengths& strengths);
 
+// Of very many columns without a weight, those nearest to their bounds |x_j' r| = l1_j: the
+// cost of a quadratic model grows with the square of its columns.
+void keep_nearest_to_bounds(const sparse_problem& problem, const sparse_fit& fit,
+                            std::vector<index_t>& columns);
+
 // The part of a slope that no subgradient of the penalty balances: 0 at the minimum.
 double imbalance(const sparse_fit& fit, index_t j);
 

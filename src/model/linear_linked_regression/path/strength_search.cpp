@@ -31,6 +31,14 @@ double root_mean_square(const_matrix_view X, const_index_view groups) {
   return sum > 0.0 ? std::sqrt(sum / count) : 1.0;
 }
 
+// The cost of a point grows with the cube of its weights: a path with more of them than
+// these is not followed further.
+bool is_dense(const sparse_fit& fit) {
+  const auto count = std::count_if(fit.weights.begin(), fit.weights.end(),
+                                   [](double w) { return w != 0.0; });
+  return count > std::max<index_t>(512, 4 * fit.z.size());
+}
+
 // As exact as the comparison of points asks for.
 sparse_problem with_accuracy(sparse_problem problem, double accuracy) {
   problem.accuracy = std::clamp(accuracy, problem.accuracy, 1e-6);
@@ -149,7 +157,7 @@ void strength_search::follow_path(double share) {
     const bool is_separated = last_.loss < 2e-4 * null_loss_;
     // Below, the loss only falls towards 0.
     if (is_separated && loss == best_loss_) end_ = run_end::infimum;
-    if (is_separated || loss == infinity) return;
+    if (is_separated || loss == infinity || is_dense(last_)) return;
     if (loss == best_loss_) end_ = run_end::within_tolerance;
     if (stop.is_reached(loss, best_of_path, options_.tolerance)) return;
     best_of_path = std::min(best_of_path, loss);
