@@ -58,9 +58,11 @@ def test_an_observer_sees_each_iteration_as_the_history_has_it():
 
 def test_the_hyperparameters_of_the_history_stand_in_the_order_of_the_columns():
     X, y = make_data()
-    record = fit(X, y)["history"]["hyperparameters"]
-    turned = fit(np.ascontiguousarray(X[:, ::-1]), y)["history"]["hyperparameters"]
-    np.testing.assert_allclose(turned[:, ::-1], record, rtol=1e-6)
+    found = fit(X, y)
+    # alpha_j = theta_j^2 |x_j|^2 for centered columns
+    squares = np.sum((X - X.mean(axis=0)) ** 2, axis=0)
+    theta = found["history"]["hyperparameters"][-1]
+    np.testing.assert_allclose(theta**2 * squares, found["alpha"], rtol=1e-12)
 
 
 def test_an_exception_of_an_observer_comes_out_of_the_fit():
