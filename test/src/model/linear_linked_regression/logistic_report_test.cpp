@@ -243,8 +243,8 @@ TEST(logistic_report, history_holds_the_point_that_is_reported_and_none_is_lower
         searched(problem, groups_of({0, 1, -1}), {.penalty = mode});
     const index_t count = report.history.values.size();
     ASSERT_EQ(count, report.num_iterations + 1);
-    const auto least = std::min_element(report.history.values.begin(),
-                                        report.history.values.end());
+    const auto least =
+        std::min_element(report.history.values.begin(), report.history.values.end());
     const index_t chosen = least - report.history.values.begin();
     EXPECT_NEAR(*least, report.criterion, 1e-6 * report.criterion);
     for (index_t a = 0; a < report.hyperparameters.size(); ++a)
