@@ -388,7 +388,8 @@ leave_one_out leave_each_row_out(const sparse_problem& problem, const sparse_fit
   loss_link_detail::logistic_log_likelihood_loss_link{}.compute_loss(
       problem.s, result.predictors, losses);
   const double loss = compensated_total(losses);
-  result.loss = std::isnan(loss) ? infinity : loss;
+  result.loss = loss;
+  if (std::isnan(loss)) result.loss = infinity;
   return result;
 }
 

@@ -159,8 +159,9 @@ class newton_run {
     const double slack = 1e-13 * (1.0 + std::abs(objective));
     // The linear model of the loss, and the penalty as it is.
     const double linear = -dot(fit_.residuals, direction);
-    constexpr double shortest = 1e-10;
-    for (double length = 1.0; length > shortest; length *= 0.5) {
+    constexpr int most_halvings = 33;
+    for (int halvings = 0; halvings < most_halvings; ++halvings) {
+      const double length = std::ldexp(1.0, -halvings);
       sparse_fit next;
       next.weights = fit_.weights;
       for (index_t k = 0; k < change.size(); ++k)
@@ -346,8 +347,11 @@ sparse_fit fit(const sparse_problem& problem, const column_strengths& strengths)
   // A working set of all columns is small enough.
   constexpr index_t few_columns = 256;
   if (problem.X.cols() <= few_columns) return refit(problem, current, strengths);
-  for (double ratio = 0.5 * largest_ratio(current, strengths); ratio > 1.0; ratio *= 0.5)
+  double ratio = 0.5 * largest_ratio(current, strengths);
+  while (ratio > 1.0) {
     current = refit(problem, current, scaled_l1(strengths, ratio));
+    ratio *= 0.5;
+  }
   return refit(problem, current, strengths);
 }
 
