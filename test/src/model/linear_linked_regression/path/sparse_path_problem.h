@@ -73,7 +73,7 @@ class plain_solver {
         with_intercept_{with_intercept},
         left_out_{left_out} {}
 
-  plain_solution solve(plain_solution x) const {
+  plain_solution solve(const plain_solution& x) const {
     const index_t p = problem_.X.cols();
     // The curvature of the loss is at most X'X / 4, and of the intercept n / 4; its column
     // is taken in units of the root of n.
