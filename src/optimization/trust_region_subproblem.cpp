@@ -40,8 +40,8 @@ verdict judge_move(const boundary_move& move, double lambda, double radius,
                                                  : verdict::keep_step;
 }
 
-// Judges an interior step by way of its move to the boundary, and makes that move in `step`
-// where it is taken. Otherwise z'(H + lambda I) z bounds the smallest eigenvalue.
+// Compares an interior step with the step extended to the boundary, and writes the extended
+// one to `step` if it is taken. Otherwise z'(H + lambda I) z bounds the smallest eigenvalue.
 verdict settle_inside(subproblem_bounds& bounds, const_symmetric_view factor,
                       const shifted_solution& solution, double lambda, double radius,
                       vector_view work, vector_view step) {

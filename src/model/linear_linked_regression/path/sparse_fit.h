@@ -67,7 +67,8 @@ sparse_fit null_fit(const sparse_problem& problem, const column_strengths& stren
 sparse_fit refit(const sparse_problem& problem, const sparse_fit& before,
                  const column_strengths& strengths);
 
-// From the null fit, by way of larger strengths: the result does not depend on a search.
+// From the null fit along a path of falling strengths: the result does not depend on what
+// was fitted before.
 sparse_fit fit(const sparse_problem& problem, const column_strengths& strengths);
 
 // Of very many columns without a weight, those nearest to their bounds |x_j' r| = l1_j: the

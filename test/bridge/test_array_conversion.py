@@ -1,7 +1,7 @@
 # SPDX-License-Identifier: BSD-3-Clause
-"""The two roads of an array: through its memory, and element by element. Whatever layout an
-array has, both give the same elements and the same errors. An object that only has a shape
-and iterates has no memory to offer, and forces the road by elements."""
+"""An array is converted through its memory or element by element. Whatever layout an array
+has, both give the same elements and the same errors. An object that only has a shape and
+iterates has no memory to offer, and is converted element by element."""
 
 import sys
 import types
