@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: BSD-3-Clause
 //
-// From Python to the core. An object sizes the array by what it says of itself,
-// and is then held to its word: items too many or too few are errors.
+// From Python to the core. The length or shape that an object declares sizes the
+// array; another number of items than declared is an error.
 #include <optional>
 
 #include "python/array_conversion.h"

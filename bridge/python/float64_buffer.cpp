@@ -12,8 +12,8 @@ namespace corvane::python_bridge {
 
 namespace {
 
-// Without a numpy there are no arrays. Whatever else stands under the name is not the type
-// of an array, and no more.
+// False for every object if numpy is not loaded. If a program has replaced numpy.ndarray,
+// the arrays of numpy are not recognized.
 bool is_plain_array(PyObject* object) {
   return reinterpret_cast<PyObject*>(Py_TYPE(object)) == find_in_loaded_numpy("ndarray");
 }

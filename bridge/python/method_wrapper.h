@@ -1,9 +1,9 @@
 // SPDX-License-Identifier: BSD-3-Clause
 //
-// What stands in front of every member that Python calls: one template for methods, one for
-// attributes. They take the model out of `self`, hand on what the member returns, and turn
-// a python_error or an exhausted heap into the null by which the interpreter learns of an
-// error. They catch nothing else: any other exception that leaves a member ends the
+// The functions by which the interpreter calls members: one template for methods, one for
+// attributes. They get the model from `self` and return what the member returns, or null,
+// which signals an error to the interpreter, after a python_error or where the heap is
+// exhausted. They catch nothing else: any other exception that leaves a member ends the
 // process.
 #pragma once
 

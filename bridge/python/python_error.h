@@ -31,7 +31,7 @@ inline void throw_if_error_set() {
 }
 
 // Sets a RuntimeError with `text` whose cause, as `raise ... from` sets it, is a
-// MemoryError: so that a caller can tell want of memory from a fault of his data.
+// MemoryError: so that a caller can tell exhausted memory from unsuitable data.
 void set_error_for_want_of_memory(const char* text) noexcept;
 
 // Runs `body`, with an exhausted heap turned into Python's MemoryError.
@@ -46,9 +46,9 @@ auto with_memory_error(Body&& body) {
 }
 
 // Runs `body`, which gives a new reference, for a function that the interpreter calls: a
-// Python error and an exhausted heap become the null by which it learns of an error. No
+// Python error and an exhausted heap become null, which signals an error to it. No
 // other exception is caught. As this is noexcept, such a one goes to std::terminate, and
-// not through frames of the interpreter, which were not made for it.
+// not through frames of the interpreter, which is C code.
 template <class Body>
 PyObject* return_null_on_error(Body&& body) noexcept {
   try {

@@ -40,7 +40,7 @@ PyTypeObject* register_python_type(const python_object& module, const char* attr
 // the scratch memory of this thread.
 python_object make_python_module(const char* name, const char* doc, PyMethodDef* methods);
 
-// The model behind an instance. The interpreter has checked the type of `self` before it
+// The model that an instance owns. The interpreter has checked the type of `self` before it
 // calls a method or an attribute.
 template <class Model>
 Model& model_of(PyObject* self) {

@@ -1,9 +1,9 @@
 // SPDX-License-Identifier: BSD-3-Clause
 //
-// result_vector: the numbers of a numpy array of float64 before they are computed. They are
-// the array's own memory where making it runs no Python code, which is where numpy.zeros is
-// a built-in function; and memory of our own, copied at the end, where another one has
-// taken its place: that one may see, and change, what the numbers are made of.
+// result_vector: memory for a computation to fill, returned as a numpy array of float64. It
+// is the array's own memory if numpy.zeros is a built-in function, which runs no Python
+// code. If a program has replaced that function, which then could change the memory during
+// the computation, it is memory of this object, copied to an array at the end.
 #pragma once
 
 #include <optional>

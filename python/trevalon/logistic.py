@@ -59,7 +59,7 @@ class LogisticRegression(LogOddsClassifier):
     and the penalty as it is: coefficients may become 0, or leave 0. This loss has no exact
     derivatives. The search follows a path of strengths that all groups have in common,
     from where every coefficient is 0 downwards (of an elastic net four paths, with an l1
-    share of 1, 0.5, 0.1 and 0.02), and goes on from the best point by a pattern search over
+    share of 1, 0.5, 0.1 and 0.02), and continues from the best point by a pattern search over
     all strengths. More than 8 strengths are searched by the method for l2, over a penalty
     that is smoothed near 0; the fit at the strengths found is exact again.
 
@@ -86,7 +86,7 @@ class LogisticRegression(LogOddsClassifier):
         None means to find them.
     init : float, array-like, mapping, callable or None, default=None
         Strengths where the search starts, given as in `strength`, so that
-        ``init=other.strength_`` goes on from another fit; or a function of the number of
+        ``init=other.strength_`` continues another fit; or a function of the number of
         groups that returns them. Each group starts at the geometric mean of what its
         columns have once they are normalized, and one run is made from there. None means
         that the search finds its start.

@@ -76,7 +76,7 @@ class RidgeRegression(RegressorMixin, SelfTunedModel):
         The largest number of iterations of the optimizer.
     warm_start : bool, default=False
         Whether a further `fit` starts from the strengths of the one before, where the
-        number of columns is the same. It goes before ``init``.
+        number of columns is the same. It has precedence over ``init``.
     verbose : int, default=0
         With 1 or more, one line on standard error for each iteration.
 

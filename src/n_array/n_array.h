@@ -40,7 +40,7 @@ void copy_elements(n_array_view<const T, 2, symmetric_structure> from, T* to) {
     for (index_t j = i; j < n; ++j) to[i * n + j] = from.data()[i * n + j];
 }
 
-// The one check of the library: a symmetric array is square.
+// The source of a symmetric array must be square.
 template <class View>
 void check_shape(const View& /*source*/) {}
 

@@ -1,14 +1,14 @@
 // SPDX-License-Identifier: BSD-3-Clause
 //
-// Recognizes that the rounds of the subproblem solver would go on for ever.
+// Detects that the rounds of the subproblem solver would never end.
 //
-// The next multiplier is a function of the multiplier and the bracket. While a bracket
-// stays as it is, a multiplier strictly inside it either has a solvable system, and then
+// The next multiplier is a function of the multiplier and the bracket. While the bracket
+// does not change, a multiplier strictly inside it either has a solvable system, and then
 // narrows it, or repeats itself. So the multipliers under one bracket are its two ends, the
 // replacement of `safeguard` and one that repeats: among five in a row two are equal, and
-// from there on the rounds go in a circle. Ends that do move go in one direction, through
-// finitely many numbers; in practice a round narrows the bracket to nine tenths or better,
-// so that the limit on all rounds is there for rounding errors alone.
+// from there on the sequence is periodic. Ends that move are monotone, through finitely
+// many numbers; in practice a round leaves at most nine tenths of the bracket's width, and
+// only a bracket that changes by rounding errors reaches the limit on all rounds.
 #pragma once
 
 #include "optimization/subproblem_bounds.h"
@@ -19,7 +19,7 @@ class endless_rounds {
  public:
   explicit endless_rounds(const subproblem_bounds& bounds) : last_{bounds} {}
 
-  // Asked once before each round.
+  // Called once before each round.
   bool recognized(const subproblem_bounds& bounds) {
     // An end that is NaN stays NaN, and none turns into NaN: a comparison by < is enough.
     const bool moved = last_.lambda_low < bounds.lambda_low ||

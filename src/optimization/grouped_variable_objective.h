@@ -6,7 +6,7 @@
 //   dF/dx_g         = sum over i in g of dF/dp_i
 //   d2F/dx_g dx_h   = sum over i in g, j in h of d2F/dp_i dp_j
 // The sums are compensated: a group can gather many terms of different size, and the
-// precision of the reduced gradient drives the stopping test. The groups may stand in any
+// precision of the reduced gradient limits the stopping test. The groups may stand in any
 // order in the map.
 #pragma once
 
@@ -19,7 +19,7 @@ namespace corvane {
 
 class grouped_variable_objective final : public second_order_objective {
  public:
-  // Entry i of `variable_map` is the variable, from 0 on, that drives parameter i.
+  // Entry i of `variable_map` is the variable, from 0 on, that determines parameter i.
   grouped_variable_objective(index_vector&& variable_map,
                              std::shared_ptr<second_order_objective>&& objective);
 

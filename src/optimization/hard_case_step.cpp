@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: BSD-3-Clause
 //
-// The search uses no estimate of the smallest eigenvalue beyond its start: what counts is
-// whether a factorization stands and how long its step is. Both loops are bounded.
+// The search uses no estimate of the smallest eigenvalue beyond its start, only whether a
+// factorization succeeds and how long its step is. Both loops are bounded.
 #include "optimization/hard_case_step.h"
 
 #include <algorithm>
@@ -47,37 +47,37 @@ struct multiplier {
 };
 
 // The smallest multiplier above max(lambda_singular, 0) whose step lies within the region,
-// or one whose step is near the boundary. Climbs in rungs until a step lies within, and
-// then halves the rung; the climb ends with the range of doubles. Leaves factor and step.
+// or one whose step is near the boundary. The increment on that bound grows until a step
+// lies within or the range of doubles ends, and is then bisected. Leaves factor and step.
 std::optional<multiplier> find_interior(const trust_region_model& model,
                                         const subproblem_bounds& bounds,
                                         symmetric_view factor, vector_view step) {
-  constexpr double rung = 4.0;
+  constexpr double growth = 4.0;
   constexpr int halvings = 50;
   constexpr double near = 0.9;
-  const double foot = std::max(bounds.lambda_singular, 0.0);
+  const double lower = std::max(bounds.lambda_singular, 0.0);
   double below = 0.0;
   double within = smallest_margin(model, bounds);
   std::optional<shifted_solution> found;
-  while (is_finite(foot + within)) {
-    found = solve_within(model, foot + within, factor, step);
+  while (is_finite(lower + within)) {
+    found = solve_within(model, lower + within, factor, step);
     if (found) break;
     below = within;
-    within *= rung;
+    within *= growth;
   }
   if (!found) return std::nullopt;
   for (int k = 0; k < halvings && below > 0.0 && found->step_norm < near * model.radius;
        ++k) {
     const double middle = std::sqrt(below) * std::sqrt(within);
-    if (const auto solution = solve_within(model, foot + middle, factor, step)) {
+    if (const auto solution = solve_within(model, lower + middle, factor, step)) {
       within = middle;
       found = solution;
     } else {
       below = middle;
     }
   }
-  solve_within(model, foot + within, factor, step);
-  return multiplier{foot + within, *found};
+  solve_within(model, lower + within, factor, step);
+  return multiplier{lower + within, *found};
 }
 
 }  // namespace

@@ -1,9 +1,9 @@
 // SPDX-License-Identifier: BSD-3-Clause
 //
-// The way out of a subproblem whose bracket no longer moves though no step has passed a
+// The fallback step of a subproblem whose bracket no longer changes though no step passed a
 // test. That is the exact hard case, as H = diag(-1, 1) with g = 0, where H + lambda I is
 // singular at the one multiplier that is left; or a Hessian so close to singular that
-// rounding turns the bound of its failing pivot around.
+// rounding gives its failing pivot the wrong sign, and the bound from it is below lambda.
 #pragma once
 
 #include "n_array/n_array_view.h"

@@ -1,8 +1,8 @@
 // SPDX-License-Identifier: BSD-3-Clause
 //
-// What the optimizer minimizes. An operation that returns a boolean tells by false that the
-// objective is undefined at the point: a normal event, to which the optimizer reacts; the
-// outputs are then unspecified. Nothing here throws.
+// What the optimizer minimizes. The compute operations return false where the objective is
+// undefined, which the optimizer handles; outputs are then unspecified. begin_iteration may
+// throw an optimizer_error, and any operation what an interruption throws.
 //
 // The optimizer calls, in this order, and an objective may cache by it:
 //   1. compute_value_gradient_hessian, once, at the start point;
@@ -31,7 +31,7 @@ class first_order_objective {
                                       vector_view gradient);
 
   // Hooks just before compute_value at a trial point; the second one is called in place of
-  // the first when x drives the parameters through a map of variables.
+  // the first when x determines the parameters by a map of variables.
   virtual void prepare_value(const_vector_view x);
   virtual void prepare_grouped_value(const_index_view variable_map, const_vector_view x);
 };

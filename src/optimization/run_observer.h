@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: BSD-3-Clause
 //
-// run_observer: sees each iteration of a run of the optimizer. It is asked before each
-// trial point whether to go on, and may end the run there by an exception of its own.
+// run_observer: sees each iteration of a run of the optimizer. Its `check` is called before
+// each trial point, and may end the run there by an exception of its own.
 #pragma once
 
 #include "common/interruption.h"

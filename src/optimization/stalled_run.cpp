@@ -23,7 +23,7 @@ bool is_same(const_vector_view a, const_vector_view b) {
 
 void stalled_run::observe(const trust_region_state& state) {
   unchanged_ = equals(state);
-  // Of the whole run, not in a row: a circle has iterations that lower the value, too.
+  // Of the whole run, not in a row: a cycle has iterations that lower the value, too.
   if (!(state.value < value_)) ++idle_iterations_;
   remember(state);
 }

@@ -1,10 +1,10 @@
 // SPDX-License-Identifier: BSD-3-Clause
 //
-// Recognizes a run that would never end. An iteration that failed the stopping test and
-// left everything as it found it repeats for ever, as with a tolerance of NaN. One that
-// passed the test and was refused by the objective may lead on, since the objective moves
-// the point itself. But an accepted step lowers the value, save where the model predicts no
-// change or the objective interferes: a run that does this too often goes in a circle.
+// Detects a run that would never end. An iteration that failed the stopping test and did
+// not change the state repeats without end, as with a tolerance of NaN. One that passed the
+// test and was refused by the objective may still progress, since the objective can move
+// the point. An accepted step lowers the value, unless the model predicts no change or the
+// objective moves the point: a run with too many other iterations is taken to cycle.
 #pragma once
 
 #include "n_array/n_array.h"
@@ -19,7 +19,7 @@ class stalled_run {
   // Called after each iteration that did not converge.
   void observe(const trust_region_state& state);
 
-  // The last iteration left everything bit for bit as it found it.
+  // The last iteration left lambda, radius, value, x and gradient the same bit for bit.
   bool is_unchanged() const { return unchanged_; }
 
   // Too many iterations of the run ended without a lower value.

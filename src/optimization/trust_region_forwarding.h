@@ -1,8 +1,8 @@
 // SPDX-License-Identifier: BSD-3-Clause
 //
-// The part that the optimizer's decorators share: everything is forwarded with the same
-// `self`, so that the outermost object stays in the path of every inner call. A decorator
-// overrides what it listens to.
+// The part that the optimizer's decorators share: every call is forwarded with the same
+// `self`, the outermost object, through which the inner ones make their own calls. A
+// decorator overrides the calls that it records.
 #pragma once
 
 #include <memory>

@@ -18,7 +18,7 @@ class log_step_searcher final : public forwarding_step_searcher {
   bool try_step(trust_region_step_searcher& self, second_order_objective& objective,
                 subproblem_bounds& bounds, const trust_region_state& state,
                 trust_region_step& attempt) override {
-    // The attempt has its place before it is made: one that throws leaves it at zero.
+    // Appended before the attempt is made: if that throws, the record stays at zero.
     iterations_->back().attempts.emplace_back();
     const bool accepted =
         forwarding_step_searcher::try_step(self, objective, bounds, state, attempt);

@@ -43,7 +43,7 @@ stop_measures measure_stop(double old_value, double new_value, const_vector_view
     const double curvature = std::abs(hessian(i, i));
     const double scaled =
         std::abs(gradient[i] / (curvature >= hessian_floor ? std::sqrt(curvature) : 1.0));
-    // A maximum that a NaN enters and does not leave: an undefined slope is no small one.
+    // A NaN becomes the maximum and stays it: no number is larger than a NaN.
     if (scaled > largest || std::isnan(scaled)) largest = scaled;
   }
   return {std::abs(new_value - old_value) / (std::abs(old_value) + 1.0), largest};

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: BSD-3-Clause
 //
-// What the optimizer reads off a point: the first radius, the scales of the variables, and
-// the stopping test with its two measures.
+// What the optimizer computes at a point: the first radius, the scales of the variables,
+// and the stopping test with its two measures.
 //
 //   D_ii         = sqrt|H(i, i)|, bounded away from zero
 //   value_change = |f_new - f_old| / (|f_old| + 1)
@@ -18,7 +18,7 @@ double initial_radius(const_vector_view x);
 // Writes the scales, true; false when the diagonal of H has no entry that is not zero.
 bool compute_scale(vector_view scale, const_symmetric_view hessian);
 
-// Gradient and diagonal have vanished: there is no direction left to go.
+// The gradient and the diagonal of H are zero to within epsilon.
 bool is_degenerate(const_vector_view gradient, const_symmetric_view hessian);
 
 struct stop_measures {

@@ -74,8 +74,8 @@ void rescale(trust_region_state& state, scoped_allocator& scope) {
 }
 
 // Finds an accepted step and evaluates the derivatives there, in the state's own arrays.
-// Otherwise returns the end of a run that no step leads on; `attempt` then stands for
-// staying at x.
+// If no step is accepted, returns the reason as the end of the run; `attempt` then holds x
+// and its value.
 std::optional<run_end> take_step(trust_region_step_searcher& searcher,
                                  second_order_objective& objective,
                                  trust_region_state& state, trust_region_step& attempt) {
@@ -132,7 +132,7 @@ trust_region_result trust_region_optimizer_impl::optimize(trust_region_optimizer
   if (x0.size() == 0) return make_result(std::move(state), run_end::within_tolerance, true);
   state.radius = initial_radius(state.x);
   observe(state);
-  // From here on a failure still has a best point to return: it shows in the flag alone.
+  // From here on an optimizer_error becomes the end in a result at the last point.
   try {
     stalled_run stall{state};
     while (!self.step(self, objective, state)) {

@@ -1,8 +1,8 @@
 // SPDX-License-Identifier: BSD-3-Clause
 //
 // trust_region_optimizer: minimizes an objective with exact gradient and Hessian. Each
-// iteration rescales by the Hessian's diagonal, asks the step searcher for an accepted step
-// and tests for convergence.
+// iteration rescales by the Hessian's diagonal, gets an accepted step from the step
+// searcher and tests for convergence.
 //
 // J. Nocedal, S. Wright, Numerical Optimization, 2nd ed. (2006), algorithm 4.1;
 // J. Moré, D. Sorensen, "Computing a trust region step", SIAM J. Sci. Stat. Comput. 4

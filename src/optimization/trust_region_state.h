@@ -26,7 +26,7 @@ struct trust_region_optimizer_options {
   double hessian_floor = double_epsilon;  // smallest diagonal magnitude that counts
   // Fits that meet their tolerance take tens of iterations, and a few hundred at most.
   int max_iterations = 1000;
-  run_observer* observer = nullptr;  // not owned; asked at each trial point
+  run_observer* observer = nullptr;  // not owned; checked at each trial point
 };
 
 // All that one run knows. The views lie in the scratch memory of the run.

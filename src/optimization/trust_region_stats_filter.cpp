@@ -30,7 +30,7 @@ class stats_step_searcher final : public forwarding_step_searcher {
     return forwarding_step_searcher::try_step(self, objective, bounds, state, attempt);
   }
 
-  // The attempts since this was last asked.
+  // The attempts since the last call.
   std::int32_t take_attempts() { return std::exchange(attempts_, 0); }
 
  private:

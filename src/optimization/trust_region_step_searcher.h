@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: BSD-3-Clause
 //
-// The inner loop of one optimizer iteration: asks the subproblem solver for a step, tries
+// The inner loop of one optimizer iteration: gets a step from the subproblem solver, tries
 // it on the objective, and shrinks the radius until a step is accepted or the region has
 // collapsed. Judges a step by actual / predicted change: J. Nocedal, S. Wright, Numerical
 // Optimization, 2nd ed. (2006), algorithm 4.1.
@@ -23,7 +23,7 @@ class trust_region_step_searcher {
   virtual ~trust_region_step_searcher() = default;
 
   // Fills `attempt` with an accepted step. Throws optimizer_trust_region_collapse_error
-  // when there is none, and what the observer throws that it asks before each attempt.
+  // when there is none, and what `check` of the observer throws before an attempt.
   virtual void search(trust_region_step_searcher& self, second_order_objective& objective,
                       const trust_region_state& state, trust_region_step& attempt) = 0;
   // The radius of the next iteration, once a step was accepted.

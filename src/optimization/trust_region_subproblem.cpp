@@ -21,40 +21,42 @@ bool is_near_boundary(double radius, double step_norm) {
   return norm_tolerance * radius >= std::abs(radius - step_norm);
 }
 
-// What becomes of a step inside the radius.
-enum class verdict { keep_step, move_to_boundary, iterate };
+// What to do with a step p inside the radius.
+enum class inside_action { keep_step, move_to_boundary, iterate };
 
-// The move to the boundary is good enough when it costs the model no more than the
-// tolerance:
+// The step p + tau z on the boundary is nearly optimal if
 //   tau^2 z'(H + lambda I) z <= sigma (2 - sigma) (lambda r^2 + ||y||^2)
-// `interior` says that the step may also be kept as it is; it is, unless the move gains
-// more than it costs.
-verdict judge_move(const boundary_move& move, double lambda, double radius,
-                   double half_solved_squared, bool interior) {
+// and changes the model by (tau^2 z'(H + lambda I) z - lambda (r^2 - ||p||^2)) / 2. Where p
+// `can_be_kept`, the step is moved only if it is then nearly optimal and the model does not
+// increase.
+inside_action choose_action(const boundary_move& move, double lambda, double radius,
+                            double half_solved_squared, bool can_be_kept) {
   const double v = lambda * (radius * radius) + half_solved_squared;
   const double bound = v > 0.0 ? norm_tolerance * (2.0 - norm_tolerance) * v : 0.0;
-  const double cost = move.tau * move.tau * move.curvature;
-  const bool affordable = bound >= cost;
-  if (!interior) return affordable ? verdict::move_to_boundary : verdict::iterate;
-  return affordable && move.gap * lambda >= cost ? verdict::move_to_boundary
-                                                 : verdict::keep_step;
+  const double increase = move.tau * move.tau * move.curvature;
+  const bool nearly_optimal = bound >= increase;
+  if (!can_be_kept)
+    return nearly_optimal ? inside_action::move_to_boundary : inside_action::iterate;
+  return nearly_optimal && move.gap * lambda >= increase ? inside_action::move_to_boundary
+                                                         : inside_action::keep_step;
 }
 
 // Compares an interior step with the step extended to the boundary, and writes the extended
-// one to `step` if it is taken. Otherwise z'(H + lambda I) z bounds the smallest eigenvalue.
-verdict settle_inside(subproblem_bounds& bounds, const_symmetric_view factor,
-                      const shifted_solution& solution, double lambda, double radius,
-                      vector_view work, vector_view step) {
-  const bool interior = is_near_boundary(radius, solution.step_norm) || lambda == 0.0;
+// one to `step` if it is taken. Otherwise z'Hz, as ||z|| = 1, bounds the smallest
+// eigenvalue.
+inside_action handle_inside_step(subproblem_bounds& bounds, const_symmetric_view factor,
+                                 const shifted_solution& solution, double lambda,
+                                 double radius, vector_view work, vector_view step) {
+  const bool can_be_kept = is_near_boundary(radius, solution.step_norm) || lambda == 0.0;
   const boundary_move move =
       probe_boundary(factor, step, solution.step_squared, radius, work);
-  const verdict outcome =
-      judge_move(move, lambda, radius, solution.half_solved_squared, interior);
-  if (outcome == verdict::move_to_boundary)
+  const inside_action action =
+      choose_action(move, lambda, radius, solution.half_solved_squared, can_be_kept);
+  if (action == inside_action::move_to_boundary)
     for (index_t i = 0; i < step.size(); ++i) step[i] += move.tau * work[i];
   else
     raise_singular(bounds, lambda - move.curvature);
-  return outcome;
+  return action;
 }
 
 }  // namespace
@@ -81,10 +83,10 @@ double subproblem_solver_impl::solve(subproblem_bounds& bounds, const_vector_vie
     const bool inside = radius > solution.step_norm;
     if (!inside && is_near_boundary(radius, solution.step_norm))
       return model_change(model, step);
-    if (inside && settle_inside(bounds, factor, solution, lambda, radius, work, step) !=
-                      verdict::iterate)
+    if (inside && handle_inside_step(bounds, factor, solution, lambda, radius, work,
+                                     step) != inside_action::iterate)
       return model_change(model, step);
-    // A zero step has no Newton iterate: 1 / ||p|| is not there.
+    // A zero step has no Newton iterate: 1 / ||p|| is undefined.
     if (solution.step_norm == 0.0) {
       lambda = bounds.lambda_singular;
     } else {

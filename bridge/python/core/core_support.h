@@ -72,7 +72,7 @@ class array_argument {
 
   index_t rows() const { return buffer_.extent(0); }
   index_t columns() const { return buffer_.extent(1); }
-  // `interrupt` is asked before each few columns.
+  // `interrupt` is checked before each few columns.
   dense_matrix matrix(interruption* interrupt = nullptr) const;
   dense_vector vector() const;
 
@@ -90,7 +90,7 @@ python_object to_numpy_indices(const_index_view numbers);  // int64
 class result_dict {
  public:
   result_dict();
-  // Goes on with a dict.
+  // Adds to an existing dict.
   explicit result_dict(python_object&& dict) : dict_{std::move(dict)} {}
 
   void set(const char* key, const python_object& value);

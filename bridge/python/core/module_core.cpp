@@ -1,8 +1,8 @@
 // SPDX-License-Identifier: BSD-3-Clause
 //
-// The extension module trevalon._core, on which the estimators stand: a function per
-// question, plain arrays and numbers in and out, the interpreter's lock released while they
-// compute.
+// The extension module trevalon._core, which the estimators call: one function per task,
+// with arrays and numbers as arguments and results. The interpreter's lock is released
+// during the computations.
 #include <array>
 
 #include "common/scoped_allocator.h"

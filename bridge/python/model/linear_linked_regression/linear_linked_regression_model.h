@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: BSD-3-Clause
 //
-// logistic_regression_model: the model behind a Python instance of the logistic type:
-// options, the data of the last `fit`, the fitted record, and the members that Python
+// logistic_regression_model: the C++ object that a Python instance of the logistic type
+// owns: options, the data of the last `fit`, the fitted record, and the members that Python
 // calls.
 //
 // Every conversion and callback runs Python code, which may call into the same model:

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: BSD-3-Clause
 //
-// The factory of the logistic model. Of several bad options the tolerance is told first,
-// and nothing of the model is made before all of them are good.
+// The factory of the logistic model. The tolerance is checked before the penalty, and
+// nothing of the model is made before both checks have passed.
 #include <array>
 #include <memory>
 #include <optional>

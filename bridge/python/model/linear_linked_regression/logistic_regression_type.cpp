@@ -50,7 +50,7 @@ void register_logistic_regression_model(const char* module_name,
   python_type_description description;
   description.name = std::string{module_name} + "._LogisticRegressionModel";
   description.basic_size = sizeof(model_object);
-  // With the underscore, unlike the other models: callers may have come to compare it.
+  // The underscore, which other models do not have, stays: callers may compare this.
   description.doc = "_LogisticRegressionModel";
   description.dealloc = &deallocate_model_object<model_type>;
   description.methods = public_only ? public_methods.data() : internal_methods.data();

@@ -35,8 +35,8 @@ model::ridge_regression_model ridge_regression_bridge::fit_core(
     const features_and_target& arguments, const training_data& data) const {
   const dense_matrix& design = *data.design;
   const dense_vector& target = *data.target;
-  // A grouper goes before a number of groups, and that before the grouping mode, which the
-  // core applies.
+  // A grouper has precedence over a number of groups, and that over the grouping mode,
+  // which the core applies.
   if (grouper_) {
     const auto& options = descriptor_.options();
     const bool bias_has_group = options.with_bias && options.regularize_bias;

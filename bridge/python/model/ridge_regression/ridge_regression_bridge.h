@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: BSD-3-Clause
 //
-// ridge_regression_bridge: the model behind a Python instance of the ridge type: options,
-// the data of the last `fit`, the fitted record, and the members that Python calls.
+// ridge_regression_bridge: the C++ object that a Python instance of the ridge type owns:
+// options, the data of the last `fit`, the fitted record, the members that Python calls.
 //
 // Every conversion and callback runs Python code, which may call into the same model:
 // members hold the data and the record they work on, in shared ownership.
