@@ -59,9 +59,9 @@ class LogisticRegression(LogOddsClassifier):
     and the penalty as it is: coefficients may become 0, or leave 0. This loss has no exact
     derivatives. The search follows a path of strengths that all groups have in common,
     from where every coefficient is 0 downwards (of an elastic net four paths, with an l1
-    share of 1, 0.5, 0.1 and 0.02), and continues from the best point by a pattern search over
-    all strengths. More than 8 strengths are searched by the method for l2, over a penalty
-    that is smoothed near 0; the fit at the strengths found is exact again.
+    share of 1, 0.5, 0.1 and 0.02), and continues from the best point by a pattern search
+    over all strengths. More than 8 strengths are searched by the method for l2, over a
+    penalty that is smoothed near 0; the fit at the strengths found is exact again.
 
     Parameters
     ----------

@@ -15,8 +15,8 @@ class interruption {
   interruption& operator=(interruption&&) = delete;
   virtual ~interruption() = default;
 
-  // Returns to continue, throws to end the computation. What it throws is not an
-  // optimizer_error: it passes through optimizers and objectives to the owner.
+  // Returns to continue, throws to end the computation. An optimizer_error ends the run of
+  // the optimizer; anything else passes through optimizers and objectives to the owner.
   virtual void check() = 0;
 };
 
