@@ -16,24 +16,29 @@ namespace {
 namespace detail = linear_linked_regression_detail;
 
 // More strengths than a pattern search can find: the search over the smoothed penalty finds
-// them, from `start`, and the fit at these is exact. That of the start counts where its
-// criterion is lower.
+// them, from `start`, and the fit at these is exact. That of the start is reported where
+// its criterion is lower.
 logistic_report search_many_strengths(const logistic_data& data,
                                       const logistic_options& options,
                                       const_matrix_view start) {
-  logistic_report best = sparse_path::fit_sparse_at(logistic_data{data}, options, start);
+  logistic_report best =
+      sparse_path::fit_sparse_at_means(logistic_data{data}, options, start);
   try {
     logistic_report smooth = detail::search_smooth(logistic_data{data}, options, start);
     logistic_report found =
         sparse_path::fit_sparse_at(logistic_data{data}, options, smooth.strengths);
-    if (found.criterion < best.criterion) best = std::move(found);
-    best.end = smooth.end;
+    if (found.criterion < best.criterion) {
+      best = std::move(found);
+      best.hyperparameters = std::move(smooth.hyperparameters);
+    }
+    if (best.end == run_end::within_tolerance) best.end = smooth.end;
     best.num_iterations = smooth.num_iterations;
     best.num_evaluations = smooth.num_evaluations;
     best.history = std::move(smooth.history);
-    best.hyperparameters = std::move(smooth.hyperparameters);
   } catch (const optimizer_undefined_error&) {
-    // The smoothed score is not defined at the start: there the search ends.
+    // At the start or at the strengths found.
+    best.end = run_end::undefined;
+    best.num_iterations = best.num_evaluations = 0;
   }
   return best;
 }

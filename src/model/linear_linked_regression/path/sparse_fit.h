@@ -76,7 +76,4 @@ sparse_fit fit(const sparse_problem& problem, const column_strengths& strengths)
 void keep_nearest_to_bounds(const sparse_problem& problem, const sparse_fit& fit,
                             std::vector<index_t>& columns);
 
-// The part of a slope that no subgradient of the penalty balances: 0 at the minimum.
-double imbalance(const sparse_fit& fit, index_t j);
-
 }  // namespace corvane::model::sparse_path
