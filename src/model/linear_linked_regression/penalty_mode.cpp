@@ -13,7 +13,7 @@ namespace corvane::model {
 
 namespace {
 
-// Weights within this distance of zero see a polynomial in place of the penalty's kink.
+// Within this distance of zero a polynomial replaces the penalty, which has a kink at 0.
 constexpr double smoothing_threshold = 0.01;
 
 }  // namespace

@@ -76,7 +76,7 @@ dense_vector smooth_problem::sum_by_group(const_vector_view of_weights) const {
   return sums;
 }
 
-// What is told of the solution that the objective stands at.
+// The report of the objective's current solution.
 logistic_report describe_solution(const normalized_data& data, const_index_view groups,
                                   smooth_problem& posed) {
   const inner_optimum optimum = posed.objective.optimum();

@@ -73,7 +73,7 @@ class newton_run {
       gemv(1.0, transposed, problem_.X, fit_.residuals, 0.0, fit_.slopes);
     } while (add_violators());
     fit_.num_steps += num_steps_;
-    // Residuals that all vanish have no minimum behind them.
+    // Where all residuals vanish there is no finite minimum.
     fit_.is_optimal =
         error() <= rounding && fit_.loss > 1e-10 * static_cast<double>(fit_.z.size());
   }

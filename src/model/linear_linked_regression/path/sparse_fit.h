@@ -2,8 +2,8 @@
 //
 // The exact minimum of a logistic loss with l1 and l2 penalties:
 //   minimize over c, w  sum_i log(1 + exp(-s_i z_i)) + sum_j (l1_j |w_j| + l2_j w_j^2 / 2)
-// with z = c + X w. Newton's method; each quadratic model is minimized with its penalty
-// whole (lasso_quadratic.h) over a working set of columns. The intercept is eliminated:
+// with z = c + X w. Newton's method; each quadratic model is minimized with the exact
+// penalty (lasso_quadratic.h) over a working set of columns. The intercept is eliminated:
 // with columns centered by the weights v_i = p_i (1 - p_i) its model is separate.
 //
 // Columns enter the working set by the strong rule of R. Tibshirani et al., "Strong rules
