@@ -57,8 +57,7 @@ class loss_objective final : public optimization_objective_helper {
   bool accept_convergence(const_vector_view w, double value, const_vector_view gradient,
                           const_symmetric_view hessian) override;
 
-  // The last point evaluated; a kept start point does not count. Undefined before the
-  // first.
+  // The last point evaluated, kept start points apart. Undefined before the first.
   const_vector_view weights() const { return losses_.weights(); }
   // Makes w the last point, to which all that follows belongs.
   bool return_to(const_vector_view w) { return losses_.return_to(w); }
