@@ -5,9 +5,7 @@
 #include <utility>
 
 #include "model/linear_linked_regression/bridge_regularizer.h"
-#include "model/linear_linked_regression/elastic_regularizer.h"
-#include "model/linear_linked_regression/lasso_regularizer.h"
-#include "model/linear_linked_regression/ridge_regularizer.h"
+#include "model/linear_linked_regression/ridge_lasso_regularizers.h"
 
 namespace corvane::model {
 
