@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: BSD-3-Clause
 #include "model/linear_linked_regression/logistic_report.h"
 
+#include <limits>
 #include <stdexcept>
 #include <utility>
 
@@ -14,6 +15,17 @@ namespace corvane::model {
 namespace {
 
 namespace detail = linear_linked_regression_detail;
+
+iteration_history history_of_start(const logistic_report& report) {
+  constexpr double unknown = std::numeric_limits<double>::quiet_NaN();
+  const dense_vector& theta = report.hyperparameters;
+  iteration_history history{dense_vector{1}, dense_vector{1}, dense_vector{1},
+                            dense_matrix{1, theta.size()}};
+  history.values[0] = report.criterion;
+  history.gradient_maxima[0] = history.radii[0] = unknown;
+  for (index_t a = 0; a < theta.size(); ++a) history.hyperparameters(0, a) = theta[a];
+  return history;
+}
 
 // More strengths than a pattern search can find: the search over the smoothed penalty finds
 // them, from `start`, and the fit at these is exact. That of the start is reported where
@@ -39,6 +51,7 @@ logistic_report search_many_strengths(const logistic_data& data,
     // At the start or at the strengths found.
     best.end = run_end::undefined;
     best.num_iterations = best.num_evaluations = 0;
+    best.history = history_of_start(best);
   }
   return best;
 }

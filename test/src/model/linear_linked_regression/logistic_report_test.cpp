@@ -298,6 +298,10 @@ TEST(logistic_report, search_whose_score_is_undefined_at_the_start_says_so) {
   const logistic_report report = fit_logistic(data_of(problem, groups), options, start);
   EXPECT_TRUE(report.end == run_end::undefined) << describe(report.end);
   EXPECT_EQ(report.num_iterations, 0);
+  ASSERT_EQ(report.history.values.size(), 1);
+  EXPECT_EQ(report.history.values[0], report.criterion);
+  for (index_t a = 0; a < 9; ++a)
+    EXPECT_EQ(report.history.hyperparameters(0, a), report.hyperparameters[a]);
   expect_hyperparameters_of_strengths(problem, report);
 }
 
