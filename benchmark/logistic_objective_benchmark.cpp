@@ -14,7 +14,7 @@
 #include "model/linear_linked_regression/detail/aloocv_objective.h"
 #include "model/linear_linked_regression/detail/observation_products.h"
 #include "model/linear_linked_regression/logistic_log_likelihood_loss_link.h"
-#include "model/linear_linked_regression/ridge_regularizer.h"
+#include "model/linear_linked_regression/ridge_lasso_regularizers.h"
 
 namespace corvane::model {
 

@@ -22,7 +22,7 @@ struct classification_normalizer_options {
   bool center_features = true;
   bool rescale_features = true;
   bool with_bias = true;
-  index_t num_classes = 2;  // the number of distinct targets that is asked for
+  index_t num_classes = 2;  // the required number of distinct targets
 };
 
 struct classification_data_normalizer {
@@ -39,7 +39,7 @@ struct classification_data_normalizer {
   // Throws std::invalid_argument when X (n by m) is empty or holds a value that is not
   // finite, when a scale overflows, or when y is not of length n; invalid_target_error as
   // told above.
-  // `interrupt` is asked before each column.
+  // `interrupt` is checked before each column.
   classification_data_normalizer(const classification_normalizer_options& options,
                                  const_vector_view y, const_matrix_view X,
                                  interruption* interrupt = nullptr);

@@ -11,7 +11,7 @@
 #include "model/linear_linked_regression/detail/hyperparameter_search.h"
 #include "model/linear_linked_regression/detail/row_space.h"
 #include "model/linear_linked_regression/logistic_log_likelihood_loss_link.h"
-#include "model/linear_linked_regression/ridge_regularizer.h"
+#include "model/linear_linked_regression/ridge_lasso_regularizers.h"
 #include "optimization/variable_mapping.h"
 
 namespace corvane::model {

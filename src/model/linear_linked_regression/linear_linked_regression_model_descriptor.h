@@ -30,7 +30,7 @@ struct linear_linked_regression_model_options {
   std::shared_ptr<trust_region_optimizer> inner_optimizer;  // over w
   // Writes the start value of theta. Empty means the start of the penalty.
   std::function<void(vector_view)> initializer;
-  interruption* interrupt = nullptr;  // not owned; asked in each loop over observations
+  interruption* interrupt = nullptr;  // not owned; checked in each loop over observations
 };
 
 class linear_linked_regression_model_descriptor {

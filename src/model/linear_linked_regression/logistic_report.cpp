@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: BSD-3-Clause
 #include "model/linear_linked_regression/logistic_report.h"
 
+#include <limits>
 #include <stdexcept>
 #include <utility>
 
@@ -15,25 +16,42 @@ namespace {
 
 namespace detail = linear_linked_regression_detail;
 
+iteration_history history_of_start(const logistic_report& report) {
+  constexpr double unknown = std::numeric_limits<double>::quiet_NaN();
+  const dense_vector& theta = report.hyperparameters;
+  iteration_history history{dense_vector{1}, dense_vector{1}, dense_vector{1},
+                            dense_matrix{1, theta.size()}};
+  history.values[0] = report.criterion;
+  history.gradient_maxima[0] = history.radii[0] = unknown;
+  for (index_t a = 0; a < theta.size(); ++a) history.hyperparameters(0, a) = theta[a];
+  return history;
+}
+
 // More strengths than a pattern search can find: the search over the smoothed penalty finds
-// them, from `start`, and the fit at these is exact. That of the start counts where its
-// criterion is lower.
+// them, from `start`, and the fit at these is exact. That of the start is reported where
+// its criterion is lower.
 logistic_report search_many_strengths(const logistic_data& data,
                                       const logistic_options& options,
                                       const_matrix_view start) {
-  logistic_report best = sparse_path::fit_sparse_at(logistic_data{data}, options, start);
+  logistic_report best =
+      sparse_path::fit_sparse_at_means(logistic_data{data}, options, start);
   try {
     logistic_report smooth = detail::search_smooth(logistic_data{data}, options, start);
     logistic_report found =
         sparse_path::fit_sparse_at(logistic_data{data}, options, smooth.strengths);
-    if (found.criterion < best.criterion) best = std::move(found);
-    best.end = smooth.end;
+    if (found.criterion < best.criterion) {
+      best = std::move(found);
+      best.hyperparameters = std::move(smooth.hyperparameters);
+    }
+    if (best.end == run_end::within_tolerance) best.end = smooth.end;
     best.num_iterations = smooth.num_iterations;
     best.num_evaluations = smooth.num_evaluations;
     best.history = std::move(smooth.history);
-    best.hyperparameters = std::move(smooth.hyperparameters);
   } catch (const optimizer_undefined_error&) {
-    // The smoothed score is not defined at the start: there the search ends.
+    // At the start or at the strengths found.
+    best.end = run_end::undefined;
+    best.num_iterations = best.num_evaluations = 0;
+    best.history = history_of_start(best);
   }
   return best;
 }

@@ -59,7 +59,7 @@ struct logistic_report {
   run_end end = run_end::within_tolerance;
   int num_iterations = 0;
   int num_evaluations = 0;
-  iteration_history history;  // of the search
+  iteration_history history;  // of the search; of many strengths of l1, of a smoothed score
 };
 
 // Chooses the strengths, G of each kind per normalized column. One run starts at the

@@ -5,15 +5,13 @@
 #include <utility>
 
 #include "model/linear_linked_regression/bridge_regularizer.h"
-#include "model/linear_linked_regression/elastic_regularizer.h"
-#include "model/linear_linked_regression/lasso_regularizer.h"
-#include "model/linear_linked_regression/ridge_regularizer.h"
+#include "model/linear_linked_regression/ridge_lasso_regularizers.h"
 
 namespace corvane::model {
 
 namespace {
 
-// Weights within this distance of zero see a polynomial in place of the penalty's kink.
+// Within this distance of zero a polynomial replaces the penalty, which has a kink at 0.
 constexpr double smoothing_threshold = 0.01;
 
 }  // namespace

@@ -18,14 +18,14 @@
 
 namespace corvane::model {
 
-// What a derivative operation has to say about its output.
+// The status of the output of a derivative operation.
 enum class regularizer_status : std::int32_t {
   written = 0,           // the output holds the derivative; a vector is finite throughout
   not_finite = 1,        // some entry of a vector is not finite
   identically_zero = 2,  // to be taken as all zero; the output holds nothing useful
 };
 
-// What a vector of derivatives has to say about itself: written, or not finite.
+// The status of a vector of derivatives: written, or not finite.
 regularizer_status status_of(const_vector_view derivative);
 
 // The rows of a second derivative in Q hyperparameters, and the row of the pair (a, b),

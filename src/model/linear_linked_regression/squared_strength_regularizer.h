@@ -142,8 +142,8 @@ class squared_strength_regularizer : public regularizer {
                       terms_);
   }
 
-  // lambda^2 psi^(order)(w), summed over the terms. Where every term's derivative lives in
-  // its zone alone and no weight is there, the answer is known without the strengths.
+  // lambda^2 psi^(order)(w), summed over the terms. If every term's derivative vanishes
+  // outside its zone and no weight is in a zone, the result is 0 for all strengths.
   template <int order>
   regularizer_status write_derivative(const_vector_view theta, const_vector_view w,
                                       vector_view out) const {

@@ -89,7 +89,7 @@ const_symmetric_view aloocv_objective::loss_curvature() {
   return inner_objective_.loss_curvature(inner_result_.x);
 }
 
-// The optimizer asks for value, derivatives and the start of an iteration at the same
+// The optimizer requests value, derivatives and the start of an iteration at the same
 // theta: one refresh serves them all, and a theta that failed is remembered as such.
 bool aloocv_objective::refresh(const_vector_view theta) {
   if (!evaluated_.move_to(theta)) return is_defined_;
@@ -129,7 +129,7 @@ bool aloocv_objective::refine_solution() {
 }
 
 // An objective that is undefined at its start point is the one failure that a run throws;
-// here it is a theta that does not work.
+// here the score is undefined at theta.
 bool aloocv_objective::run_inner_optimizer() {
   try {
     inner_result_ = optimize(*inner_optimizer_, inner_objective_, start_weights_);
@@ -139,8 +139,8 @@ bool aloocv_objective::run_inner_optimizer() {
   return true;
 }
 
-// The inner objective goes back to the solution: after a run that ended with a rejected
-// trial it stands elsewhere. The copy panics on a Hessian that is not square.
+// The inner objective is evaluated at the solution again: after a run that ended with a
+// rejected trial it holds that trial's values. The copy panics on a non-square Hessian.
 bool aloocv_objective::settle() {
   hessian_factor_ = inner_result_.hessian;
   if (!inner_objective_.return_to(inner_result_.x) || potrf(hessian_factor_) != 0)

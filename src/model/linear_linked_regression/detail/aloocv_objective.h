@@ -29,7 +29,7 @@ namespace corvane::model::linear_linked_regression_detail {
 class aloocv_objective final : public optimization_objective_helper {
  public:
   // X is n by p, normalized; y is coded -1 and +1. All loops over rows, those of inner runs
-  // included, ask `interrupt` whether to go on.
+  // included, check `interrupt`.
   aloocv_objective(std::shared_ptr<trust_region_optimizer> inner_optimizer,
                    std::shared_ptr<const linear_loss_link> loss_link,
                    std::shared_ptr<const regularizer> penalty, dense_matrix&& X,
@@ -38,23 +38,23 @@ class aloocv_objective final : public optimization_objective_helper {
   // Forgets every theta: the next inner problem starts from w = 0, as the first one did.
   void restart();
 
-  // Whether this score is next to nothing beside that of a model that knows of no feature.
-  // Of separable classes the score falls towards 0 with the strengths, and the search for
-  // its minimum never ends.
+  // Whether this score is negligible compared with that of a model without features. For
+  // separable classes the score falls towards 0 with the strengths, and the search for its
+  // minimum never ends.
   bool is_near_infimum(double value) const;
 
   // The solution of the inner problem at the last theta evaluated; where that one is
   // undefined, at the last theta accepted.
   const_vector_view weights() const;
 
-  // The score at theta as `compute_value`, for a look at the solution there: of one that
-  // was not evaluated last the inner problem starts at `weights`. False where undefined.
+  // The score at theta, as `compute_value`; the solution can be read afterwards. If theta
+  // was not evaluated last, the inner problem starts at `weights`. False where undefined.
   bool settle_at(const_vector_view theta, const_vector_view weights, double& value);
   // Moves the solution at the last theta evaluated by one Newton step, which decreases the
   // gradient where no change of the value can be seen any more. False where the score is
   // not defined there.
   bool polish_solution();
-  // What the last theta evaluated, where it is defined, has for solution.
+  // The solution at the last theta evaluated, if the score is defined there.
   inner_optimum optimum() const;
   const trust_region_result& inner_run() const { return inner_result_; }
   // X' diag(l'') X at the solution, the lower triangle

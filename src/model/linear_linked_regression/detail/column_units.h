@@ -24,7 +24,7 @@ struct column_unit {
 
 // Divides each column whose largest entry is outside of [2^-400, 2^400] by a power of two,
 // so that it is in [0.5, 1). The exponents, 0 for the others. Columns with a value that is
-// not finite stay. `interrupt` is asked before each column.
+// not finite stay. `interrupt` is checked before each column.
 std::vector<int> bring_into_range(matrix_view X, interruption* interrupt);
 
 }  // namespace corvane::model::linear_linked_regression_detail

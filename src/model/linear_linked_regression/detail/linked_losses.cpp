@@ -40,7 +40,7 @@ void linked_losses::keep(const_vector_view w) {
     kept_.weights.forget();
 }
 
-// The optimizer asks for the value and then for the derivatives at the same w: X w is
+// The optimizer requests the value and then the derivatives at the same w: X w is
 // computed once for both.
 void linked_losses::refresh(const_vector_view w) {
   if (weights_.is_at(w)) return;
@@ -51,8 +51,8 @@ void linked_losses::refresh(const_vector_view w) {
   gemv(1.0, plain, X_, w, 0.0, predictions_);
 }
 
-// A link that can writes the derivatives in the same pass: most points are asked for them
-// next.
+// A link that supports it computes the derivatives in the same pass: they are needed next
+// at most points.
 bool linked_losses::sum_losses() {
   if (total_) return true;
   scoped_allocator scratch;

@@ -42,13 +42,13 @@ class linked_losses {
 
   // Forgets the last point.
   void forget();
-  // Keeps the sums at w, where they were last asked for, through everything that follows,
-  // until other ones are kept. Where w is another point none are.
+  // Keeps the sums at w, if w is the last point evaluated, until keep() is called with
+  // another point. If w is a different point, none are kept.
   void keep(const_vector_view w);
 
-  // The last point that was not a kept one. Not to be read before the first.
+  // The last point evaluated that was not a kept one. Undefined before the first.
   const_vector_view weights() const { return weights_.x(); }
-  // z at that point, and l'(y, z), l''(y, z) where derivatives were asked for.
+  // z at that point, and l'(y, z), l''(y, z) if derivatives were computed.
   const_vector_view predictions() const { return predictions_; }
   const_vector_view first_derivative() const { return first_derivative_; }
   const_vector_view second_derivative() const { return second_derivative_; }
@@ -61,7 +61,7 @@ class linked_losses {
   std::shared_ptr<const linear_loss_link> link_;
   const_matrix_view X_;
   const_vector_view y_;
-  interruption* interrupt_;  // asked before each pass over the rows, and within
+  interruption* interrupt_;  // checked before each pass over the rows, and within
   evaluated_point weights_;  // what the members below belong to
   dense_vector predictions_;
   std::optional<double> total_;

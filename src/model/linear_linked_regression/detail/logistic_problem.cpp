@@ -93,7 +93,8 @@ dense_matrix hyperparameters_of_columns(penalty_mode mode,
   return theta;
 }
 
-void take_up_strengths(normalized_data& data, const_index_view groups, matrix_view theta) {
+void absorb_strengths_in_scales(normalized_data& data, const_index_view groups,
+                                matrix_view theta) {
   for (index_t j = 0; j < groups.size(); ++j) {
     if (groups[j] == no_group) continue;
     for (double& x : data.design.view().column(j)) x /= theta(j, 0);

@@ -49,7 +49,8 @@ dense_matrix strengths_of_columns(penalty_mode mode, const std::vector<column_un
 
 // Scales columns so that each one's l2 hyperparameter becomes 1: w' = theta w, for theta
 // above 0. Theta is set to 1.
-void take_up_strengths(normalized_data& data, const_index_view groups, matrix_view theta);
+void absorb_strengths_in_scales(normalized_data& data, const_index_view groups,
+                                matrix_view theta);
 
 // Each penalized column becomes a group.
 index_vector separate_groups(const_index_view groups);

@@ -61,13 +61,13 @@ bool differentiate_loss(const linear_loss_link& link, const inner_optimum& optim
          link.compute_second_derivative(y, optimum.loo_predictions, at.c2);
 }
 
-// What a sample's loss at zeta, as a function of z and h, has for derivatives.
+// Derivatives of a sample's loss at zeta as a function of z and h.
 struct chained_derivatives {
   double u, v, zz, zh, hh;
 };
 
-// e = 1 - h l2 is what is left of a sample's own weight; it is 0 where the sample alone
-// determines its prediction, and the derivatives are then not finite.
+// e = 1 - h l2, where h l2 is the leverage of the sample. If e is 0 the sample alone
+// determines its prediction, and the derivatives are not finite.
 inline chained_derivatives chain_sample(double h, double l1, double l2, double l3,
                                         double l4, double c1, double c2) {
   const double r = 1.0 / (1.0 - h * l2);  // 1 / e

@@ -72,7 +72,7 @@ void loss_objective::set_hyperparameters(const_vector_view theta) {
 
 // Losses and penalties are not negative. Where the sum is less than rounding errors of the
 // losses at w = 0 there is nothing left to minimize: the classes are separable and the
-// penalty too weak to tell.
+// penalty is below the rounding error.
 void loss_objective::begin_iteration(const_vector_view /*w*/, double value,
                                      const_vector_view /*gradient*/,
                                      const_symmetric_view /*hessian*/) {
@@ -81,11 +81,11 @@ void loss_objective::begin_iteration(const_vector_view /*w*/, double value,
   ++num_iterations_;
 }
 
-// The optimizer's own test compares with 1 + |F|, which says little where F is far below 1,
+// The optimizer's own test compares with 1 + |F|, which is too weak where F is far below 1,
 // as of separable classes with a weak penalty: a start at the solution for a neighbouring
 // theta would pass it at once. g^2 / H is twice what a Newton step along one weight gains;
 // the limit is the rounding error of F. Under a quadratic penalty, whose score is
-// smooth in theta, the tolerance of the optimizer does for F from 1 on.
+// smooth in theta, the optimizer's test suffices where F >= 1.
 bool loss_objective::accept_convergence(const_vector_view /*w*/, double value,
                                         const_vector_view gradient,
                                         const_symmetric_view hessian) {

@@ -17,12 +17,12 @@
 
 namespace corvane::model::linear_linked_regression_detail {
 
-// Its losses keep z, l' and l'' of the last point asked for: after a run of the optimizer
+// Its losses keep z, l' and l'' of the last point evaluated: after a run of the optimizer
 // they belong to its solution, and the owner reads them there.
 class loss_objective final : public optimization_objective_helper {
  public:
-  // X (n by p) and y (n) must outlive the objective. Each evaluation at another point asks
-  // `interrupt` whether to go on.
+  // X (n by p) and y (n) must outlive the objective. Each evaluation at another point
+  // checks `interrupt`.
   loss_objective(std::shared_ptr<const linear_loss_link> loss_link,
                  std::shared_ptr<const regularizer> penalty, const_matrix_view X,
                  const_vector_view y, interruption* interrupt = nullptr);
@@ -40,10 +40,10 @@ class loss_objective final : public optimization_objective_helper {
   // The penalty has a slope at w = 0.
   bool is_nonsmooth_at_zero() const { return is_nonsmooth_at_zero_; }
 
-  // A run of the optimizer that takes more iterations than any sound problem needs (tens)
-  // will not end in a lifetime: a huge theta with groups of very different strengths makes
-  // steps too short to arrive. From there on the objective is undefined, which ends the
-  // run.
+  // Well-posed problems need tens of iterations. A run with more than this limit does not
+  // converge in any practical number of iterations: with a huge theta and groups of very
+  // different strengths its steps are too short. The objective is then undefined, which
+  // ends the run.
   static constexpr int iteration_limit = 200;
   bool is_exhausted() const { return num_iterations_ > iteration_limit; }
 
@@ -57,12 +57,12 @@ class loss_objective final : public optimization_objective_helper {
   bool accept_convergence(const_vector_view w, double value, const_vector_view gradient,
                           const_symmetric_view hessian) override;
 
-  // The last point asked for, other than where problems start. Not to be read before.
+  // The last point evaluated, kept start points apart. Undefined before the first.
   const_vector_view weights() const { return losses_.weights(); }
-  // Makes w the last point, with all that is told of it below.
+  // Makes w the last point, to which all that follows belongs.
   bool return_to(const_vector_view w) { return losses_.return_to(w); }
-  // z = X w at the last point, and l'(y, z), l''(y, z) where derivatives were last asked
-  // for.
+  // z = X w at the last point, and l'(y, z), l''(y, z) if derivatives were computed at that
+  // point.
   const_vector_view predictions() const { return losses_.predictions(); }
   const_vector_view loss_first_derivative() const { return losses_.first_derivative(); }
   const_vector_view loss_second_derivative() const { return losses_.second_derivative(); }

@@ -19,7 +19,7 @@ namespace corvane::model::linear_linked_regression_detail {
 inline constexpr index_t rows_per_block = 512;
 
 // Calls use(rows, first) for one block of rows after the other, `first` being the row of X
-// that it begins with. Before each block it asks whether to go on.
+// that it begins with. Checks `interrupt` before each block.
 template <class Function>
 void for_each_row_block(const_matrix_view X, interruption* interrupt, Function use) {
   for (index_t first = 0; first < X.rows(); first += rows_per_block) {

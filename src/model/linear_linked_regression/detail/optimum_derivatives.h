@@ -30,7 +30,7 @@ struct inner_optimum {
   const_matrix_block hessian_factor;  // L
   const_vector_view leverages;        // h
   const_vector_view loo_predictions;  // zeta
-  interruption* interrupt = nullptr;  // asked in the loops over observations
+  interruption* interrupt = nullptr;  // checked in the loops over observations
 };
 
 // Views into the caller's scratch memory.

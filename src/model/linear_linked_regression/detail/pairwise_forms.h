@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: BSD-3-Clause
 //
-// What the derivatives of the inner Hessian are asked for, without one p by p matrix per
+// Products with derivatives of the inner Hessian, without forming one p by p matrix per
 // hyperparameter. With dH_a = X' diag(t_a) X + diag(d_a), B = H^-1 X', P = X B and
 // W = B diag(v) B' (o is the product by entries)
 //   dh_a                    = -(P o P) t_a - (B o B)' d_a

@@ -1,8 +1,8 @@
 // SPDX-License-Identifier: BSD-3-Clause
 //
-// What the outer problem needs to know of a penalty at (theta, w), behind its gradient r1
-// and curvature r2 in w. Rows of first derivatives belong to a hyperparameter, rows of
-// second ones to a pair of them; columns belong to weights.
+// The derivatives of a penalty at (theta, w) that the outer problem needs beyond the
+// gradient r1 and curvature r2 in w. Rows of first derivatives belong to a hyperparameter,
+// rows of second ones to a pair of them; columns belong to weights.
 #pragma once
 
 #include <optional>

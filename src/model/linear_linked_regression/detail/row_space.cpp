@@ -5,7 +5,7 @@
 #include <utility>
 
 #include "common/linear_algebra.h"
-#include "model/linear_linked_regression/ridge_regularizer.h"
+#include "model/linear_linked_regression/ridge_lasso_regularizers.h"
 
 namespace corvane::model::linear_linked_regression_detail {
 

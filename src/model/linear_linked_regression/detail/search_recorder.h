@@ -18,8 +18,8 @@ class search_recorder final : public run_observer {
   search_recorder(run_observer* watcher, index_t num_hyperparameters)
       : watcher_{watcher}, num_hyperparameters_{num_hyperparameters} {}
 
-  // Throws optimizer_iteration_limit_error once the watcher has ended a run by that: the
-  // other runs of the search end, too.
+  // Throws optimizer_iteration_limit_error once the watcher has ended a run by throwing it,
+  // so that the remaining runs of the search end, too.
   void check() override;
   void observe_iteration(const iteration_record& record) override;
 
@@ -40,7 +40,7 @@ class search_recorder final : public run_observer {
   bool is_stopped_ = false;
 };
 
-// Lets an inner problem be ended, but not seen.
+// Passes checks for an interruption on to `observer`, but no iterations.
 class quiet_observer final : public run_observer {
  public:
   explicit quiet_observer(run_observer* observer) : observer_{observer} {}

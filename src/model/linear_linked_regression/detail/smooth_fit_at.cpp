@@ -37,8 +37,8 @@ double evaluate_exactly(aloocv_objective& objective, const_vector_view theta) {
   return value;
 }
 
-// A last descent may leave the inner run nothing to gain that it could see: this is its
-// solution, too, where the gradient says so.
+// After its last step the inner run may find no further decrease above rounding. That point
+// is a solution, too, if its gradient is small enough.
 void set_solved_run(const trust_region_result& run, logistic_report& report) {
   set_run(run, report);
   if (run.end == run_end::no_decrease && gradient_max_of(run) <= tight_gradient_tolerance)
@@ -99,23 +99,23 @@ dense_matrix gradient_by_group(penalty_mode mode, const slopes_in_theta& at,
   return gradient;
 }
 
-// The lengths of its columns part the exponents of a bridge.
+// Derivatives in the exponents of a bridge contain the length of each column.
 bool can_keep_groups(penalty_mode mode, const_matrix_view of_columns,
                      const_index_view groups) {
   return mode != penalty_mode::bridge && agree_within_groups(of_columns, groups);
 }
 
-// Strengths of l2 that differ within a group go into the scales of the columns, which costs
-// nothing: the penalty is the same in any units. One of 0 cannot.
-void level_strengths(penalty_mode mode, const_index_view groups, normalized_data& data,
-                     dense_matrix& of_columns) {
+// Strengths of l2 that differ within a group are made equal by scaling the columns, which
+// does not change the penalty. A strength of 0 cannot be.
+void equalize_strengths(penalty_mode mode, const_index_view groups, normalized_data& data,
+                        dense_matrix& of_columns) {
   if (mode != penalty_mode::l2 || agree_within_groups(of_columns, groups)) return;
   for (index_t j = 0; j < groups.size(); ++j)
     if (groups[j] != no_group && !(of_columns(j, 0) > 0.0)) return;
-  take_up_strengths(data, groups, of_columns);
+  absorb_strengths_in_scales(data, groups, of_columns);
 }
 
-// Exponents and zeros mark what has no penalty.
+// Columns without a penalty have strengths of 0, and NaN for an exponent.
 dense_matrix without_unpenalized(penalty_mode mode, const_matrix_view strengths,
                                  const_index_view groups) {
   dense_matrix result{strengths};
@@ -137,7 +137,7 @@ logistic_report fit_smooth_at(logistic_data&& data, const logistic_options& opti
   const single_blas_thread one_thread{normalized.design.cols() <= few_features};
   dense_matrix of_columns =
       hyperparameters_of_columns(options.penalty, normalized.units, groups, strengths);
-  level_strengths(options.penalty, groups, normalized, of_columns);
+  equalize_strengths(options.penalty, groups, normalized, of_columns);
   const index_vector run_groups =
       agree_within_groups(of_columns, groups) ? groups : separate_groups(groups);
   const dense_vector theta = average_over_groups(of_columns, run_groups);
@@ -160,7 +160,7 @@ logistic_criterion evaluate_smooth_criterion(logistic_data&& data,
   const single_blas_thread one_thread{normalized.design.cols() <= few_features};
   dense_matrix of_columns =
       hyperparameters_of_columns(options.penalty, normalized.units, groups, strengths);
-  level_strengths(options.penalty, groups, normalized, of_columns);
+  equalize_strengths(options.penalty, groups, normalized, of_columns);
   const index_vector run_groups = can_keep_groups(options.penalty, of_columns, groups)
                                       ? groups
                                       : separate_groups(groups);

@@ -6,12 +6,33 @@
 #include <utility>
 #include <vector>
 
-#include "model/linear_linked_regression/detail/optimum_diagnostics.h"
+#include "common/linear_algebra.h"
+#include "common/scoped_allocator.h"
 #include "model/linear_linked_regression/logistic_log_likelihood_loss_link.h"
 
 namespace corvane::model::linear_linked_regression_detail {
 
 namespace {
+
+// Effective degrees of freedom of a solved inner problem. The fitted predictor moves with
+// the working response by X H^-1 X' V, V = diag(l''), the trace of which is
+//   sum_i h_i l''_i = sum_j (A H^-1)_jj,   A = X' V X.
+// This is (A H^-1)_jj of each column j; `loss_curvature` is A.
+// T. Hastie, R. Tibshirani, Generalized Additive Models (1990), section 6.8.3.
+dense_vector effective_dof_of_columns(const inner_optimum& optimum,
+                                      const_symmetric_view loss_curvature) {
+  const index_t p = loss_curvature.rows();
+  scoped_allocator scratch;
+  const symmetric_view inverse = scratch.symmetric(p);
+  copy_lower(optimum.hessian_factor, inverse);
+  potri(inverse);
+  dense_vector dof{p};
+  for (index_t j = 0; j < p; ++j) {
+    dof[j] = 0.0;
+    for (index_t k = 0; k < p; ++k) dof[j] += loss_curvature(j, k) * inverse(k, j);
+  }
+  return dof;
+}
 
 // From the groups of a problem, each of which lies within one of `groups`, to these.
 dense_vector gather_groups(const_vector_view of_run_groups, const_index_view run_groups,
@@ -76,7 +97,7 @@ dense_vector smooth_problem::sum_by_group(const_vector_view of_weights) const {
   return sums;
 }
 
-// What is told of the solution that the objective stands at.
+// The report of the objective's current solution.
 logistic_report describe_solution(const normalized_data& data, const_index_view groups,
                                   smooth_problem& posed) {
   const inner_optimum optimum = posed.objective.optimum();

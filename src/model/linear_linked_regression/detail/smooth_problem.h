@@ -54,7 +54,7 @@ struct smooth_problem {
   aloocv_objective objective;
 };
 
-// What is told of the solution that the objective stands at; `groups` are the caller's.
+// The report of the objective's current solution; `groups` are the caller's.
 logistic_report describe_solution(const normalized_data& data, const_index_view groups,
                                   smooth_problem& posed);
 void set_run(const trust_region_result& run, logistic_report& report);

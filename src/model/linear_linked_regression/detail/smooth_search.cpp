@@ -21,7 +21,7 @@ namespace {
 
 constexpr double infinity = std::numeric_limits<double>::infinity();
 
-// What the scan knows of the data, which the objective takes.
+// What the scan uses of the data, which are moved into the objective.
 struct data_size {
   double square_length;  // the mean of the penalized columns
   index_t num_rows;
@@ -39,7 +39,7 @@ data_size measure(const_matrix_view design, const_index_view groups) {
 }
 
 // A path of falling strengths for each exponent, with warm starts. A strength s of |w|^2
-// goes with s size^(2 - q) of |w|^q, where size is that of an ordinary weight.
+// corresponds to s size^(2 - q) of |w|^q, where size is that of a typical weight.
 class coarse_scan {
  public:
   coarse_scan(smooth_problem& posed, penalty_mode mode, const data_size& size)

@@ -19,7 +19,7 @@ namespace corvane::model::sparse_path {
 namespace {
 
 constexpr double infinity = std::numeric_limits<double>::infinity();
-// What counts as a direction of which the data know nothing, relative to the curvature.
+// A direction with less than this part of the curvature counts as one without curvature.
 constexpr double dependence = 1e-10;
 
 std::size_t at(index_t i) { return static_cast<std::size_t>(i); }

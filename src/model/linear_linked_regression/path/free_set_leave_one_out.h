@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: BSD-3-Clause
 //
-// Leave-one-out of the quadratic model of a sparse fit with its penalty whole: the active
-// set of the fit without a row may differ from that of the fit.
+// Leave-one-out of the quadratic model of the loss of a sparse fit, with the exact penalty:
+// the active set of the fit without a row may differ from that of the fit.
 //
 // At the minimum, with residuals r, curvatures v, slopes g = X' r, and x~ the columns
 // centered by v, the model without row i changes the linear predictors by
@@ -15,7 +15,7 @@
 // As v_i h <= 1, the equation f = v_i dz_i(f) - r_i has one solution; from f = 0 on, pieces
 // are followed up to it. Without a change of A that is f = -r_i / (1 - v_i h).
 //
-// Columns are taken to stay out whose slope no row can bring to the bound l1_j, with
+// A column stays inactive if no row can bring its slope to the bound l1_j, with
 // |f_i| <= 3 |r_i| and a change of f_i x_ij; of very many others the nearest may enter.
 #pragma once
 

@@ -20,12 +20,6 @@ double soft_threshold(double x, double limit) {
   return x < -limit ? x + limit : 0.0;
 }
 
-// The part of the slope that no subgradient of the penalty balances.
-double imbalance(double slope, double weight, double l1, double l2) {
-  if (weight == 0.0) return soft_threshold(slope, l1);
-  return slope - l2 * weight - std::copysign(l1, weight);
-}
-
 class minimizer {
  public:
   minimizer(const lasso_quadratic& problem, vector_view w, vector_view slopes)
@@ -129,6 +123,11 @@ class minimizer {
 };
 
 }  // namespace
+
+double imbalance(double slope, double weight, double l1, double l2) {
+  if (weight == 0.0) return soft_threshold(slope, l1);
+  return slope - l2 * weight - std::copysign(l1, weight);
+}
 
 void minimize(const lasso_quadratic& problem, vector_view w, vector_view slopes) {
   minimizer{problem, w, slopes}.run();

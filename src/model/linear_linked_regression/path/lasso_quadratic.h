@@ -20,6 +20,10 @@ struct lasso_quadratic {
   interruption* interrupt;  // may be null
 };
 
+// The part of the slope g - H (w - w0) that no subgradient of the penalty balances: 0 at
+// the minimum.
+double imbalance(double slope, double weight, double l1, double l2);
+
 // On entry `w` is w0, and `slopes` is g; on return `w` is the minimum, with exact zeros,
 // and `slopes` is g - H (w - w0). A weight of which nothing has a curvature or a penalty
 // stays as it is.

@@ -73,7 +73,7 @@ class newton_run {
       gemv(1.0, transposed, problem_.X, fit_.residuals, 0.0, fit_.slopes);
     } while (add_violators());
     fit_.num_steps += num_steps_;
-    // Residuals that all vanish have no minimum behind them.
+    // Where all residuals vanish there is no finite minimum.
     fit_.is_optimal =
         error() <= rounding && fit_.loss > 1e-10 * static_cast<double>(fit_.z.size());
   }
@@ -108,6 +108,11 @@ class newton_run {
     return columns_.size() > before;
   }
 
+  double imbalance_of(index_t j) const {
+    return imbalance(fit_.slopes[j], fit_.weights[j], fit_.strengths.l1[j],
+                     fit_.strengths.l2[j]);
+  }
+
   // In units of the tolerance, over the working set.
   double error() const {
     const auto n = static_cast<double>(fit_.z.size());
@@ -117,7 +122,7 @@ class newton_run {
     for (const index_t j : columns_) {
       const double tolerance = tolerance_of(problem_, fit_, j);
       if (tolerance > 0.0)
-        largest = std::max(largest, std::abs(imbalance(fit_, j)) / tolerance);
+        largest = std::max(largest, std::abs(imbalance_of(j)) / tolerance);
     }
     return largest;
   }
@@ -278,14 +283,6 @@ void keep_nearest_to_bounds(const sparse_problem& problem, const sparse_fit& fit
   };
   std::nth_element(columns.begin(), columns.begin() + most, columns.end(), is_nearer);
   columns.resize(static_cast<std::size_t>(most));
-}
-
-double imbalance(const sparse_fit& fit, index_t j) {
-  const double w = fit.weights[j];
-  const double l1 = fit.strengths.l1[j];
-  const double slope = fit.slopes[j];
-  if (w != 0.0) return slope - fit.strengths.l2[j] * w - std::copysign(l1, w);
-  return std::copysign(std::max(std::abs(slope) - l1, 0.0), slope);
 }
 
 // The root of V joins the columns, so that one product gives their means as well:

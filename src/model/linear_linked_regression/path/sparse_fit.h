@@ -2,8 +2,8 @@
 //
 // The exact minimum of a logistic loss with l1 and l2 penalties:
 //   minimize over c, w  sum_i log(1 + exp(-s_i z_i)) + sum_j (l1_j |w_j| + l2_j w_j^2 / 2)
-// with z = c + X w. Newton's method; each quadratic model is minimized with its penalty
-// whole (lasso_quadratic.h) over a working set of columns. The intercept is eliminated:
+// with z = c + X w. Newton's method; each quadratic model is minimized with the exact
+// penalty (lasso_quadratic.h) over a working set of columns. The intercept is eliminated:
 // with columns centered by the weights v_i = p_i (1 - p_i) its model is separate.
 //
 // Columns enter the working set by the strong rule of R. Tibshirani et al., "Strong rules
@@ -75,8 +75,5 @@ sparse_fit fit(const sparse_problem& problem, const column_strengths& strengths)
 // cost of a quadratic model grows with the square of its columns.
 void keep_nearest_to_bounds(const sparse_problem& problem, const sparse_fit& fit,
                             std::vector<index_t>& columns);
-
-// The part of a slope that no subgradient of the penalty balances: 0 at the minimum.
-double imbalance(const sparse_fit& fit, index_t j);
 
 }  // namespace corvane::model::sparse_path

@@ -140,6 +140,24 @@ void describe_solution(const posed_problem& posed, const sparse_fit& found,
   report.effective_dof_by_group = sum_by_group(dof, posed.groups);
 }
 
+run_end end_of(const posed_problem& posed, const sparse_fit& found) {
+  if (found.is_optimal) return run_end::within_tolerance;
+  return found.num_steps >= posed.options.max_iterations ? run_end::iteration_limit
+                                                         : run_end::undefined;
+}
+
+// All but the strengths.
+logistic_report report_at(const posed_problem& posed, const column_strengths& strengths) {
+  const sparse_fit found = fit(posed.problem, strengths);
+  logistic_report report;
+  report.end = end_of(posed, found);
+  if (report.end == run_end::undefined) throw optimizer_undefined_error{};
+  describe_solution(posed, found, report);
+  report.num_iterations = found.num_steps;
+  report.num_evaluations = found.num_steps + 1;
+  return report;
+}
+
 // The loss where the logarithms of the strengths of one kind of a group are larger by t.
 double loss_beside(const posed_problem& posed, const column_strengths& strengths,
                    const sparse_fit& center, index_t group, bool of_l2, double t) {
@@ -196,7 +214,7 @@ logistic_report fit_sparse(logistic_data&& data, const logistic_options& options
   describe_solution(posed, best, report);
   report.hyperparameters = posed.hyperparameters(found.strengths);
   report.strengths = posed.table(found.strengths);
-  report.end = found.end;
+  report.end = best.is_optimal ? found.end : end_of(posed, best);
   report.num_iterations = found.num_evaluations - 1;
   report.num_evaluations = found.num_evaluations;
   report.history = history.history();
@@ -206,18 +224,21 @@ logistic_report fit_sparse(logistic_data&& data, const logistic_options& options
 logistic_report fit_sparse_at(logistic_data&& data, const logistic_options& options,
                               const_matrix_view strengths) {
   const posed_problem posed{std::move(data), options};
-  const sparse_fit found = fit(posed.problem, posed.read(strengths));
-  const bool is_cut_short = found.num_steps >= options.max_iterations;
-  if (!found.is_optimal && !is_cut_short) throw optimizer_undefined_error{};
-  logistic_report report;
-  describe_solution(posed, found, report);
-  report.end = found.is_optimal ? run_end::within_tolerance : run_end::iteration_limit;
-  report.num_iterations = found.num_steps;
-  report.num_evaluations = found.num_steps + 1;
+  logistic_report report = report_at(posed, posed.read(strengths));
   report.strengths = dense_matrix{strengths};
   for (index_t j = 0; j < posed.groups.size(); ++j)
     for (index_t kind = 0; kind < strengths.cols(); ++kind)
       if (posed.groups[j] == detail::no_group) report.strengths(j, kind) = 0.0;
+  return report;
+}
+
+logistic_report fit_sparse_at_means(logistic_data&& data, const logistic_options& options,
+                                    const_matrix_view strengths) {
+  const posed_problem posed{std::move(data), options};
+  const group_strengths means = average_over_groups(posed.read(strengths), posed.groups);
+  logistic_report report = report_at(posed, spread(means, posed.groups));
+  report.strengths = posed.table(means);
+  report.hyperparameters = posed.hyperparameters(means);
   return report;
 }
 

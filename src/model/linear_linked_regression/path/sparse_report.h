@@ -20,6 +20,10 @@ logistic_report fit_sparse(logistic_data&& data, const logistic_options& options
                            const_matrix_view start);
 logistic_report fit_sparse_at(logistic_data&& data, const logistic_options& options,
                               const_matrix_view strengths);
+// Fits at one strength of each kind for each group, the geometric mean of those given.
+// Reports the hyperparameters as well.
+logistic_report fit_sparse_at_means(logistic_data&& data, const logistic_options& options,
+                                    const_matrix_view strengths);
 // The gradient is one of differences.
 logistic_criterion evaluate_sparse_criterion(logistic_data&& data,
                                              const logistic_options& options,

@@ -39,13 +39,13 @@ bool is_dense(const sparse_fit& fit) {
   return count > std::max<index_t>(512, 4 * fit.z.size());
 }
 
-// As exact as the comparison of points asks for.
+// As exact as the comparison of points requires.
 sparse_problem with_accuracy(sparse_problem problem, double accuracy) {
   problem.accuracy = std::clamp(accuracy, problem.accuracy, 1e-6);
   return problem;
 }
 
-// When a path has gone far enough: the loss has risen for good, or nothing is left to fit.
+// Where a path stops: at no improvement over several points, or at negligible ones.
 class path_end {
  public:
   bool is_reached(double loss, double best_of_path, double tolerance) {
@@ -143,13 +143,13 @@ void strength_search::follow_path(double share) {
                         std::log((1.0 - share) * unit_ * unit_) + log_lambda);
   };
   constexpr int most_points = 42;
-  // The last fit may stand at strengths far below.
+  // The last fit may be that of much smaller strengths, a bad point to start from.
   last_ = null_fit(problem_, spread(strengths_at(at(0.0)), options_.groups));
   double first = -infinity;
   for (index_t j = 0; j < problem_.X.cols(); ++j)
     if (options_.groups[j] >= 0 && last_.strengths.l1[j] > 0.0)
       first = std::log(last_.strengths.l1[j] / (share * unit_));
-  if (first == -infinity) first = 0.0;  // no penalized column says anything
+  if (first == -infinity) first = 0.0;  // no penalized column has a slope
   path_end stop;
   double best_of_path = infinity;
   for (int k = 0; k < most_points; ++k) {
@@ -164,8 +164,8 @@ void strength_search::follow_path(double share) {
   }
 }
 
-// What a move must lower the loss by: a strength that ever smaller values suit better and
-// better ends somewhere.
+// The smallest decrease of the loss that counts. Without it a strength whose best value is
+// 0 would be reduced without end.
 double strength_search::smallest_gain(double loss) const {
   return 0.1 * options_.tolerance * loss;
 }
@@ -174,7 +174,7 @@ double strength_search::smallest_gain(double loss) const {
 bool strength_search::explore(point& x, double& loss, double step, double& largest_change) {
   const double before = loss;
   for (double& coordinate : x) {
-    if (coordinate == -infinity) continue;  // a strength of 0 stays so
+    if (coordinate == -infinity) continue;  // a strength of 0 stays 0
     const double from = coordinate;
     for (const double change : {-step, step}) {
       coordinate = from + change;

@@ -46,7 +46,8 @@ class strength_search {
  public:
   strength_search(const sparse_problem& problem, const search_options& options);
 
-  // The best strengths that all groups have in common.
+  // The best strengths that all groups have in common. Within tolerance also where they are
+  // the smallest of the path: find() goes on from there.
   search_result find_common();
   // The path, and the pattern search from its best point.
   search_result find();

@@ -253,6 +253,58 @@ TEST(logistic_report, history_holds_the_point_that_is_reported_and_none_is_lower
   }
 }
 
+// With many groups the search over a smoothed penalty is followed by exact fits.
+index_vector nine_groups() { return groups_of({0, 1, 2, 3, 4, 5, 6, 7, 8, 8}); }
+
+void expect_hyperparameters_of_strengths(const classification_problem& problem,
+                                         const logistic_report& report) {
+  ASSERT_EQ(report.hyperparameters.size(), 9);
+  const double mean_length = std::sqrt(static_cast<double>(problem.X.rows()));
+  for (index_t j = 0; j < 10; ++j) {
+    double sum = 0.0;
+    double squares = 0.0;
+    for (const double x : const_matrix_view{problem.X}.column(j)) sum += x;
+    for (const double x : const_matrix_view{problem.X}.column(j))
+      squares += std::pow(x - sum / (mean_length * mean_length), 2.0);
+    const double root = report.hyperparameters[std::min<index_t>(j, 8)];
+    EXPECT_NEAR(report.strengths(j, 0), root * root * std::sqrt(squares),
+                1e-9 * report.strengths(j, 0));
+  }
+}
+
+TEST(logistic_report, hyperparameters_of_many_groups_are_those_of_the_strengths) {
+  const classification_problem problem = drawn_problem(60, 10, 19);
+  const logistic_options options{.penalty = penalty_mode::l1};
+  const index_vector groups = nine_groups();
+  const logistic_report found = searched(problem, groups, options);
+  expect_hyperparameters_of_strengths(problem, found);
+  for (const double strength : {1e-3, 1.0, 30.0, 1e4})
+    expect_hyperparameters_of_strengths(
+        problem,
+        fit_logistic(data_of(problem, groups), options, strengths_of(10, {strength})));
+  // No step is made from the strengths found, which are reported again.
+  const logistic_report again =
+      fit_logistic(data_of(problem, groups),
+                   {.penalty = penalty_mode::l1, .max_iterations = 1}, found.strengths);
+  expect_hyperparameters_of_strengths(problem, again);
+}
+
+// With fewer rows than columns the smoothed score of weak penalties has no value.
+TEST(logistic_report, search_whose_score_is_undefined_at_the_start_says_so) {
+  const classification_problem problem = drawn_problem(6, 10, 0);
+  const index_vector groups = nine_groups();
+  const dense_matrix start = strengths_of(10, {1e-7});
+  const logistic_options options{.penalty = penalty_mode::l1};
+  const logistic_report report = fit_logistic(data_of(problem, groups), options, start);
+  EXPECT_TRUE(report.end == run_end::undefined) << describe(report.end);
+  EXPECT_EQ(report.num_iterations, 0);
+  ASSERT_EQ(report.history.values.size(), 1);
+  EXPECT_EQ(report.history.values[0], report.criterion);
+  for (index_t a = 0; a < 9; ++a)
+    EXPECT_EQ(report.history.hyperparameters(0, a), report.hyperparameters[a]);
+  expect_hyperparameters_of_strengths(problem, report);
+}
+
 }  // namespace
 
 }  // namespace corvane::model

@@ -8,9 +8,7 @@
 #include <vector>
 
 #include "model/linear_linked_regression/bridge_regularizer.h"
-#include "model/linear_linked_regression/elastic_regularizer.h"
-#include "model/linear_linked_regression/lasso_regularizer.h"
-#include "model/linear_linked_regression/ridge_regularizer.h"
+#include "model/linear_linked_regression/ridge_lasso_regularizers.h"
 #include "optimization/variable_mapping.h"
 
 namespace corvane::model {
