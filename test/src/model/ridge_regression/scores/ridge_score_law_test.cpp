@@ -70,7 +70,7 @@ std::vector<law_case> all_cases() {
       for (const bool with_bias : {false, true}) {
         for (const index_t rows : {15, 16, 400})
           cases.push_back({score, grouping, with_bias, rows, 4});
-        // The range risk knows no noise there.
+        // The range risk has no estimate of the noise there.
         for (const index_t rows : {5, 6})
           if (score != "range_risk") cases.push_back({score, grouping, with_bias, rows, 8});
       }
