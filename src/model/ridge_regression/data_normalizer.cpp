@@ -118,4 +118,18 @@ dense_vector data_normalizer::normalized_target(const_vector_view y) const {
   return normalized;
 }
 
+dense_vector data_normalizer::raw_weights(const_vector_view weights) const {
+  dense_vector raw(num_columns);
+  for (index_t j = 0; j < num_columns; ++j)
+    raw[j] = weights[j] * (target_scale / feature_scales[j]);
+  return raw;
+}
+
+double data_normalizer::raw_intercept(const_vector_view raw) const {
+  compensated_sum at_the_means;  // the mean of the bias column is 0
+  for (index_t j = 0; j < num_columns; ++j) at_the_means.add(raw[j] * feature_means[j]);
+  const double centered = target_mean - at_the_means.total();
+  return with_bias ? centered + raw[num_columns - 1] : centered;
+}
+
 }  // namespace corvane::model

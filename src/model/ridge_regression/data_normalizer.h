@@ -46,6 +46,12 @@ struct data_normalizer {
   dense_matrix normalized_features(const_matrix_view X,
                                    interruption* interrupt = nullptr) const;
   dense_vector normalized_target(const_vector_view y) const;
+
+  // The weights of a fit to normalized data, in the units of the data; p entries each.
+  dense_vector raw_weights(const_vector_view weights) const;
+  // What a prediction adds to X times the raw weights, by which centering is undone: the
+  // target's mean less the features' means times their weights, and the bias.
+  double raw_intercept(const_vector_view raw) const;
 };
 
 // The mean and the scale of a target under the flags given; a scale of 0 becomes 1. Throws

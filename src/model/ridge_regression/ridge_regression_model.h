@@ -35,7 +35,7 @@ struct ridge_regression_model {
   // One entry per penalized coefficient; without groups 0, 1, 2, ..., one per weight.
   index_vector regularization_groups;
   double score = 0.0;  // final value of the objective, normalized units
-  std::optional<ridge_row_influence> influence;  // where the options ask for it
+  std::optional<ridge_row_influence> influence;  // with with_influence
 
   // X is n by the number of features; writes n predictions, intercept + X weights.
   void predict(const_matrix_view X, vector_view out) const;

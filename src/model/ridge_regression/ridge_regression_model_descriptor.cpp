@@ -10,7 +10,6 @@
 #include <utility>
 
 #include "common/blas_threads.h"
-#include "common/compensated_sum.h"
 #include "common/finite.h"
 #include "common/scoped_allocator.h"
 #include "model/ridge_regression/grouping/cluster_weights.h"
@@ -96,7 +95,7 @@ class ridge_fit {
     return make_model(solve_grouped(groups), std::move(groups));
   }
 
-  // Coefficients of like size share a group, as they would share a prior variance.
+  // Coefficients of similar size share a group, as they would share a prior variance.
   index_vector cluster_coefficients(index_t num_groups) {
     index_vector one_group(num_hyperparameters_);
     std::fill(one_group.begin(), one_group.end(), 0);
@@ -150,8 +149,8 @@ class ridge_fit {
     return found;
   }
 
-  // A free bias is orthogonal to the features where these are centered, and R is that of
-  // the features in its first rows and columns.
+  // An unpenalized bias is orthogonal to the features where these are centered, and the
+  // first rows and columns of R are the R of the features.
   void measure_influence(const ridge_regression_objective& score, solution& found) const {
     if (!options_.with_influence) return;
     const index_t p = num_hyperparameters_;
@@ -186,17 +185,14 @@ class ridge_fit {
     model.result = std::move(found.result);
     model.influence = std::move(found.influence);
 
-    model.weights = dense_vector(normalizer_.num_columns);
-    for (index_t j = 0; j < model.weights.size(); ++j)
-      model.weights[j] =
-          found.weights[j] * (normalizer_.target_scale / normalizer_.feature_scales[j]);
+    model.weights = normalizer_.raw_weights(found.weights);
     model.regularization_scaled = dense_vector(num_hyperparameters_);
     for (index_t j = 0; j < num_hyperparameters_; ++j) {
       const double t =
           found.t[j] * normalizer_.target_scale / normalizer_.feature_scales[j];
       model.regularization_scaled[j] = t * t;
     }
-    model.intercept = undo_centering(model.weights);
+    model.intercept = normalizer_.raw_intercept(model.weights);
     if (!all_finite(const_vector_view{model.weights}) || !is_finite(model.intercept))
       throw std::overflow_error{"the weights are beyond the range of doubles"};
 
@@ -207,16 +203,6 @@ class ridge_fit {
       std::iota(model.regularization_groups.begin(), model.regularization_groups.end(), 0);
     }
     return model;
-  }
-
-  // What is added to X weights: the target's mean less what the weights make of the
-  // features' means, and the bias, whose own mean is 0.
-  double undo_centering(const_vector_view weights) const {
-    compensated_sum at_the_means;
-    for (index_t j = 0; j < weights.size(); ++j)
-      at_the_means.add(weights[j] * normalizer_.feature_means[j]);
-    const double centered = normalizer_.target_mean - at_the_means.total();
-    return normalizer_.with_bias ? centered + weights[weights.size() - 1] : centered;
   }
 
   const ridge_regression_model_options& options_;

@@ -36,7 +36,7 @@ struct ridge_regression_model_options {
 };
 
 // The group of each of `count` hyperparameters, and of one more with the flag, which
-// feature_bias puts into a group of its own; empty where every hyperparameter stands alone.
+// feature_bias puts into a group of its own; empty where each one is its own group.
 index_vector make_variable_groups(ridge_grouping_mode mode, index_t count, bool with_flag);
 
 class ridge_regression_model_descriptor {
@@ -68,12 +68,12 @@ class ridge_regression_model_descriptor {
   // alone.
   ridge_regression_model fit_with_num_groups(const_vector_view y, const_matrix_view X,
                                              std::uint64_t num_groups) const;
-  // Those groups alone; empty where each hyperparameter stands alone.
+  // Those groups alone; empty where each hyperparameter is its own group.
   index_vector cluster_coefficients(const_vector_view y, const_matrix_view X,
                                     std::uint64_t num_groups,
                                     const data_normalizer& normalizer) const;
   // The objective as `fit` would build it, with the length of its point, for inspection.
-  // Here groups, handed in or by mode, take in the bias column, penalized or not: p
+  // Here groups, given or by mode, include the bias column, penalized or not: p
   // entries.
   inspected_objective make_objective(const_vector_view y, const_matrix_view X,
                                      index_vector groups) const;

@@ -18,14 +18,14 @@
 
 namespace corvane::model::ridge_regression_detail {
 
-// A function of t with its first two derivatives.
+// A jet: the value of a function of t with its first and second derivative.
 struct penalty_jet {
   double value = 0.0;
   double first = 0.0;
   double second = 0.0;
 };
 
-// One pass over U. A value that is not finite is for the optimizer to judge, as in
+// One pass over U. A value that is not finite is returned as it is, as in
 // loocv_objective.
 penalty_jet leave_one_out_jet(const penalty_spectrum& spectrum, const penalty_rows& rows,
                               double t);

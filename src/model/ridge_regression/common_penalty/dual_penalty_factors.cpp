@@ -126,7 +126,7 @@ void dual_penalty_factors::decompose_triangle(dense_matrix&& gram) {
     throw std::runtime_error{"the singular value decomposition of the design failed"};
 }
 
-// P = I - v v' / v_0 with v = N + e_0, of which all entries but the first are alike.
+// P = I - v v' / v_0 with v = N + e_0, of which all entries but the first are equal.
 void dual_penalty_factors::reflect(matrix_block columns) const {
   if (free_ == 0) return;
   const double entry = design_.bias_entry();
@@ -147,7 +147,7 @@ void dual_penalty_factors::reflect(matrix_block columns) const {
   }
 }
 
-// P [0; U]. N and U reach all of the space: one_minus_leverage and residual are zero
+// P [0; U]. The columns of N and U span R^n: one_minus_leverage and residual are zero
 // without a penalty.
 penalty_rows dual_penalty_factors::rows() const {
   const index_t k = rank();

@@ -7,6 +7,7 @@
 #include <cmath>
 #include <limits>
 #include <memory>
+#include <stdexcept>
 #include <utility>
 
 #include "common/compensated_sum.h"
@@ -116,6 +117,15 @@ double rotated_criterion(const prepared_data& data, dense_vector t,
   return value;
 }
 
+double sum_of_squared_loo_residuals(const ridge_influence& rows) {
+  compensated_sum sum;
+  for (index_t i = 0; i < rows.residuals.size(); ++i) {
+    const double residual = rows.residuals[i] / rows.one_minus_leverage[i];
+    sum.add(residual * residual);
+  }
+  return sum.total();
+}
+
 // By the definition of the criterion, in normalized units.
 double criterion_of(const ridge_request& request, const prepared_data& data,
                     const dense_vector& t, const solution& at) {
@@ -131,25 +141,9 @@ double criterion_of(const ridge_request& request, const prepared_data& data,
       return sum_of_squares(residuals) +
              2.0 * at.noise_variance * n * (1.0 - mean_one_minus_leverage);
     case ridge_objective_mode::loocv:
-      break;
+      return sum_of_squared_loo_residuals(at.rows);
   }
-  compensated_sum sum;
-  for (index_t i = 0; i < residuals.size(); ++i)
-    sum.add(residuals[i] / one_minus_leverage[i] * (residuals[i] / one_minus_leverage[i]));
-  return sum.total();
-}
-
-double undo_centering(const prepared_data& data, const_vector_view weights,
-                      const_vector_view scales) {
-  const index_t p = data.X.cols();
-  const double target_scale = data.normalizer.target_scale;
-  compensated_sum intercept;
-  if (data.normalizer.with_bias)
-    intercept.add(weights[p] * target_scale / data.normalizer.feature_scales[p]);
-  for (index_t j = 0; j < p; ++j)
-    intercept.add(-weights[j] * (target_scale / scales[j]) *
-                  data.normalizer.feature_means[j]);
-  return data.raised.target(intercept.total());
+  throw std::logic_error{"criterion_of: a criterion is missing"};
 }
 
 }  // namespace
@@ -175,11 +169,10 @@ ridge_report solve_ridge(dense_matrix&& X, dense_vector&& y, const ridge_request
 
   ridge_report report;
   report.groups = request.groups.size() == 0 ? detail::each_alone(p) : request.groups;
+  const dense_vector raw = normalizer.raw_weights(found.weights);
   report.coef = dense_vector(p);
-  for (index_t j = 0; j < p; ++j)
-    report.coef[j] = data.raised.coefficient(
-        j, found.weights[j] * (normalizer.target_scale / normalizer.feature_scales[j]));
-  report.intercept = detail::undo_centering(data, found.weights, normalizer.feature_scales);
+  for (index_t j = 0; j < p; ++j) report.coef[j] = data.rescaled.coefficient(j, raw[j]);
+  report.intercept = data.rescaled.target(normalizer.raw_intercept(raw));
   report.alpha = alpha;
   report.criterion_value = data.criterion(detail::criterion_of(request, data, t, found));
   detail::set_influence(found.rows, found.column_dof, data, report);

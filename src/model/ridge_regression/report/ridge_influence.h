@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: BSD-3-Clause
 //
-// Leverages, residuals and degrees of freedom of a ridge fit at strengths t^2. With A =
-// X1'X1 + diag(t)^2, N the free column and H = N N' + X1 inverse(A) X1' the hat matrix,
+// Leverages, residuals and degrees of freedom of a ridge fit at strengths t^2. With N the
+// unpenalized column, A = X1'X1 + diag(t)^2 and H = N N' + X1 inverse(A) X1' (hat matrix),
 //   leverage_i = H_ii,   leave-one-out residual_i = residual_i / (1 - H_ii)
 // (D. M. Allen, Technometrics 16, 1974), and the trace of H is the effective number of
 // parameters, of which column j has 1 - t_j^2 inverse(A)_jj.
@@ -18,11 +18,11 @@ struct ridge_influence {
   dense_vector one_minus_leverage;  // n
 };
 
-// G, p by r, with inverse(A) = G G'. Where columns depend on each other and have no
-// penalty, both sides are of the space in which the coefficients are determined.
+// G, p by r = rank(A), with inverse(A) = G G'. Where A is singular, G G' = inverse(D)
+// pinv(C) inverse(D) with C = inverse(D) A inverse(D) and D^2 the diagonal of A.
 struct inverse_root {
   dense_matrix columns;
-  dense_vector determined;  // p, the share of each unit vector that lies in that space
+  dense_vector determined;  // p, the diagonal of the projection C pinv(C)
 };
 
 // A = R'R + diag(t)^2, R p by p upper triangular. By an orthogonal factorization of R on

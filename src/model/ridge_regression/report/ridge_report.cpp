@@ -167,10 +167,10 @@ ridge_report fit_ridge(dense_matrix&& X, dense_vector&& y, const ridge_request& 
   report.alpha = dense_vector(data.X.cols());
   for (index_t j = 0; j < data.X.cols(); ++j) {
     const double root = data.root_to_data(j, model.regularization[report.groups[j]]);
-    report.coef[j] = data.raised.coefficient(j, model.weights[j]);
+    report.coef[j] = data.rescaled.coefficient(j, model.weights[j]);
     report.alpha[j] = std::min(root * root, largest_double);
   }
-  report.intercept = data.raised.target(model.intercept);
+  report.intercept = data.rescaled.target(model.intercept);
   report.criterion_value = data.criterion(model.score + constant);
   set_influence(model.influence->rows, model.influence->column_dof, data, report);
   report.run = std::move(model.result);

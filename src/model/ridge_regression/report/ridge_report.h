@@ -38,8 +38,8 @@ struct ridge_report {
 };
 
 // The search begins at request.start, or where that is empty at the optimum of one penalty
-// common to all groups, of which the observer sees nothing. A second run from there, which
-// it sees, follows where the first one ends at a higher criterion. Both functions take
+// common to all groups, whose search is not observed; its root is moved into 0.1 to 1. If
+// the run ends above that optimum, a second one, also observed, starts there. Both take
 // ownership of X and y: columns whose squares would underflow are scaled in place, so that
 // they have an effect, and those whose spread is denormal are made constant. Throw what
 // ridge_regression_model_descriptor::fit throws, std::runtime_error with "dependent

@@ -21,8 +21,8 @@ prepared_data::prepared_data(dense_matrix&& features, dense_vector&& target,
                              const ridge_request& request)
     : X{std::move(features)},
       y{std::move(target)},
-      raised{raise_small_numbers(request.fit_intercept, request.normalize, X, y,
-                                 request.observer)},
+      rescaled{rescale_small_numbers(request.fit_intercept, request.normalize, X, y,
+                                     request.observer)},
       normalizer{{false, request.fit_intercept, request.fit_intercept, request.normalize,
                   request.normalize},
                  y,
@@ -30,24 +30,20 @@ prepared_data::prepared_data(dense_matrix&& features, dense_vector&& target,
                  request.observer} {}
 
 double prepared_data::target(double value) const {
-  return raised.target(value * normalizer.target_scale);
+  return rescaled.target(value * normalizer.target_scale);
 }
 
 double prepared_data::criterion(double value) const {
-  return raised.squared_target(value * (normalizer.target_scale * normalizer.target_scale));
-}
-
-double prepared_data::coefficient(index_t j, double weight) const {
-  return raised.coefficient(
-      j, weight * (normalizer.target_scale / normalizer.feature_scales[j]));
+  return rescaled.squared_target(value *
+                                 (normalizer.target_scale * normalizer.target_scale));
 }
 
 double prepared_data::root_to_normalized(index_t j, double root) const {
-  return raised.root_to_scaled(j, root) / normalizer.feature_scales[j];
+  return rescaled.root_to_scaled(j, root) / normalizer.feature_scales[j];
 }
 
 double prepared_data::root_to_data(index_t j, double root) const {
-  return raised.root_to_data(j, root * normalizer.feature_scales[j]);
+  return rescaled.root_to_data(j, root * normalizer.feature_scales[j]);
 }
 
 index_vector each_alone(index_t count) {

@@ -17,7 +17,7 @@ namespace corvane::model::ridge_regression_detail {
 struct prepared_data {
   dense_matrix X;
   dense_vector y;
-  small_numbers raised;
+  small_numbers rescaled;
   data_normalizer normalizer;
 
   prepared_data(dense_matrix&& X, dense_vector&& y, const ridge_request& request);
@@ -25,7 +25,6 @@ struct prepared_data {
   // Normalized quantities in units of the data.
   double target(double value) const;
   double criterion(double value) const;
-  double coefficient(index_t j, double weight) const;
   // sqrt(alpha_j) for a column of length 1, and back.
   double root_to_normalized(index_t j, double root) const;
   double root_to_data(index_t j, double root) const;

@@ -28,7 +28,7 @@ double largest_distance(const_vector_view values, double origin) {
 }
 
 // The exponent k by which 2^k brings the largest magnitude to between 1 and 2.
-int raising_exponent(const_vector_view values) {
+int exponent_to_one(const_vector_view values) {
   return -std::ilogb(largest_distance(values, 0.0));
 }
 
@@ -36,7 +36,7 @@ void multiply(vector_view values, int exponent) {
   for (double& value : values) value = std::ldexp(value, exponent);
 }
 
-index_t raise_column(bool center, bool rescale, vector_view column) {
+index_t rescale_column(bool center, bool rescale, vector_view column) {
   const double origin = center ? column[0] : 0.0;
   if (has_ordinary_spread(column, origin)) return 0;
   const double spread = largest_distance(column, origin);
@@ -45,7 +45,7 @@ index_t raise_column(bool center, bool rescale, vector_view column) {
     return 0;
   }
   if (!rescale) return 0;
-  const int exponent = raising_exponent(column);
+  const int exponent = exponent_to_one(column);
   multiply(column, exponent);
   return exponent;
 }
@@ -68,19 +68,19 @@ double small_numbers::root_to_data(index_t j, double root) const {
   return std::ldexp(root, -static_cast<int>(column_exponents[j]));
 }
 
-small_numbers raise_small_numbers(bool center, bool rescale, matrix_view X, vector_view y,
-                                  interruption* interrupt) {
-  small_numbers raised{index_vector{X.cols()}, 0};
+small_numbers rescale_small_numbers(bool center, bool rescale, matrix_view X, vector_view y,
+                                    interruption* interrupt) {
+  small_numbers rescaled{index_vector{X.cols()}, 0};
   for (index_t j = 0; j < X.cols(); ++j) {
     check(interrupt);
-    raised.column_exponents[j] =
-        X.rows() == 0 ? 0 : raise_column(center, rescale, X.column(j));
+    rescaled.column_exponents[j] =
+        X.rows() == 0 ? 0 : rescale_column(center, rescale, X.column(j));
   }
   if (!has_ordinary_spread(y, 0.0) && largest_distance(y, 0.0) > 0.0) {
-    raised.target_exponent = raising_exponent(y);
-    multiply(y, raised.target_exponent);
+    rescaled.target_exponent = exponent_to_one(y);
+    multiply(y, rescaled.target_exponent);
   }
-  return raised;
+  return rescaled;
 }
 
 }  // namespace corvane::model::ridge_regression_detail

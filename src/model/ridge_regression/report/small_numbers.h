@@ -25,7 +25,7 @@ struct small_numbers {
 // A column of denormal spread becomes constant, since it has few significant digits. With
 // `rescale`, smaller columns are multiplied. `center`: constant columns are those of equal
 // values, else those of zeros.
-small_numbers raise_small_numbers(bool center, bool rescale, matrix_view X, vector_view y,
-                                  interruption* interrupt = nullptr);
+small_numbers rescale_small_numbers(bool center, bool rescale, matrix_view X, vector_view y,
+                                    interruption* interrupt = nullptr);
 
 }  // namespace corvane::model::ridge_regression_detail

@@ -1,8 +1,8 @@
 // SPDX-License-Identifier: BSD-3-Clause
 //
 // point_cache: the intermediate results of an objective at the point of its last
-// evaluation. The optimizer asks for the derivatives of the point whose value it has just
-// asked for.
+// evaluation. The optimizer evaluates the derivatives at the point whose value it has just
+// evaluated.
 #pragma once
 
 #include <utility>

@@ -14,7 +14,7 @@ bool ridge_outputs::all_finite() const {
          (!hessian || corvane::all_finite(const_symmetric_view{*hessian}));
 }
 
-// Each operation asks for its outputs: the value, the gradient, the Hessian.
+// Each operation names its outputs: the value, the gradient, the Hessian.
 bool ridge_regression_objective::compute_value(const_vector_view x, double& value) {
   return evaluate_point(x, {&value, {}, {}});
 }

@@ -3,7 +3,7 @@
 // What the three scores of a ridge model share. The point holds square roots of ridge
 // strengths, one per penalized column or one per group of them: the penalty on coefficient
 // j is t_j^2. Columns behind the last t_j are not penalized. Value, gradient and Hessian
-// come from one evaluation that writes what is asked for: a combined call shares the
+// come from one evaluation that writes the requested outputs: a combined call shares the
 // factorization and the solves, and gives the same numbers as the separate calls.
 #pragma once
 
@@ -26,14 +26,14 @@ enum class ridge_objective_mode : std::int32_t { loocv = 0, gcv = 1, range_risk 
 
 namespace corvane::model::ridge_regression_detail {
 
-// Where an evaluation writes; what is empty is not asked for.
+// Where an evaluation writes; what is empty is not computed.
 struct ridge_outputs {
   double* value = nullptr;
   std::optional<vector_view> gradient;
   std::optional<symmetric_view> hessian;
 
   bool derivatives_wanted() const { return gradient.has_value() || hessian.has_value(); }
-  // Of what was asked for and is now written.
+  // Of the outputs that are not empty, once they are written.
   bool all_finite() const;
 };
 

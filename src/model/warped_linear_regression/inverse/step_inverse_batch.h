@@ -1,9 +1,9 @@
 // SPDX-License-Identifier: BSD-3-Clause
 //
 // The inverse of a sum of tanh steps at many latents, on arrays: Halley's iteration from
-// given points, until an inverse is known to nearly all its digits. It then depends neither
-// on the start point nor on the other latents. The few entries that do not converge are
-// left to a solver with a bracket.
+// given points, until the error is at most 1e-13 |x|, apart from the rounding of f. By no
+// more than that does an inverse depend on the start point and on the other latents. The
+// few entries that do not converge are left to a solver with a bracket.
 //
 // Near the root the error e after a step d satisfies, if all b_k are at most b,
 //   |e| <= |(f'' / 2 f')^2 - f''' / 6 f'| |d|^3 <= 2 b^2 |d|^3,

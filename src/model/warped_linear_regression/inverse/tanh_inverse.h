@@ -4,8 +4,8 @@
 // extremes of the latents, is used for every entry. The root solver's Halley iteration
 // starts from the latent value itself, which is close where the map is near the identity;
 // many latents at once start from a table. Either way the last steps are taken on arrays,
-// until nearly all digits of a result are those of the exact inverse: it does not depend on
-// other latents.
+// until the error is at most 1e-13 |x|, apart from the rounding of the sum. By no more than
+// that does a result depend on the other latents.
 #pragma once
 
 #include <span>

@@ -18,8 +18,8 @@
 
 namespace corvane::model::tanh_warper_detail {
 
-// Tells where the terms of these steps are smooth. Steps that are saturated on all of an
-// interval are constant there and do not count.
+// Determines where the terms of these steps are smooth. Steps that are saturated on all of
+// an interval are constant there and do not count.
 class step_resolution {
  public:
   step_resolution(const step_coefficients* steps, index_t num_steps)
@@ -41,7 +41,7 @@ struct summation_block {
 // Iterates over blocks of abscissas that together replace all targets of the cells.
 class summation_blocks {
  public:
-  // `max_rows` is at least what a cell or a leaf comes to, 145.
+  // `max_rows` is at least 145, the most rows of a cell or of a leaf.
   summation_blocks(const target_cells& cells, const step_resolution& resolution,
                    index_t max_rows);
 

@@ -250,7 +250,7 @@ class moment_sums {
   vector_view curvature_products_;  // of z with the raw curvatures
   vector_view squares_;             // the diagonal of the products of the columns as filled
   matrix_view inside_;              // the sums of the columns, and below them W
-  vector_view offsets_;             // what the columns must lose of each entry
+  vector_view offsets_;             // what is subtracted from each column
   vector_view logs_;
   matrix_view weighted_;
   vector_view slope_sums_;

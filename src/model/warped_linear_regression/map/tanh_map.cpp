@@ -66,7 +66,7 @@ void for_each_chunk(const tanh_map& map, const_vector_view target, const Visit& 
   }
 }
 
-// The tangent of a step and what it lacks of 1 in the square.
+// t = tanh of a step's argument, and 1 - t^2.
 struct step_values {
   vector_view tangents;
   vector_view complements;

@@ -107,16 +107,17 @@ TEST(data_normalizer, a_constant_feature_that_is_not_centered_keeps_its_scale) {
   EXPECT_EQ(normalizer.feature_scales[0], 6.0);
 }
 
-TEST(data_normalizer, a_mean_survives_cancellation) {
+TEST(data_normalizer, a_mean_is_exact_under_cancellation) {
   const data_normalizer normalizer({}, vector_of({1e16, 1.0, -1e16, 1.0}),
                                    column_of({1e16, 1.0, -1e16, 2.0}));
   EXPECT_EQ(normalizer.target_mean, 0.5);
   EXPECT_EQ(normalizer.feature_means[0], 0.75);
 }
 
-// Multiples of 1/8 between 2^60 and -2^60, which a plain sum in doubles would lose. Their
+// Multiples of 1/8 between 2^60 and -2^60, which a plain sum in doubles rounds away. Their
 // own sum is exact.
-TEST(data_normalizer, a_mean_survives_cancellation_in_columns_of_any_length_and_number) {
+TEST(data_normalizer,
+     a_mean_is_exact_under_cancellation_in_columns_of_any_length_and_number) {
   constexpr double large = 0x1p60;
   for (const index_t n : {5, 8, 9, 23, 64, 1001})
     for (const index_t cols : {1, 4, 7})

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: BSD-3-Clause
 //
-// How a fit ends that cannot go on: an error of the optimizer reaches the caller as it is,
+// How a fit that fails ends: an error of the optimizer reaches the caller as it is,
 // and a solution without weights, which breaks an invariant, ends the process.
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>

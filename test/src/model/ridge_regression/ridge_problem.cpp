@@ -46,7 +46,7 @@ ridge_problem make_problem(index_t n, index_t p, unsigned seed) {
   return problem;
 }
 
-// The entries are doubles, so that the code under test sees the same problem.
+// The entries are doubles, so that the code under test gets the same problem.
 ridge_problem make_problem_with_bias(index_t n, index_t features, unsigned seed) {
   const ridge_problem plain = make_problem(n, features, seed);
   ridge_problem problem{real_matrix{n, features + 1}, plain.y};

@@ -77,7 +77,7 @@ TEST(warped_fit, a_known_map_is_recovered) {
   const model_data data = draw_model(5000, 5, 0.3, 11);
   const warped_fit fit = make_model(1).fit(view(data.y), data.X);
   EXPECT_TRUE(fit.result.within_tolerance);
-  // Latents are known up to an affine map: compare after the best one.
+  // The model determines latents up to an affine map: compare after the best one.
   const auto n = static_cast<double>(data.y.size());
   std::vector<double> found(data.y.size());
   fit.target_warper->compute_latent(view(data.y), view(found));

@@ -16,7 +16,7 @@
 #include "model/ridge_regression/common_penalty/common_penalty_objective.h"
 #include "model/ridge_regression/scores/gcv_objective.h"
 #include "model/ridge_regression/scores/loocv_objective.h"
-#include "optimization/grouped_variable_objective.h"
+#include "optimization/interface_only/grouped_variable_objective.h"
 #include "src/model/ridge_regression/reference_ridge.h"
 
 namespace corvane::model {

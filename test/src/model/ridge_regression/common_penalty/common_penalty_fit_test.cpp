@@ -97,8 +97,9 @@ TEST(common_penalty_fit, is_the_same_by_mode_by_number_and_by_groups_of_zeros) {
   }
 }
 
-// An oblique free column turns the rotation of the general score into another one: there
-// the short form would be wrong, and the fit must not take it.
+// The rotation of the general score is another one where the unpenalized column is not
+// orthogonal to the others: the short form would be wrong there, and the fit must not use
+// it.
 TEST(common_penalty_fit,
      generalized_cross_validation_beside_uncentered_columns_is_general) {
   const common_penalty_case problem{

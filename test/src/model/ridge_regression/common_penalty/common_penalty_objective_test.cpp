@@ -42,7 +42,7 @@ void for_each_score(const Check& check) {
 }
 
 // Derivatives relative to the value in the units of t, in which they are of its order.
-TEST(common_penalty_score, is_the_general_score_with_all_penalties_tied) {
+TEST(common_penalty_score, is_the_general_score_with_all_penalties_equal) {
   for_each_score([](const common_penalty_case& problem, bool leave_one_out) {
     both_forms forms{problem, leave_one_out};
     for (const double t : points) {
@@ -81,8 +81,8 @@ TEST(common_penalty_score, its_weights_are_those_of_the_general_one) {
   });
 }
 
-// The leave-one-out error alone knows no condition on the free column.
-TEST(common_penalty_score, a_free_bias_need_not_be_orthogonal_for_leave_one_out) {
+// Only the leave-one-out error has no condition on the unpenalized column.
+TEST(common_penalty_score, an_unpenalized_bias_need_not_be_orthogonal_for_leave_one_out) {
   for (const sample_data& data : {make_sample(40, 5, 21), make_sample(12, 30, 8)}) {
     both_forms forms{{"uncentered", data, {false, false, true, true, true}}, true};
     for (const double t : points) {

@@ -180,7 +180,7 @@ TEST(cluster_weights, group_numbers_rise_with_the_values) {
   EXPECT_EQ(cluster({10.1, 0.1, 5.2, 0.2, 10.0, 5.1}, 3), (groups_type{2, 0, 1, 0, 2, 1}));
 }
 
-TEST(cluster_weights, the_lowest_cut_wins_a_tie) {
+TEST(cluster_weights, of_equal_partitions_that_of_the_lowest_cut_is_chosen) {
   EXPECT_EQ(cluster({0.0, 1.0, 2.0}, 2), (groups_type{0, 1, 1}));
 }
 

@@ -10,7 +10,7 @@
 #include "model/ridge_regression/scores/gcv_objective.h"
 #include "model/ridge_regression/scores/loocv_objective.h"
 #include "model/ridge_regression/scores/range_risk_objective.h"
-#include "optimization/grouped_variable_objective.h"
+#include "optimization/interface_only/grouped_variable_objective.h"
 #include "src/model/ridge_regression/ridge_oracle.h"
 
 namespace corvane::model::ridge_regression_detail {

@@ -28,7 +28,7 @@ using ::testing::ThrowsMessage;
 using score = ridge_objective_mode;
 using grouping = ridge_grouping_mode;
 
-TEST(make_variable_groups, no_grouping_leaves_every_hyperparameter_alone) {
+TEST(make_variable_groups, no_grouping_gives_no_groups) {
   EXPECT_THAT(entries(make_variable_groups(grouping::none, 3, true)), IsEmpty());
 }
 
@@ -91,10 +91,10 @@ TEST(ridge_grouping, coefficients_of_similar_size_share_a_group) {
     EXPECT_EQ(model.regularization.size(), 2);
     EXPECT_TRUE(model.result.within_tolerance);
     expect_consistent({}, data, model);
-    // Compare with the fit to those groups, handed in.
+    // Compare with the fit to those groups, given.
     const auto groups = entries(model.regularization_groups);
-    const auto handed = fit_ridge(make_options(score_mode, grouping::none), data, groups);
-    EXPECT_EQ(entries(handed.weights), entries(model.weights));
+    const auto given = fit_ridge(make_options(score_mode, grouping::none), data, groups);
+    EXPECT_EQ(entries(given.weights), entries(model.weights));
     EXPECT_LT(model.score, fit_ridge(make_options(score_mode, grouping::all), data).score);
   }
 }
@@ -168,7 +168,7 @@ TEST(ridge_grouping, zero_groups_are_rejected) {
   EXPECT_THROW(fit_num_groups(score::gcv, make_sample(20, 3, 5), 0), std::invalid_argument);
 }
 
-// Fits with an initializer that records the lengths it is asked for.
+// Fits with an initializer that records the lengths of the points it fills.
 std::vector<index_t> initializer_calls(std::uint64_t num_groups) {
   std::vector<index_t> lengths;
   auto options = make_options(score::gcv, grouping::none);
@@ -192,7 +192,7 @@ TEST(ridge_start_point, the_initializer_fills_one_point_per_stage) {
   EXPECT_THAT(initializer_calls(4), ElementsAre(4));
 }
 
-TEST(ridge_start_point, is_a_tenth_in_every_entry_unless_told) {
+TEST(ridge_start_point, is_a_tenth_in_every_entry_by_default) {
   const ridge_regression_model_descriptor descriptor({});
   dense_vector point(3);
   descriptor.options().initializer(point);

@@ -51,7 +51,7 @@ index_vector codes(index_t count, index_t groups) {
   return codes;
 }
 
-// Seeds in turn give a target with little noise, with much and of noise alone.
+// By the seed modulo 3 the target has little noise, much noise or is noise alone.
 sample_data make_noisy_sample(index_t rows, index_t cols, unsigned seed) {
   sample_data data = make_sample(rows, cols, seed);
   std::mt19937 generator(seed + 1000);

@@ -17,7 +17,7 @@ loocv_objective make_objective(const ridge_problem& problem) {
   return {problem.design(), problem.target()};
 }
 
-// The sum of squared errors of n fits, each without one row and judged at that row.
+// The sum of squared errors of n fits, each without one row, at that row.
 real press_by_refits(const ridge_problem& problem, const std::vector<double>& t) {
   real sum = 0.0L;
   for (index_t i = 0; i < problem.X.rows; ++i) {

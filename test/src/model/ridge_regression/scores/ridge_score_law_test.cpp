@@ -14,7 +14,7 @@
 #include "model/ridge_regression/scores/gcv_objective.h"
 #include "model/ridge_regression/scores/loocv_objective.h"
 #include "model/ridge_regression/scores/range_risk_objective.h"
-#include "optimization/grouped_variable_objective.h"
+#include "optimization/interface_only/grouped_variable_objective.h"
 #include "src/model/ridge_regression/ridge_problem.h"
 #include "support/objective_law.h"
 
@@ -70,7 +70,7 @@ std::vector<law_case> all_cases() {
       for (const bool with_bias : {false, true}) {
         for (const index_t rows : {15, 16, 400})
           cases.push_back({score, grouping, with_bias, rows, 4});
-        // The range risk knows no noise there.
+        // The range risk has no estimate of the noise there.
         for (const index_t rows : {5, 6})
           if (score != "range_risk") cases.push_back({score, grouping, with_bias, rows, 8});
       }

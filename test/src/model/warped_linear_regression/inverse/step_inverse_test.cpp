@@ -48,8 +48,8 @@ std::vector<double> inverse_of(const target_warper& warper,
 constexpr index_t all = 1000000;
 constexpr index_t few = 3;
 
-// Steep, flat, high, low, far from the targets, and several of them; the fifth is what fits
-// of an exponential come to, a bend of the inverse far out.
+// Steep, flat, high, low, far from the targets, and several of them; the fifth is that of
+// fits of an exponential, whose inverse is curved far from the targets.
 const std::vector<std::vector<double>> thetas{
     {},
     {1.2, 0.9, 0.3, -0.6, 2.1, -0.8, 0.4, 0.5, 0.0},
@@ -62,7 +62,7 @@ const std::vector<std::vector<double>> thetas{
     {300.0, 12.0, 0.7, -2.0, 40.0, -1.1, 0.3, 900.0, 0.2}};
 
 // Whatever the tolerance, which is on the latent alone.
-TEST(step_inverse, the_inverse_of_a_latent_does_not_depend_on_the_others) {
+TEST(step_inverse, the_inverse_of_a_latent_depends_on_the_others_by_rounding_alone) {
   const auto standardized = normal_vector(1000, 4);
   const auto draws = normal_vector(1000, 5);
   for (double scale = 1e-6; scale < 2e6; scale *= 10.0)
@@ -86,7 +86,7 @@ TEST(step_inverse, the_inverse_of_a_latent_does_not_depend_on_the_others) {
     }
 }
 
-// Fits of an exponential end in a high step whose upper half the data do not see: their
+// Fits of an exponential end in a high step whose upper half lies beyond the data: their
 // latents are differences of terms that are 10^6 times larger.
 TEST(step_inverse, an_inverse_beyond_a_high_step_has_all_digits) {
   auto y = normal_vector(400, 4);

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: BSD-3-Clause
 //
-// The sums that the objective is made of, where nodes stand for targets, against the same
+// The sums that the objective is made of, where nodes replace targets, against the same
 // over the targets one by one, in long double and with 1 - tanh^2 = 1 / cosh^2, which keeps
 // its digits.
 #include <gtest/gtest.h>
@@ -60,7 +60,7 @@ column residual(const std::vector<column>& basis, column of) {
   return of;
 }
 
-// Tangents but for a constant: where all are on one side of zero, what they lack of 1 or
+// tanh up to a constant: where all arguments have one sign, the difference from 1 or from
 // -1.
 column distinct_tangents(const column& w) {
   const auto [smallest, largest] = std::minmax_element(w.begin(), w.end());

@@ -123,9 +123,9 @@ TEST(residual_moments, are_the_plain_sums_over_blocks_full_and_partial) {
                           n < 10 ? 1e-11 : 1e-13);
 }
 
-// What is left outside of X here is a millionth of the latents: sums of squares that lose
-// what is inside by subtraction would keep no more than four digits.
-TEST(residual_moments, keep_their_digits_where_nearly_all_lies_in_the_design) {
+// The residuals of the latents on X are a millionth of the latents: sums of squares from
+// which the part in the span of X is subtracted would keep no more than four digits.
+TEST(residual_moments, keep_their_digits_where_residuals_are_small_against_the_latents) {
   const std::vector<double> theta{0.4, 0.05, 0.3};
   const auto y = normal_vector(800, 5);
   const auto noise = normal_vector(800, 6);

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: BSD-3-Clause
 //
-// The nodes that stand for targets: sums of polynomials at them are those at the targets.
+// The nodes that replace targets: sums of polynomials at them are those at the targets.
 #include "model/warped_linear_regression/likelihood/target_cells.h"
 
 #include <gtest/gtest.h>
@@ -130,7 +130,7 @@ TEST(target_cells, a_target_far_from_all_others_leaves_its_cells_unfilled) {
   auto y = normal_vector(2400, 7);
   y[5] = 1e4;
   const target_cells cells = make_cells(y, 1);
-  // The standard deviation of m targets, all but one in one place, is sqrt(1 / m) of the
+  // The standard deviation of m targets, all but one of them equal, is sqrt(1 / m) of the
   // width: an eighth of its half for m = 256.
   for (const index_t c : {1, 3, 7, 15}) {
     EXPECT_FALSE(cells.is_filled(c)) << c;
@@ -140,7 +140,7 @@ TEST(target_cells, a_target_far_from_all_others_leaves_its_cells_unfilled) {
   EXPECT_TRUE(make_cells(std::vector<double>(500, 0.3), 1).is_filled(target_cells::root));
 }
 
-TEST(target_cells, equal_targets_have_all_nodes_in_their_place) {
+TEST(target_cells, equal_targets_have_all_nodes_at_their_value) {
   const target_cells cells = make_cells(std::vector<double>(500, 0.3), 1);
   for (index_t k = 0; k < target_cells::num_nodes; ++k)
     EXPECT_EQ(cells.node(target_cells::root, k), 0.3);
@@ -168,7 +168,7 @@ TEST(step_resolution, is_smooth_on_narrow_intervals_and_where_all_steps_are_satu
 }
 
 // Whatever the steps are, the weights of all blocks are as many as the targets, and no
-// block is longer than asked for.
+// block is longer than requested.
 TEST(summation_blocks, replace_all_targets) {
   for (const index_t n : {72, 500, 5000}) {
     dense_matrix ones(n, 1);

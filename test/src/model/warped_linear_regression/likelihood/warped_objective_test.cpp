@@ -222,7 +222,7 @@ std::string refusal(dense_matrix X, index_t num_targets) {
 }
 
 TEST(warped_objective, a_duplicated_column_is_refused) {
-  // Rounding may leave a few 2^-52 of the second copy: the refusal must not hang on luck.
+  // Rounding may leave a few 2^-52 of the second copy: it must be rejected all the same.
   for (const index_t n : {5, 50, 1000})
     for (std::uint64_t seed = 0; seed < 30; ++seed) {
       dense_matrix X = normal_matrix(n, 4, seed);

@@ -96,7 +96,7 @@ TEST(warped_restart, two_degenerate_steps_are_redrawn_in_one_call_for_one_restar
   EXPECT_EQ(problem->remaining_restarts(), 24);
 }
 
-TEST(warped_restart, a_spare_draw_does_not_outlive_its_call) {
+TEST(warped_restart, a_spare_draw_is_not_kept_after_its_call) {
   const auto problem = make_objective(1, 25);
   visited_point first{*problem, {0.0, 0.0, 0.0}};
   visited_point second{*problem, {0.0, 0.0, 0.0}};
@@ -143,13 +143,13 @@ TEST(warped_restart, without_restarts_the_hooks_do_nothing) {
   EXPECT_EQ(at.x, (std::vector<double>{0.0, 0.0, 0.0}));
 }
 
-TEST(warped_restart, the_last_restart_ends_the_refusal) {
+TEST(warped_restart, without_restarts_left_a_degenerate_point_is_accepted) {
   const auto problem = make_objective(1, 1);
   visited_point at{*problem, {0.0, 0.0, 0.0}};
   ASSERT_TRUE(at.adjust(*problem));
   EXPECT_EQ(problem->remaining_restarts(), 0);
-  const visited_point dead{*problem, {0.0, 0.0, 0.0}};
-  EXPECT_TRUE(dead.accepted_by(*problem));
+  const visited_point degenerate{*problem, {0.0, 0.0, 0.0}};
+  EXPECT_TRUE(degenerate.accepted_by(*problem));
 }
 
 TEST(warped_restart, a_redraw_at_an_undefined_point_is_undone_and_not_counted) {

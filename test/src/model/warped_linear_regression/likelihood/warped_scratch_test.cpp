@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: BSD-3-Clause
 //
-// What the warped model asks the heap for does not grow with the number of rows.
+// The number of heap allocations of the warped model does not grow with that of the rows.
 #include <gtest/gtest.h>
 
 #include <vector>
@@ -20,7 +20,7 @@ using warped_testing::normal_matrix;
 using warped_testing::view;
 
 // Some three thousand rows are worked on at once.
-TEST(warped_scratch, a_prediction_of_more_rows_asks_the_heap_no_more_often) {
+TEST(warped_scratch, a_prediction_of_more_rows_allocates_no_more_often) {
   const model_data data = draw_model(100, 2, 0.4, 5);
   const auto model = make_model(1);
   const warped_fit fit = model.fit(view(data.y), data.X);
@@ -34,7 +34,7 @@ TEST(warped_scratch, a_prediction_of_more_rows_asks_the_heap_no_more_often) {
     EXPECT_EQ(requests_for(rows), for_one_row) << rows;
 }
 
-TEST(warped_scratch, an_inversion_of_more_latents_asks_the_heap_no_more_often) {
+TEST(warped_scratch, an_inversion_of_more_latents_allocates_no_more_often) {
   const std::vector<double> theta{1.5, 1.2, -0.4};
   const auto warper = make_model(1).make_warper(view(theta), view({0.0, 1.0, 2.0}));
   const auto requests_for = [&](std::size_t count) {
@@ -49,7 +49,7 @@ TEST(warped_scratch, an_inversion_of_more_latents_asks_the_heap_no_more_often) {
   EXPECT_EQ(requests_for(30000), requests_for(1000));
 }
 
-TEST(warped_scratch, a_warm_evaluation_for_more_rows_asks_the_heap_no_more_often) {
+TEST(warped_scratch, a_warm_evaluation_for_more_rows_allocates_no_more_often) {
   for (const index_t num_steps : {1, 3}) {
     const auto requests_for = [&](index_t rows) {
       const model_data data = draw_model(rows, 5, 0.4, 5);

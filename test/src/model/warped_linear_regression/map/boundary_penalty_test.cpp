@@ -39,7 +39,7 @@ TEST(boundary_penalty, at_1010_the_outer_branch_gives_a_hundred_thirds) {
   EXPECT_DOUBLE_EQ(penalty_at(0.0, -1010.0, 0.0), 100.0 / 3.0);
 }
 
-TEST(boundary_penalty, leaves_positions_free) {
+TEST(boundary_penalty, does_not_depend_on_positions) {
   EXPECT_EQ(penalty_at(1.0, 2.0, 5000.0), 0.0);
 }
 
@@ -65,7 +65,7 @@ TEST(boundary_penalty, its_derivatives_are_those_of_its_value_on_every_piece) {
   }
 }
 
-TEST(boundary_penalty, value_and_slope_match_at_the_joints) {
+TEST(boundary_penalty, value_and_slope_are_continuous_where_pieces_meet) {
   const smooth_boundary boundary{2.5, 10.0, 14.0};
   for (const double joint : {10.0, 14.0}) {
     const double below = std::nextafter(joint, 0.0);

@@ -188,7 +188,7 @@ TEST(tanh_warper, a_target_beyond_the_range_of_double_is_reported) {
   EXPECT_THROW(inverse_of(*warper, {1e300}, 1e-5), std::runtime_error);
 }
 
-TEST(tanh_warper, refuses_parameters_it_cannot_serve_and_says_what_was_expected) {
+TEST(tanh_warper, rejects_unusable_parameters_and_says_what_was_expected) {
   const auto message = [](const std::vector<double>& theta, const std::vector<double>& y) {
     const auto family = make_tanh_target_warper_descriptor(1);
     try {

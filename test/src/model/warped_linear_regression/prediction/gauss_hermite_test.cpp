@@ -45,7 +45,7 @@ TEST(gauss_hermite, the_21_point_rule_is_that_of_numpy) {
   }
 }
 
-TEST(gauss_hermite, one_point_is_the_middle_with_all_the_weight) {
+TEST(gauss_hermite, one_point_is_zero_and_has_all_the_weight) {
   const gauss_hermite_rule rule{1};
   ASSERT_EQ(rule.count(), 1);
   EXPECT_EQ(rule.nodes()[0], 0.0);
@@ -75,7 +75,7 @@ TEST(gauss_hermite, nodes_ascend_and_interlace_with_those_of_the_rule_before) {
 }
 
 // The integral of x^(2k) exp(-x^2) is Gamma(k + 1/2). In the highest moments the outermost
-// nodes, with weights down to 1e-37, carry the whole sum.
+// nodes, with weights down to 1e-37, contribute nearly all of the sum.
 TEST(gauss_hermite, every_rule_is_exact_for_polynomials_below_twice_its_count) {
   for (index_t count = 1; count <= 50; ++count) {
     const gauss_hermite_rule rule{count};

@@ -82,7 +82,7 @@ TEST(warped_prediction, the_mean_is_that_of_fine_quadrature) {
                 1e-6 * range);
 }
 
-TEST(warped_prediction, twenty_one_points_suffice_for_a_gentle_map) {
+TEST(warped_prediction, twenty_one_points_suffice_for_a_map_of_small_slope) {
   const model_data data = draw_model(400, 3, 0.25, 3);
   const auto model = make_model(1);
   const warped_fit fit = fit_with_map(data, {0.1, 2.0, 0.01});
@@ -161,7 +161,7 @@ TEST(warped_prediction, of_no_rows_is_empty) {
       predictions(model, model.fit(view(data.y), data.X), dense_matrix(0, 2)).empty());
 }
 
-TEST(warped_prediction, what_it_cannot_predict_it_refuses) {
+TEST(warped_prediction, rejects_rows_that_it_cannot_predict) {
   const model_data data = draw_model(100, 2, 0.4, 5);
   const auto model = make_model(1);
   const warped_fit fit = model.fit(view(data.y), data.X);

@@ -154,7 +154,7 @@ TEST(warped_predictor, a_step_that_is_steep_where_it_ends_keeps_its_slope) {
   EXPECT_NEAR(slope, 1.0 + 3.6e9 * std::exp(-50.0), 1e-12);
 }
 
-TEST(warped_predictor, infinite_latents_belong_to_infinite_targets_and_nan_to_nan) {
+TEST(warped_predictor, infinite_latents_have_infinite_targets_and_nan_gives_nan) {
   const tanh_map map = make_state().map;
   const double infinity = std::numeric_limits<double>::infinity();
   const std::vector<double> latent{infinity, 0.5, -infinity, std::nan(""), 1e300};

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: BSD-3-Clause
-#include "optimization/grouped_variable_objective.h"
+#include "optimization/interface_only/grouped_variable_objective.h"
 
 #include <algorithm>
 #include <memory>

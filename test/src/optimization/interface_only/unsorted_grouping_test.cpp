@@ -9,7 +9,7 @@
 #include <utility>
 #include <vector>
 
-#include "optimization/grouped_variable_objective.h"
+#include "optimization/interface_only/grouped_variable_objective.h"
 #include "support/objective_law.h"
 
 namespace corvane {
