@@ -2,8 +2,8 @@
 //
 // The sparse matrices of derivatives in the hyperparameters, one construction for all
 // penalties. Theta holds `num_kinds` hyperparameters per group of weights, kind by kind:
-// hyperparameter a is of kind a div G and of group a mod G, G the number of groups. So a row
-// stores nothing outside of one group, and a pair of different groups stores nothing.
+// hyperparameter a is of kind a div G and of group a mod G, G the number of groups. So a
+// row stores nothing outside of one group, and a pair of different groups stores nothing.
 //
 // A row's columns stand in the order of the group's list. Exact zeros are not stored; a NaN
 // is.
